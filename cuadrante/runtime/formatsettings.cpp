@@ -1,0 +1,3 @@
+#include "cuadrante/runtime/formatsettings.h"
+
+TFormatSettings FormatSettings;
