@@ -100,9 +100,7 @@ uint16_t IsoWeek(int64_t serial, uint16_t& isoYear) {
 
 using namespace cuadrante::detail;
 
-bool IsLeapYear(uint16_t year) {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
+bool IsLeapYear(uint16_t year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
 
 uint16_t DaysInAMonth(uint16_t year, uint16_t month) {
   if (month < 1 || month > 12) return 0;
@@ -110,8 +108,7 @@ uint16_t DaysInAMonth(uint16_t year, uint16_t month) {
 }
 
 bool TryEncodeDate(uint16_t year, uint16_t month, uint16_t day, TDateTime& result) {
-  if (year < 1 || year > 9999 || month < 1 || month > 12 || day < 1 ||
-      day > DaysIn(year, month)) {
+  if (year < 1 || year > 9999 || month < 1 || month > 12 || day < 1 || day > DaysIn(year, month)) {
     return false;
   }
   result = TDateTime(static_cast<double>(SerialFromCivil(year, month, day)));
@@ -167,8 +164,8 @@ void DecodeTime(TDateTime value, uint16_t& hour, uint16_t& minute, uint16_t& sec
   hour = static_cast<uint16_t>(ms / 60);
 }
 
-void DecodeDateTime(TDateTime value, uint16_t& year, uint16_t& month, uint16_t& day,
-                    uint16_t& hour, uint16_t& minute, uint16_t& second, uint16_t& millisecond) {
+void DecodeDateTime(TDateTime value, uint16_t& year, uint16_t& month, uint16_t& day, uint16_t& hour,
+                    uint16_t& minute, uint16_t& second, uint16_t& millisecond) {
   DecodeDate(value, year, month, day);
   DecodeTime(value, hour, minute, second, millisecond);
 }
@@ -215,9 +212,7 @@ TDateTime TimeOf(TDateTime value) {
 
 TDateTime StartOfTheDay(TDateTime value) { return DateOf(value); }
 
-TDateTime EndOfTheDay(TDateTime value) {
-  return Compose(SplitValue(value).serial, kEndOfDayMs);
-}
+TDateTime EndOfTheDay(TDateTime value) { return Compose(SplitValue(value).serial, kEndOfDayMs); }
 
 TDateTime StartOfTheWeek(TDateTime value) {
   const int64_t serial = SplitValue(value).serial;
@@ -254,14 +249,21 @@ TDateTime IncDay(TDateTime value, int days) { return TDateTime(value.Val + days)
 TDateTime IncMonth(TDateTime value, int months) {
   const Split s = SplitValue(value);
   const Civil c = CivilFromSerial(s.serial);
-  const int64_t index = c.year * 12 + (c.month - 1) + months;
-  const int64_t year = std::clamp<int64_t>(index / 12, 1, 9999);
-  const auto month = static_cast<unsigned>(index - (index / 12) * 12) + 1;
+  // Steps past either end of the calendar stop at its first or last month, so
+  // that any count of months gives a date that exists.
+  const int64_t index = std::clamp<int64_t>(
+      c.year * 12 + static_cast<int64_t>(c.month - 1) + months, 12, 9999 * 12 + 11);
+  const int64_t year = index / 12;
+  const auto month = static_cast<unsigned>(index % 12) + 1;
   const unsigned day = std::min(c.day, DaysIn(year, month));
   return Compose(SerialFromCivil(year, month, day), s.msOfDay);
 }
 
-TDateTime IncYear(TDateTime value, int years) { return IncMonth(value, years * 12); }
+TDateTime IncYear(TDateTime value, int years) {
+  // Beyond 10000 years every step lands on the same end of the calendar; the
+  // clamp only keeps the product inside an int.
+  return IncMonth(value, std::clamp(years, -10000, 10000) * 12);
+}
 
 namespace cuadrante::detail {
 namespace {
@@ -292,14 +294,13 @@ TDateTime Now() {
   const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
   std::tm local{};
   localtime_r(&seconds, &local);
-  const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                      now.time_since_epoch()).count() % 1000;
-  return EncodeDateTime(static_cast<uint16_t>(local.tm_year + 1900),
-                        static_cast<uint16_t>(local.tm_mon + 1),
-                        static_cast<uint16_t>(local.tm_mday), static_cast<uint16_t>(local.tm_hour),
-                        static_cast<uint16_t>(local.tm_min),
-                        static_cast<uint16_t>(std::min(local.tm_sec, 59)),
-                        static_cast<uint16_t>(ms < 0 ? 0 : ms));
+  const auto ms =
+      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+  return EncodeDateTime(
+      static_cast<uint16_t>(local.tm_year + 1900), static_cast<uint16_t>(local.tm_mon + 1),
+      static_cast<uint16_t>(local.tm_mday), static_cast<uint16_t>(local.tm_hour),
+      static_cast<uint16_t>(local.tm_min), static_cast<uint16_t>(std::min(local.tm_sec, 59)),
+      static_cast<uint16_t>(ms < 0 ? 0 : ms));
 }
 
 TDateTime Date() { return DateOf(Now()); }

@@ -129,10 +129,11 @@ int ToIntDef(std::string_view text, int fallback) { return StrToIntDef(text, fal
 
 bool TryStrToFloat(std::string_view text, double& value) {
   std::string_view body = TrimView(text);
-  if (body.empty() || body.size() > 256) return false;
+  if (body.empty()) return false;
   // Rewrite into the C locale's form: only the process separator may mark the
   // decimals, and only digits, one sign and one exponent may surround it.
-  std::array<char, 257> buffer{};
+  // No length limit: a long run of digits is still a number.
+  std::string buffer(body.size(), '\0');
   size_t n = 0;
   size_t i = 0;
   if (body[i] == '+' || body[i] == '-') {
@@ -209,6 +210,56 @@ void DropNegativeZero(AnsiString& text) {
   text.erase(0, 1);
 }
 
+// Lays out `value` with `digits` decimals after rounding it to `precision`
+// significant digits. Both roundings work on decimal digits, half away from
+// zero, so 0.125 gives "0.13" as it reads, not the "0.12" that rounding the
+// binary value would give. Answers false when the integer part needs more than
+// `precision` digits; the caller then writes the general form.
+bool FixedLayout(double value, int precision, int digits, AnsiString& text) {
+  // "d.ddde+XX": the significant digits and the power of ten of the first one.
+  const AnsiString scientific = Printf("%.*e", precision - 1, std::fabs(value));
+  const size_t e = scientific.find('e');
+  AnsiString mantissa;
+  for (size_t i = 0; i < e; ++i) {
+    if (scientific[i] != '.') mantissa += scientific[i];
+  }
+  // The value is 0.<mantissa> times ten to the power of `integerDigits`.
+  int integerDigits = std::atoi(scientific.c_str() + e + 1) + 1;
+  if (integerDigits > precision) return false;
+
+  const int keep = integerDigits + digits;
+  if (keep < 0) {
+    mantissa.clear();
+  } else if (keep < static_cast<int>(mantissa.size())) {
+    const bool roundUp = mantissa[static_cast<size_t>(keep)] >= '5';
+    mantissa.resize(static_cast<size_t>(keep));
+    if (roundUp) {
+      int i = keep - 1;
+      for (; i >= 0 && mantissa[static_cast<size_t>(i)] == '9'; --i) {
+        mantissa[static_cast<size_t>(i)] = '0';
+      }
+      if (i >= 0) {
+        ++mantissa[static_cast<size_t>(i)];
+      } else {
+        mantissa.insert(0, 1, '1');
+        ++integerDigits;
+      }
+    }
+  }
+  auto digitAt = [&](int i) {
+    return i >= 0 && i < static_cast<int>(mantissa.size()) ? mantissa[static_cast<size_t>(i)] : '0';
+  };
+  text.clear();
+  if (value < 0) text += '-';
+  if (integerDigits <= 0) text += '0';
+  for (int i = 0; i < integerDigits; ++i) text += digitAt(i);
+  if (digits > 0) {
+    text += '.';
+    for (int i = integerDigits; i < integerDigits + digits; ++i) text += digitAt(i);
+  }
+  return true;
+}
+
 void GroupThousands(AnsiString& text) {
   const size_t begin = (!text.empty() && text[0] == '-') ? 1 : 0;
   size_t end = text.find('.');
@@ -226,15 +277,11 @@ AnsiString FloatToStrF(double value, TFloatFormat format, int precision, int dig
   digits = std::clamp(digits, 0, 18);
   if (!std::isfinite(value)) return std::isnan(value) ? "NAN" : (value > 0 ? "INF" : "-INF");
   AnsiString text;
-  const bool fitsFixed = value == 0 || std::fabs(value) < std::pow(10.0, precision);
   switch (format) {
     case ffFixed:
     case ffNumber:
     case ffCurrency:
-      if (fitsFixed) {
-        // Round to the significant digits first, then lay out the decimals.
-        const double rounded = std::strtod(Printf("%.*e", precision - 1, value).c_str(), nullptr);
-        text = Printf("%.*f", digits, rounded);
+      if (FixedLayout(value, precision, digits, text)) {
         if (format != ffFixed) GroupThousands(text);
         break;
       }

@@ -14,6 +14,7 @@
 //   monday.Week() == 48;  monday.EndOfWeek().ToString("dd/mm hh:mm") == "29/11 23:59"
 #pragma once
 
+#include <compare>
 #include <concepts>
 #include <cstdint>
 #include <type_traits>
@@ -52,8 +53,7 @@ class CUADRANTE_API TFecha {
   constexpr int64_t Date() const noexcept { return (value_ / 86400) * 86400; }
 
   void GetDecodedDate(unsigned short& year, unsigned short& month, unsigned short& day) const;
-  void GetDecodedTime(unsigned short& hour, unsigned short& minute,
-                      unsigned short& second) const;
+  void GetDecodedTime(unsigned short& hour, unsigned short& minute, unsigned short& second) const;
   unsigned short Day() const;        // 1..31
   unsigned short DayOfWeek() const;  // Monday 1 .. Sunday 7
   unsigned short Week() const;       // ISO 8601, 1..53
@@ -78,14 +78,25 @@ class CUADRANTE_API TFecha {
   // 5 fortnight, 6 quarter, anything else a day. Months clamp to the month's end.
   TFecha IncDays(short group) const;
 
-  TFecha operator+(const TDuration& span) const;
-  TDuration operator-(const TFecha& other) const;
+  constexpr TFecha operator+(const TDuration& span) const noexcept;
+  // The difference of the values, as a duration of the default type.
+  constexpr TDuration operator-(const TFecha& other) const noexcept;
   constexpr bool operator<(const TFecha& o) const noexcept { return value_ < o.value_; }
   constexpr bool operator<=(const TFecha& o) const noexcept { return value_ <= o.value_; }
   constexpr bool operator>(const TFecha& o) const noexcept { return value_ > o.value_; }
   constexpr bool operator>=(const TFecha& o) const noexcept { return value_ >= o.value_; }
   constexpr bool operator==(const TFecha& o) const noexcept { return value_ == o.value_; }
   constexpr bool operator!=(const TFecha& o) const noexcept { return value_ != o.value_; }
+  // A plain count of seconds compares with the value, in either order; without
+  // these, `fecha == 0` would be ambiguous between the implicit conversions.
+  template <std::integral I>
+  friend constexpr bool operator==(const TFecha& f, I seconds) noexcept {
+    return f.value_ == static_cast<int64_t>(seconds);
+  }
+  template <std::integral I>
+  friend constexpr std::strong_ordering operator<=>(const TFecha& f, I seconds) noexcept {
+    return f.value_ <=> static_cast<int64_t>(seconds);
+  }
   constexpr bool EqualDay(const TFecha& o) const noexcept { return Date() == o.Date(); }
   // Date() of this minus Date() of the other, in seconds (a multiple of 86400).
   constexpr int64_t DaysBetween(const TFecha& o) const noexcept { return Date() - o.Date(); }
@@ -149,6 +160,14 @@ class CUADRANTE_API TDuration {
   int64_t value_ = 0;
   TDurationType type_ = dtDefault;
 };
+
+constexpr TFecha TFecha::operator+(const TDuration& span) const noexcept {
+  return TFecha(value_ + span.Value());
+}
+
+constexpr TDuration TFecha::operator-(const TFecha& other) const noexcept {
+  return TDuration(value_ - other.value_);
+}
 
 static_assert(!std::is_convertible_v<TDateTime, TFecha>);
 static_assert(std::is_trivially_copyable_v<TFecha> && std::is_trivially_copyable_v<TDuration>);

@@ -15,19 +15,19 @@
 // Kind of a time point. Point sets build flag sets over exactly 0..13.
 enum TTimePointType : int8_t {
   tptNone = 0,
-  tptFree = 1,           // "Libre"
-  tptTimetable = 2,      // "Horario"
-  tptTask = 3,           // "Tarea"
-  tptHoliday = 4,        // "Festivo"
-  tptWorkingHoliday = 5, // "Festivo laboral"
-  tptIncidence = 6,      // "Incidencia"
-  tptSickLeave = 7,      // "Baja laboral"
-  tptCover = 8,          // "Cobertura"
-  tptLeave = 9,          // "Vacaciones"
-  tptChangeOfPost = 10,  // "Cambio plaza"
-  tptReducedDay = 11,    // "Reducción Jornada"
-  tptExtendedDay = 12,   // "Aumento jornada"
-  tptLast = 13,          // end of the range: a colour and a flag, no label
+  tptFree = 1,            // "Libre"
+  tptTimetable = 2,       // "Horario"
+  tptTask = 3,            // "Tarea"
+  tptHoliday = 4,         // "Festivo"
+  tptWorkingHoliday = 5,  // "Festivo laboral"
+  tptIncidence = 6,       // "Incidencia"
+  tptSickLeave = 7,       // "Baja laboral"
+  tptCover = 8,           // "Cobertura"
+  tptLeave = 9,           // "Vacaciones"
+  tptChangeOfPost = 10,   // "Cambio plaza"
+  tptReducedDay = 11,     // "Reducción Jornada"
+  tptExtendedDay = 12,    // "Aumento jornada"
+  tptLast = 13,           // end of the range: a colour and a flag, no label
 };
 constexpr int kTimePointTypeCount = 14;
 
@@ -82,18 +82,18 @@ enum TDurationType : uint8_t {
 
 // Labels. Where a function takes a `short`, the table says whether the low 8
 // bits (258 reads as 2) or all 16 bits count.
-CUADRANTE_API AnsiString GetClassAsString(short value);         // low 8 bits, never translated
-CUADRANTE_API AnsiString GetClassAsStringToShow(short value);   // low 8 bits, singular
+CUADRANTE_API AnsiString GetClassAsString(short value);        // low 8 bits, never translated
+CUADRANTE_API AnsiString GetClassAsStringToShow(short value);  // low 8 bits, singular
 CUADRANTE_API AnsiString GetClassAsStringToShowP(TBasicClass value);  // plural
-CUADRANTE_API AnsiString GetClassFormat(TBasicClass value);     // " [plural]"
-CUADRANTE_API AnsiString GetSubclassAsString(short value);      // all 16 bits
-CUADRANTE_API AnsiString GetSubclassAsStringP(short value);     // all 16 bits
-CUADRANTE_API AnsiString GetActivityStr(short value);           // all 16 bits
-CUADRANTE_API AnsiString GetBooleanAsStr(short value);          // all 16 bits
-CUADRANTE_API AnsiString GetUserTypesAsStr(short value);        // low 8 bits
-CUADRANTE_API AnsiString GetIncidenceTypeAsStr(short value);    // low 8 bits
+CUADRANTE_API AnsiString GetClassFormat(TBasicClass value);           // " [plural]"
+CUADRANTE_API AnsiString GetSubclassAsString(short value);            // all 16 bits
+CUADRANTE_API AnsiString GetSubclassAsStringP(short value);           // all 16 bits
+CUADRANTE_API AnsiString GetActivityStr(short value);                 // all 16 bits
+CUADRANTE_API AnsiString GetBooleanAsStr(short value);                // all 16 bits
+CUADRANTE_API AnsiString GetUserTypesAsStr(short value);              // low 8 bits
+CUADRANTE_API AnsiString GetIncidenceTypeAsStr(short value);          // low 8 bits
 CUADRANTE_API AnsiString GetGroupModeStr(TTimesGroup value);
-CUADRANTE_API AnsiString GetRestTypeAsStr(short value);         // low 8 bits
-CUADRANTE_API AnsiString GetPrecisionStr(short value);          // all 16 bits
+CUADRANTE_API AnsiString GetRestTypeAsStr(short value);  // low 8 bits
+CUADRANTE_API AnsiString GetPrecisionStr(short value);   // all 16 bits
 // Monday is 0, one below TFecha::DayOfWeek.
-CUADRANTE_API AnsiString GetDayStr(short value);                // all 16 bits
+CUADRANTE_API AnsiString GetDayStr(short value);  // all 16 bits

@@ -1,1 +1,87 @@
-int main() { return 0; }
+// cuadrante: the command-line host that ships with the library.
+//
+// Each command reads its arguments, calls the library as any host would, and
+// prints plain text. Exit status: 0 on success, 1 on bad input (one line on
+// stderr naming the input), 2 on misuse.
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/cuadrante/commands.h"
+
+namespace {
+
+struct Command {
+  std::string_view name;
+  std::string_view summary;
+  int (*run)(const cuadrante::tool::Args&);
+  void (*help)();
+};
+
+const Command kCommands[] = {
+    {"point", "show a time point from its stored text", cuadrante::tool::RunPoint,
+     cuadrante::tool::HelpPoint},
+    {"date", "show the week, month and neighbours of a date", cuadrante::tool::RunDate,
+     cuadrante::tool::HelpDate},
+};
+
+void PrintUsage(std::FILE* out) {
+  std::fprintf(out, "usage: cuadrante COMMAND [ARGS...]\n\ncommands:\n");
+  for (const Command& command : kCommands) {
+    std::fprintf(out, "  %-8.*s %.*s\n", static_cast<int>(command.name.size()), command.name.data(),
+                 static_cast<int>(command.summary.size()), command.summary.data());
+  }
+  std::fprintf(out, "  %-8s %s\n", "help", "this text, or `cuadrante help COMMAND`");
+}
+
+const Command* Find(std::string_view name) {
+  for (const Command& command : kCommands) {
+    if (command.name == name) return &command;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) {
+    PrintUsage(stderr);
+    return cuadrante::tool::kMisuse;
+  }
+  const std::string name = args.front();
+  args.erase(args.begin());
+  if (name == "help" || name == "--help" || name == "-h") {
+    if (!args.empty()) {
+      if (const Command* command = Find(args.front())) {
+        command->help();
+        return 0;
+      }
+    }
+    PrintUsage(stdout);
+    return 0;
+  }
+  const Command* command = Find(name);
+  if (command == nullptr) {
+    std::fprintf(stderr, "cuadrante: unknown command '%s'\n", name.c_str());
+    PrintUsage(stderr);
+    return cuadrante::tool::kMisuse;
+  }
+  for (const std::string& arg : args) {
+    if (arg == "--help" || arg == "-h") {
+      command->help();
+      return 0;
+    }
+  }
+  try {
+    return command->run(args);
+  } catch (const cuadrante::tool::Misuse& e) {
+    std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), e.what());
+    return cuadrante::tool::kMisuse;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), e.what());
+    return cuadrante::tool::kBadInput;
+  }
+}

@@ -1,0 +1,79 @@
+# Front door. `make demo` shows the library at work; `make check` builds and
+# runs every test (default build, then ASan+UBSan, then a consumer project
+# built against the installed package).
+SHELL := /bin/bash
+.SHELLFLAGS := -eu -o pipefail -c
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 20
+STAGE := $(CURDIR)/build/stage
+TOOL := build/default/tools/cuadrante/cuadrante
+
+.PHONY: deps build demo check test asan tsan consumer bench fuzz install format tidy clean
+
+deps:
+	@scripts/deps.sh
+
+build: deps
+	cmake --preset default
+	cmake --build --preset default
+
+demo: build
+	@scripts/demo.sh $(TOOL)
+
+test: build
+	ctest --preset default
+
+asan: deps
+	cmake --preset asan
+	cmake --build --preset asan
+	ctest --preset asan
+
+tsan: deps
+	cmake --preset tsan
+	cmake --build --preset tsan
+	ctest --preset tsan
+
+# The installed package must serve both CMake and pkg-config users.
+consumer: build
+	rm -rf $(STAGE) build/consumer
+	cmake --install build/default --prefix $(STAGE)
+	cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH=$(STAGE)
+	cmake --build build/consumer
+	build/consumer/consumer
+	c++ examples/consumer/main.cpp -o build/consumer/consumer-pc \
+	  $$(PKG_CONFIG_PATH=$(STAGE)/lib/pkgconfig pkg-config --cflags --libs cuadrante) \
+	  -Wl,-rpath,$(STAGE)/lib
+	build/consumer/consumer-pc > /dev/null
+	@echo "consumer: CMake and pkg-config builds against the installed package run"
+
+check: test asan consumer
+
+bench:
+	@scripts/deps.sh --bench
+	cmake --preset bench
+	cmake --build --preset bench
+	@for b in build/bench/bench/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.2; done
+
+fuzz: deps
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	@for f in build/fuzz/fuzz/*_fuzz; do \
+	  name=$$(basename $$f); corpus=build/fuzz/corpus/$$name; \
+	  mkdir -p $$corpus; cp -n fuzz/corpus/$$name/* $$corpus/ 2>/dev/null || true; \
+	  echo "== $$name ($(FUZZ_SECONDS) s)"; \
+	  $$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 $$corpus 2>&1 | tail -n 4; \
+	done
+
+install: deps
+	cmake --preset release
+	cmake --build --preset release
+	cmake --install build/release --prefix $(PREFIX)
+
+format:
+	find cuadrante tools bench fuzz examples tests -name '*.h' -o -name '*.cpp' | xargs clang-format -i
+
+tidy: build
+	find cuadrante tools -name '*.cpp' | xargs clang-tidy -p build/default --quiet
+
+clean:
+	rm -rf build

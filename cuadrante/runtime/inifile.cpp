@@ -1,0 +1,164 @@
+#include "cuadrante/runtime/inifile.h"
+
+// The packaged header keeps its template bodies behind this switch; this is the
+// only unit that includes it, so the bodies are instantiated here.
+#define SI_IMPLEMENTATION
+#include <SimpleIni.h>
+
+#include <cctype>
+#include <cstdint>
+#include <string>
+
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
+
+namespace cuadrante::detail {
+namespace {
+
+// Multi-key mode keeps every line of a key that a hand-edited file repeats, so
+// reads can answer the first one and a write replaces them all.
+struct Ini {
+  Ini() {
+    data.SetMultiKey(true);
+    data.SetSpaces(false);  // key=value, as other INI writers do
+  }
+  CSimpleIniA data;
+};
+
+// What cannot be read reads as empty, like a missing file.
+void Load(const AnsiString& fileName, Ini& ini) {
+  AnsiString contents;
+  try {
+    contents = cuadrante::ReadWholeFile(fileName);
+  } catch (const EFileError&) {
+    return;
+  }
+  if (ini.data.LoadData(contents) < 0) ini.data.Reset();
+}
+
+void Save(const AnsiString& fileName, const Ini& ini) {
+  std::string text;
+  if (ini.data.Save(text) < 0) throw EFCreateError("Cannot create file \"" + fileName + "\"");
+  cuadrante::WriteFileAtomically(fileName, text);
+}
+
+CSimpleIniA::TNamesDepend KeysInFileOrder(const Ini& ini, const AnsiString& section) {
+  CSimpleIniA::TNamesDepend keys;
+  ini.data.GetAllKeys(section.c_str(), keys);
+  keys.sort(CSimpleIniA::Entry::LoadOrder());
+  return keys;
+}
+
+}  // namespace
+}  // namespace cuadrante::detail
+
+using namespace cuadrante::detail;
+
+TIniFile::TIniFile(const AnsiString& fileName) : fileName_(fileName) {}
+
+TIniFile::~TIniFile() = default;
+
+AnsiString TIniFile::ReadString(const AnsiString& section, const AnsiString& ident,
+                                const AnsiString& defaultValue) const {
+  Ini ini;
+  Load(fileName_, ini);
+  const char* value = ini.data.GetValue(section.c_str(), ident.c_str(), nullptr);
+  return value == nullptr ? defaultValue : AnsiString(value);
+}
+
+int TIniFile::ReadInteger(const AnsiString& section, const AnsiString& ident,
+                          int defaultValue) const {
+  const AnsiString text = Trim(ReadString(section, ident, ""));
+  // Hexadecimal after "0x", as INI files written by hand often hold colours.
+  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+    if (text.size() > 10) return defaultValue;
+    uint32_t value = 0;
+    for (size_t i = 2; i < text.size(); ++i) {
+      const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
+      const int digit = c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+      if (digit < 0) return defaultValue;
+      value = value * 16 + static_cast<uint32_t>(digit);
+    }
+    return static_cast<int>(value);
+  }
+  return StrToIntDef(text, defaultValue);
+}
+
+bool TIniFile::ReadBool(const AnsiString& section, const AnsiString& ident,
+                        bool defaultValue) const {
+  return ReadInteger(section, ident, defaultValue ? 1 : 0) != 0;
+}
+
+void TIniFile::ReadSection(const AnsiString& section, TStrings& strings) const {
+  Ini ini;
+  Load(fileName_, ini);
+  strings.Clear();
+  for (const auto& key : KeysInFileOrder(ini, section)) strings.Add(key.pItem);
+}
+
+void TIniFile::ReadSectionValues(const AnsiString& section, TStrings& strings) const {
+  Ini ini;
+  Load(fileName_, ini);
+  strings.Clear();
+  for (const auto& key : KeysInFileOrder(ini, section)) {
+    strings.Add(AnsiString(key.pItem) + "=" + ini.data.GetValue(section.c_str(), key.pItem, ""));
+  }
+}
+
+void TIniFile::ReadSections(TStrings& strings) const {
+  Ini ini;
+  Load(fileName_, ini);
+  CSimpleIniA::TNamesDepend sections;
+  ini.data.GetAllSections(sections);
+  sections.sort(CSimpleIniA::Entry::LoadOrder());
+  strings.Clear();
+  for (const auto& section : sections) strings.Add(section.pItem);
+}
+
+bool TIniFile::SectionExists(const AnsiString& section) const {
+  Ini ini;
+  Load(fileName_, ini);
+  return ini.data.SectionExists(section.c_str());
+}
+
+bool TIniFile::ValueExists(const AnsiString& section, const AnsiString& ident) const {
+  Ini ini;
+  Load(fileName_, ini);
+  return ini.data.KeyExists(section.c_str(), ident.c_str());
+}
+
+void TIniFile::WriteString(const AnsiString& section, const AnsiString& ident,
+                           const AnsiString& value) {
+  Ini ini;
+  Load(fileName_, ini);
+  // A key that is there keeps the spelling of its name; only its value changes.
+  AnsiString name = ident;
+  const SI_GenericNoCase<char> less;
+  for (const auto& key : KeysInFileOrder(ini, section)) {
+    if (!less(key.pItem, ident.c_str()) && !less(ident.c_str(), key.pItem)) name = key.pItem;
+  }
+  if (ini.data.SetValue(section.c_str(), name.c_str(), value.c_str(), nullptr, true) < 0) {
+    throw EFCreateError("Cannot create file \"" + fileName_ + "\"");
+  }
+  Save(fileName_, ini);
+}
+
+void TIniFile::WriteInteger(const AnsiString& section, const AnsiString& ident, int value) {
+  WriteString(section, ident, IntToStr(value));
+}
+
+void TIniFile::WriteBool(const AnsiString& section, const AnsiString& ident, bool value) {
+  WriteString(section, ident, value ? "1" : "0");
+}
+
+void TIniFile::DeleteKey(const AnsiString& section, const AnsiString& ident) {
+  Ini ini;
+  Load(fileName_, ini);
+  if (ini.data.Delete(section.c_str(), ident.c_str(), false)) Save(fileName_, ini);
+}
+
+void TIniFile::EraseSection(const AnsiString& section) {
+  Ini ini;
+  Load(fileName_, ini);
+  if (ini.data.Delete(section.c_str(), nullptr)) Save(fileName_, ini);
+}

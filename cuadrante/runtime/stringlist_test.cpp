@@ -1,0 +1,178 @@
+#include "cuadrante/runtime/stringlist.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "cuadrante/runtime/component.h"
+#include "cuadrante/runtime/exception.h"
+
+namespace {
+
+std::vector<std::string> Lines(const TStrings& list) {
+  std::vector<std::string> lines;
+  for (int i = 0; i < list.Count(); ++i) lines.push_back(list[i]);
+  return lines;
+}
+
+using V = std::vector<std::string>;
+
+TEST(TStrings, SplitsAtEveryLineEndAndJoinsWithCrLf) {
+  TStrings list;
+  list.SetText("a\rb\nc\r\nd");
+  EXPECT_EQ(Lines(list), (V{"a", "b", "c", "d"}));
+  list.SetText("a\r\n");
+  EXPECT_EQ(Lines(list), (V{"a"}));
+  list.SetText("");
+  EXPECT_EQ(list.Count(), 0);
+  list.SetText("\r\n\r\n");
+  EXPECT_EQ(Lines(list), (V{"", ""}));
+  list.SetText("a\n\rb\r\r");  // LF then CR is two breaks
+  EXPECT_EQ(Lines(list), (V{"a", "", "b", ""}));
+  list.SetText(std::string("x\0y\tz", 5));
+  EXPECT_EQ(Lines(list), (V{std::string("x\0y\tz", 5)}));
+
+  list.SetText("uno\ndos");
+  EXPECT_EQ(list.Text(), "uno\r\ndos\r\n");
+  list.Clear();
+  EXPECT_EQ(list.Text(), "");
+}
+
+TEST(TStrings, ReadsAndWritesNameValueLines) {
+  TStrings list;
+  list.SetText("solo\n x =blank\nDÍA=lunes=1\nmes=\nDía=second\n");
+  EXPECT_EQ(list.Values("día"), "lunes=1");  // first match, accents fold, '=' kept
+  EXPECT_EQ(list.Values(" X "), "blank");    // blanks belong to the name
+  EXPECT_EQ(list.Values("x"), "");
+  EXPECT_EQ(list.Values("solo"), "");  // a line without '=' has no name
+  EXPECT_EQ(list.Values("mes"), "");
+  EXPECT_EQ(list.IndexOfName("MES"), 3);
+  EXPECT_EQ(list.Names(0), "");
+  EXPECT_EQ(list.Names(2), "DÍA");
+  EXPECT_EQ(list.ValueFromIndex(2), "lunes=1");
+
+  list.SetValue("día", "martes");  // rewritten in place with the name as given
+  EXPECT_EQ(list[2], "día=martes");
+  EXPECT_EQ(list[4], "Día=second");
+  list.SetValue("nuevo", "1");
+  EXPECT_EQ(list[list.Count() - 1], "nuevo=1");
+  list.SetValue("DÍA", "");  // an empty value deletes the first line only
+  EXPECT_EQ(list.Values("día"), "second");
+  list.SetValue("absent", "");
+  EXPECT_EQ(Lines(list), (V{"solo", " x =blank", "mes=", "Día=second", "nuevo=1"}));
+}
+
+TEST(TStrings, KeepsObjectsWithLinesAndChecksIndexes) {
+  TObject one;
+  TObject two;
+  TStrings list;
+  list.AddObject("b", &two);
+  list.InsertObject(0, "a", &one);
+  list.Insert(2, "c");  // at Count appends
+  EXPECT_EQ(Lines(list), (V{"a", "b", "c"}));
+  EXPECT_EQ(list.Objects(0), &one);
+  EXPECT_EQ(list.Objects(1), &two);
+  EXPECT_EQ(list.Objects(2), nullptr);
+  EXPECT_EQ(list.IndexOf("B"), 1);
+  EXPECT_EQ(list.IndexOf("z"), -1);
+
+  list.AddStrings(list);
+  EXPECT_EQ(list.Count(), 6);
+  EXPECT_EQ(list.Objects(4), &two);
+
+  EXPECT_THROW(list.Strings(-1), EStringListError);
+  EXPECT_THROW(list.Strings(6), EStringListError);
+  EXPECT_THROW(list.Delete(6), EStringListError);
+  EXPECT_THROW(list.Insert(8, "x"), EStringListError);
+  EXPECT_THROW(list.SetObjects(-1, nullptr), EStringListError);
+  list.Delete(0);
+  EXPECT_EQ(list[0], "b");
+}
+
+TEST(TStringList, SortedModeComparesWithoutCaseOrAccentCapitals) {
+  TObject day;
+  TStringList list;
+  list.SetSorted(true);
+  list.Add("zeta");
+  list.Add("b");
+  list.AddObject("día", &day);
+  list.Add("A");
+  EXPECT_EQ(Lines(list), (V{"A", "b", "día", "zeta"}));
+
+  // dupIgnore by default: the existing line stays and its index is answered.
+  EXPECT_EQ(list.Add("DÍA"), 2);
+  EXPECT_EQ(list.Count(), 4);
+  EXPECT_EQ(list.Objects(2), &day);
+
+  int index = -1;
+  EXPECT_TRUE(list.Find("DÍA", index));
+  EXPECT_EQ(index, 2);
+  EXPECT_FALSE(list.Find("c", index));
+  EXPECT_EQ(index, 2);
+  EXPECT_FALSE(list.Find("zz", index));
+  EXPECT_EQ(index, 4);
+  EXPECT_EQ(list.IndexOf("ZETA"), 3);
+  EXPECT_EQ(list.IndexOf("zet"), -1);
+
+  list.SetDuplicates(dupError);
+  EXPECT_THROW(list.Add("Día"), EStringListError);
+  EXPECT_EQ(list.Count(), 4);
+  EXPECT_THROW(list.Insert(0, "0"), EStringListError);
+  EXPECT_THROW(list.SetStrings(0, "0"), EStringListError);
+
+  TObject first;
+  TObject second;
+  list.SetDuplicates(dupAccept);
+  list.AddObject("B", &first);
+  list.AddObject("b", &second);
+  EXPECT_EQ(Lines(list), (V{"A", "b", "B", "b", "día", "zeta"}));
+  EXPECT_EQ(list.Objects(2), &first);
+  EXPECT_EQ(list.Objects(3), &second);
+  EXPECT_TRUE(list.Find("b", index));
+  EXPECT_EQ(index, 1);  // the first of equal lines
+}
+
+TEST(TStringList, TurningSortedOnSortsStablyWithTheObjects) {
+  TObject x;
+  TObject y;
+  TStringList list;
+  list.AddObject("Beta", &x);
+  list.Add("alfa");
+  list.AddObject("BETA", &y);
+  list.Add("Ábaco");
+  list.SetSorted(true);
+  // "Á" folds to "á", which sorts after every unaccented letter.
+  EXPECT_EQ(Lines(list), (V{"alfa", "Beta", "BETA", "Ábaco"}));
+  EXPECT_EQ(list.Objects(1), &x);
+  EXPECT_EQ(list.Objects(2), &y);
+  list.SetSorted(false);
+  list.Insert(0, "last");  // unsorted again: order is the caller's
+  EXPECT_EQ(list[0], "last");
+}
+
+TEST(TStringList, LoadsAnyLineEndAndSavesCrLfAtomically) {
+  std::string pattern = ::testing::TempDir() + "/list-XXXXXX";
+  const std::string folder = ::mkdtemp(pattern.data());
+  const std::string path = folder + "/lines.txt";
+  std::ofstream(path, std::ios::binary) << "\xEF\xBB\xBFuno\rdos\ntres\r\ncuatro";
+
+  TStringList list;
+  list.LoadFromFile(path);
+  EXPECT_EQ(Lines(list), (V{"uno", "dos", "tres", "cuatro"}));
+  list.Add("cinco");
+  list.SaveToFile(path);
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  EXPECT_EQ(bytes.str(), "uno\r\ndos\r\ntres\r\ncuatro\r\ncinco\r\n");
+
+  EXPECT_THROW(list.LoadFromFile(folder + "/missing.txt"), EFOpenError);
+  EXPECT_EQ(list.Count(), 5);  // a failed load leaves the lines
+  EXPECT_THROW(list.SaveToFile(path + "/below-a-file.txt"), EFCreateError);
+  std::filesystem::remove_all(folder);
+}
+
+}  // namespace

@@ -1,0 +1,225 @@
+#include "cuadrante/services/translate.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
+#include <string_view>
+
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/inifile.h"
+
+bool bTransActivated = false;
+TTranslate* _Translate = nullptr;
+
+namespace cuadrante::detail {
+namespace {
+
+constexpr const char* kSection = "Localization";
+constexpr const char* kDictionaryKey = "Dictionary";
+constexpr std::string_view kPropertyPrefix = "TransFormProp";
+constexpr const char* kUnfilled = "<N/A>";
+
+// Guards `_Translate` and everything in it. Worker threads translate labels
+// while others miss on new texts at the same moment; a plain lookup takes it
+// shared, adding a row takes it exclusive.
+std::shared_mutex translatorLock;
+// Serialises the writes of the dictionary file, so that a write built from an
+// older state of the rows can't land after one built from a newer state. Taken
+// before `translatorLock`, never after.
+std::mutex writeLock;
+
+TTransData* DataOf(const TTranslate& translator, int index) {
+  return static_cast<TTransData*>(translator.Rows.Objects(index));
+}
+
+void ClearRows(TTranslate& translator) {
+  for (int i = 0; i < translator.Rows.Count(); ++i) delete DataOf(translator, i);
+  translator.Rows.Clear();
+}
+
+// The answer of a lookup that needs no new row, or nothing when the text is
+// missing and a row has to be added. REQUIRES: translatorLock, either mode.
+std::optional<AnsiString> FindTranslation(const AnsiString& text) {
+  const TTranslate* translator = _Translate;
+  if (translator == nullptr || translator->Loaded == 0 || text.empty()) return text;
+  int index = 0;
+  if (!translator->Rows.Find(text, index)) return std::nullopt;
+  const AnsiString& translation = DataOf(*translator, index)->Translation;
+  return translation.empty() ? text : translation;
+}
+
+void ReadDictionary(TTranslate& translator) {
+  if (!FileExists(translator.DictionaryFile)) return;
+  try {
+    TStringList lines;
+    lines.LoadFromFile(translator.DictionaryFile);
+    for (int i = 0; i < lines.Count(); ++i) {
+      const AnsiString& line = lines[i];
+      const size_t tab = line.find('\t');
+      if (tab == AnsiString::npos) continue;
+      auto data = std::make_unique<TTransData>(line.substr(tab + 1));
+      try {
+        translator.Rows.AddObject(line.substr(0, tab), data.get());
+        data.release();
+        translator.Loaded = 1;
+      } catch (const EStringListError&) {
+        // The first row of a key wins; later ones are dropped.
+      }
+    }
+  } catch (const std::exception&) {
+    // A dictionary that can't be read ends the reading; the rows read so far
+    // stay and translation goes on with them.
+  }
+}
+
+// REQUIRES: translatorLock exclusive.
+void ReadSettings(TTranslate& translator, const AnsiString& iniFile) {
+  if (!FileExists(iniFile)) return;
+  const TIniFile ini(iniFile);
+  translator.DictionaryFile = translator.BasePath + ini.ReadString(kSection, kDictionaryKey, "");
+  TStringList& properties = translator.Properties;
+  ini.ReadSectionValues(kSection, properties);
+  for (int i = properties.Count() - 1; i >= 0; --i) {
+    const AnsiString& line = properties[i];
+    if (!line.starts_with(kPropertyPrefix)) {
+      properties.Delete(i);
+      continue;
+    }
+    const size_t equals = line.find('=');
+    properties.SetStrings(i, equals == AnsiString::npos ? AnsiString() : line.substr(equals + 1));
+  }
+  ReadDictionary(translator);
+}
+
+// The whole dictionary file: every row in the order of Rows, with CR LF ends.
+// REQUIRES: translatorLock, either mode.
+AnsiString DictionaryText(const TTranslate& translator) {
+  TStringList lines;
+  for (int i = 0; i < translator.Rows.Count(); ++i) {
+    lines.Add(translator.Rows[i] + "\t" + DataOf(translator, i)->Translation);
+  }
+  return lines.Text();
+}
+
+// REQUIRES: no lock held, since the properties' getters and setters are the
+// host's code and may translate themselves.
+void TranslateObject(TObject* object, const TStringList& properties) {
+  for (int i = 0; i < properties.Count(); ++i) {
+    const PPropInfo prop = GetPropInfo(object, properties[i]);
+    if (prop == nullptr) continue;
+    SetStrProp(object, prop, Transport::Translate(GetStrProp(object, prop)));
+  }
+}
+
+}  // namespace
+}  // namespace cuadrante::detail
+
+using namespace cuadrante::detail;
+
+TTransData::TTransData(const AnsiString& translation) : Translation(translation) {}
+
+TTransData::~TTransData() = default;
+
+TTranslate::TTranslate() {
+  Rows.SetSorted(true);
+  Rows.SetDuplicates(dupError);
+}
+
+TTranslate::~TTranslate() { ClearRows(*this); }
+
+void InitTRANS(AnsiString iniFile) {
+  if (!bTransActivated) return;
+  std::unique_lock lock(translatorLock);
+  if (_Translate != nullptr) return;
+  auto translator = std::make_unique<TTranslate>();
+  translator->BasePath = iniFile;
+  ReadSettings(*translator, iniFile);
+  _Translate = translator.release();
+}
+
+void EndTRANS() {
+  if (!bTransActivated) return;
+  std::lock_guard writing(writeLock);
+  std::unique_lock lock(translatorLock);
+  if (_Translate == nullptr) return;
+  if (_Translate->Modified) {
+    cuadrante::WriteFileAtomically(_Translate->DictionaryFile, DictionaryText(*_Translate));
+  }
+  delete _Translate;
+  _Translate = nullptr;
+}
+
+void ReLoadDictionary(AnsiString iniFile) {
+  if (!bTransActivated) return;
+  std::unique_lock lock(translatorLock);
+  if (_Translate == nullptr) return;
+  // Settings that have gone away are no reason to forget the dictionary in
+  // use: emptying the rows here would leave Loaded at 1 with nothing behind
+  // it, and the next write would replace the file with "<N/A>" rows alone. So
+  // a missing INI keeps the rows and the property names as they are.
+  if (!FileExists(iniFile)) return;
+  _Translate->Properties.Clear();
+  ClearRows(*_Translate);
+  ReadSettings(*_Translate, iniFile);
+}
+
+namespace Transport {
+
+AnsiString Translate(const AnsiString& text) {
+  if (!bTransActivated) return text;
+  {
+    std::shared_lock lock(translatorLock);
+    if (std::optional<AnsiString> found = FindTranslation(text)) return *found;
+  }
+  // A miss. Another thread may have added the row or ended the translator
+  // between the two locks, so the lookup runs again before adding.
+  std::unique_lock lock(translatorLock);
+  if (std::optional<AnsiString> found = FindTranslation(text)) return *found;
+  auto data = std::make_unique<TTransData>(kUnfilled);
+  _Translate->Rows.AddObject(text, data.get());
+  data.release();
+  _Translate->Modified = true;
+  return text;
+}
+
+bool TranslateForm(TComponent* form) {
+  if (!bTransActivated) return true;
+  TStringList properties;
+  {
+    std::shared_lock lock(translatorLock);
+    if (_Translate == nullptr || _Translate->Loaded == 0) return true;
+    properties = _Translate->Properties;
+  }
+
+  bool translated = form != nullptr;
+  if (form != nullptr) {
+    try {
+      TranslateObject(form, properties);
+      for (int i = 0; i < form->ComponentCount(); ++i) {
+        try {
+          TranslateObject(form->GetComponent(i), properties);
+        } catch (...) {
+          // One component that fails leaves the others to be translated.
+        }
+      }
+    } catch (...) {
+      translated = false;
+    }
+  }
+
+  std::lock_guard writing(writeLock);
+  AnsiString path;
+  AnsiString text;
+  {
+    std::shared_lock lock(translatorLock);
+    if (_Translate == nullptr || !_Translate->Modified) return translated;
+    path = _Translate->DictionaryFile;
+    text = DictionaryText(*_Translate);
+  }
+  cuadrante::WriteFileAtomically(path, text);
+  return translated;
+}
+
+}  // namespace Transport

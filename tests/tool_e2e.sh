@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Runs the built command-line host and checks its output and exit status.
+set -u
+tool=${1:?usage: tool_e2e.sh PATH-TO-cuadrante}
+failures=0
+passes=0
+
+# expect STATUS PATTERN ARGS...: exit status STATUS and output (stdout+stderr) matching PATTERN.
+expect() {
+  local status=$1 pattern=$2
+  shift 2
+  local out code
+  out=$("$tool" "$@" 2>&1)
+  code=$?
+  if [[ $code -ne $status ]] || ! grep -qE -- "$pattern" <<<"$out"; then
+    echo "FAIL: cuadrante $* -> status $code (want $status), output:"
+    sed 's/^/    /' <<<"$out"
+    failures=$((failures + 1))
+  else
+    passes=$((passes + 1))
+  fi
+}
+
+# A timetable on Monday 23/11/2026 from 08:00 to 16:00.
+expect 0 'type +2 Horario' point "4004582400;28800;2;1"
+expect 0 'interval +23/11/2026 08:00 - 23/11/2026 16:00' point "4004582400;28800;2;1"
+expect 0 'classes +free, assignable, work' point "4004582400;28800;2;1"
+expect 0 'duration +8 h' point "4004582400;28800;2;1"
+expect 0 'type +13 <N/A>' point "4004582400;60;13;1"
+expect 1 "'1;2;3' has 3 fields" point "1;2;3"
+expect 1 "'12x' is not a valid integer value" point "12x;1;2;3"
+expect 2 'expects one' point
+expect 0 'week +48' date 2026-11-23
+expect 0 'week start +Lunes 23/11/2026 00:00:00' date 2026-11-25
+expect 0 'week end +Domingo 29/11/2026 23:59:59' date 2026-11-25
+expect 0 'next month +Sábado 28/02/2026 00:00:00' date 31/01/2026
+expect 0 'week +53' date 2026-12-31
+expect 0 'next week +Lunes 04/01/2027' date 2026-12-31
+expect 1 "'2026-02-30' is not a date" date 2026-02-30
+expect 1 "'mañana' is not a date" date mañana
+expect 2 'unknown command' frobnicate
+expect 0 'usage: cuadrante date' date --help
+expect 0 'commands:' help
+
+echo "$passes passed, $failures failed"
+[[ $failures -eq 0 ]]

@@ -1,0 +1,33 @@
+// The commands of the command-line host and what they share.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "cuadrante/runtime/datetime.h"
+
+namespace cuadrante::tool {
+
+using Args = std::vector<std::string>;
+
+constexpr int kBadInput = 1;
+constexpr int kMisuse = 2;
+
+// Wrong number or kind of arguments: exit status 2.
+class Misuse : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// A date in ISO form (2026-11-23, optionally with "T" or a blank and hh:mm[:ss])
+// or in the day-first form of the format settings. Raises EConvertError that
+// names the text when it is neither.
+TDateTime ParseDateArgument(const std::string& text);
+
+int RunPoint(const Args& args);
+void HelpPoint();
+int RunDate(const Args& args);
+void HelpDate();
+
+}  // namespace cuadrante::tool
