@@ -9,9 +9,7 @@
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/inifile.h"
-
-bool bTransActivated = false;
-TTranslate* _Translate = nullptr;
+#include "cuadrante/internal/lifecycle.h"
 
 namespace cuadrante::detail {
 namespace {
@@ -141,6 +139,10 @@ void InitTRANS(AnsiString iniFile) {
 
 void EndTRANS() {
   if (!bTransActivated) return;
+  cuadrante::detail::StopTranslator();
+}
+
+void cuadrante::detail::StopTranslator() {
   std::lock_guard writing(writeLock);
   std::unique_lock lock(translatorLock);
   if (_Translate == nullptr) return;

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
+#include <limits>
 #include <string_view>
 
 #include "cuadrante/text/rutinasnumbers.h"
@@ -23,13 +25,21 @@ char* PutField(char* p, char* last, int64_t value, char after) {
   return end + 1;
 }
 
+// Truncates toward zero; not-a-number is no time and hours beyond any calendar
+// saturate, so no float a host passes makes the conversion undefined.
+int64_t SecondsFromHours(float hours) {
+  const double seconds = static_cast<double>(hours) * 3600;
+  if (std::isnan(seconds)) return 0;
+  constexpr double kLimit = 9.2e18;
+  if (seconds >= kLimit) return std::numeric_limits<int64_t>::max();
+  if (seconds <= -kLimit) return std::numeric_limits<int64_t>::min();
+  return static_cast<int64_t>(seconds);
+}
+
 }  // namespace
 }  // namespace cuadrante::detail
 
 using namespace cuadrante::detail;
-
-// Moves to the library's load order once the process-wide objects gather there.
-TVectorStrings TBasicPoint::SharedStrings;
 
 TBasicPoint::TBasicPoint(const TBasicPoint* other)
     : Inicio(other->Inicio),
@@ -44,7 +54,7 @@ TBasicPoint::TBasicPoint(const TFecha& inicio, const TDuration& duration)
     : Inicio(inicio), Duration(duration.Value()) {}
 
 TBasicPoint::TBasicPoint(TDateTime inicio, float hours)
-    : Inicio(inicio), Duration(static_cast<int64_t>(static_cast<double>(hours) * 3600)) {}
+    : Inicio(inicio), Duration(SecondsFromHours(hours)) {}
 
 TBasicPoint& TBasicPoint::operator=(const TBasicPoint& other) {
   Inicio = other.Inicio;

@@ -17,12 +17,10 @@
 
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/export.h"
+#include "cuadrante/runtime/graphics.h"
 #include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/time/fecha.h"
 #include "cuadrante/vocabulary/basicdefines.h"
-
-// A colour with red in the low byte (0x00BBGGRR), signed like the runtime's.
-using TColor = int32_t;
 
 class CUADRANTE_API TBasicPoint {
  public:

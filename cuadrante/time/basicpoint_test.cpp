@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -64,6 +65,10 @@ TEST(TBasicPoint, ConstructorsStartFromTheDefaults) {
   EXPECT_EQ(TBasicPoint(monday, 0.7f).GetDurationValue(), 2519);
   EXPECT_EQ(TBasicPoint(monday, -0.7f).GetDurationValue(), -2519);
   EXPECT_EQ(TBasicPoint(monday, 0.25f).GetDurationValue(), 900);
+  // Hours no float conversion can hold must not be undefined behaviour.
+  EXPECT_EQ(TBasicPoint(monday, std::numeric_limits<float>::quiet_NaN()).GetDurationValue(), 0);
+  EXPECT_EQ(TBasicPoint(monday, std::numeric_limits<float>::infinity()).GetDurationValue(),
+            std::numeric_limits<int64_t>::max());
 }
 
 TEST(TBasicPoint, CopiesKeepTheGroupButAssignmentClearsIt) {

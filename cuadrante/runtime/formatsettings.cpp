@@ -1,3 +1,0 @@
-#include "cuadrante/runtime/formatsettings.h"
-
-TFormatSettings FormatSettings;
