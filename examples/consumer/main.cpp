@@ -8,7 +8,7 @@ int main() {
   // Monday 23 November 2026, 08:00, for eight hours: a timetable.
   const TFecha start(TDateTime(EncodeDateTime(2026, 11, 23, 8, 0, 0, 0)));
   TBasicPoint shift(start, TDuration(8 * 3600));
-  shift.Type = 2;
+  shift.Type = tptTimetable;
 
   TBasicPoint copy;
   copy.ReadFromStr(shift.WriteToStr());

@@ -3,6 +3,7 @@
 
 #include "cuadrante/runtime/dateformat.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/time/fecha.h"
 #include "cuadrante/vocabulary/basicdefines.h"
 #include "tools/cuadrante/commands.h"
@@ -70,8 +71,7 @@ int RunDate(const Args& args) {
   std::printf("month        %s .. %s\n", date.StartOfMonth().ToString("dd/mm/yyyy").c_str(),
               date.EndOfMonth().ToString("dd/mm/yyyy hh:nn:ss").c_str());
   std::printf("next month   %s\n", Long(date.IncDays(tgMonth)).c_str());
-  std::printf("label        %s, %s\n", GetGroupModeStr(tgWeek).c_str(),
-              date.ToString("dddd d 'de' mmmm 'de' yyyy").c_str());
+  std::printf("long form    %s\n", date.ToString(FormatSettings.LongDateFormat).c_str());
   return 0;
 }
 
