@@ -323,6 +323,18 @@ int AnsiCompareText(std::string_view a, std::string_view b) {
   const auto aLength = static_cast<int32_t>(a.size());
   const auto bLength = static_cast<int32_t>(b.size());
   while (i < aLength && j < bLength) {
+    // Most keys are ASCII: fold those bytes here, without decoding. The folded
+    // values are the same code points that the general path gives.
+    const auto ca = static_cast<unsigned char>(a[static_cast<size_t>(i)]);
+    const auto cb = static_cast<unsigned char>(b[static_cast<size_t>(j)]);
+    if (ca < 0x80 && cb < 0x80) {
+      const int x = (ca >= 'A' && ca <= 'Z') ? ca + 32 : ca;
+      const int y = (cb >= 'A' && cb <= 'Z') ? cb + 32 : cb;
+      if (x != y) return x < y ? -1 : 1;
+      ++i;
+      ++j;
+      continue;
+    }
     const int64_t x = NextFolded(a, i);
     const int64_t y = NextFolded(b, j);
     if (x != y) return x < y ? -1 : 1;
