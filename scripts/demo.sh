@@ -9,3 +9,13 @@ step "A time point from its stored text: forms, type label, classes" \
   "$tool" point "4004582400;28800;2;1"
 step "The calendar around today" "$tool" date "$(date +%F)"
 step "A date across the change of ISO year" "$tool" date 2026-12-31
+
+# Translation: a small English dictionary; the labels it lacks are collected.
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+printf '[Localization]\nDictionary=.dic\n' > "$work/en.ini"
+printf 'Horario\tTimetable\r\nLunes\tMonday\r\nDomingo\tSunday\r\n' > "$work/en.ini.dic"
+step "The same point and date with an English dictionary" \
+  "$tool" point "4004582400;28800;2;1" --dict "$work/en.ini"
+"$tool" date 2026-11-25 --dict "$work/en.ini" | head -4
+step "The rows the dictionary collected for a translator to fill in" cat "$work/en.ini.dic"

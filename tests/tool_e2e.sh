@@ -42,5 +42,18 @@ expect 2 'unknown command' frobnicate
 expect 0 'usage: cuadrante date' date --help
 expect 0 'commands:' help
 
+# Translation with a dictionary; the unknown labels come back as rows to fill in.
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+printf '[Localization]\nDictionary=.dic\n' > "$work/en.ini"
+printf 'Horario\tTimetable\r\n' > "$work/en.ini.dic"
+expect 0 'type +2 Timetable' point "4004582400;28800;2;1" --dict "$work/en.ini"
+expect 0 'week start +Lunes' date 2026-11-25 --dict "$work/en.ini"  # a first miss shows the key
+if ! grep -q $'^Lunes\t<N/A>\r$' "$work/en.ini.dic"; then
+  echo "FAIL: the dictionary did not collect 'Lunes'"; failures=$((failures + 1))
+fi
+expect 0 'week start +<N/A> 23/11' date 2026-11-25 --dict "$work/en.ini"  # then the unfilled row
+expect 2 'needs a settings file' point "1;2;3;4" --dict
+
 echo "$passes passed, $failures failed"
 [[ $failures -eq 0 ]]

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cuadrante/services/translate.h"
 #include "tools/cuadrante/commands.h"
 
 namespace {
@@ -34,6 +35,8 @@ void PrintUsage(std::FILE* out) {
                  static_cast<int>(command.summary.size()), command.summary.data());
   }
   std::fprintf(out, "  %-8s %s\n", "help", "this text, or `cuadrante help COMMAND`");
+  std::fprintf(out,
+               "\noptions:\n  --dict INI  translate labels with the dictionary that INI names\n");
 }
 
 const Command* Find(std::string_view name) {
@@ -76,7 +79,20 @@ int main(int argc, char** argv) {
     }
   }
   try {
-    return command->run(args);
+    // --dict INI switches translation on with that settings file; the rows the
+    // dictionary collects on the way are written back when the command ends.
+    for (size_t i = 0; i < args.size(); ++i) {
+      if (args[i] != "--dict") continue;
+      if (i + 1 == args.size()) throw cuadrante::tool::Misuse("--dict needs a settings file");
+      bTransActivated = true;
+      InitTRANS(args[i + 1]);
+      args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
+                 args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
+      break;
+    }
+    const int status = command->run(args);
+    EndTRANS();
+    return status;
   } catch (const cuadrante::tool::Misuse& e) {
     std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), e.what());
     return cuadrante::tool::kMisuse;
