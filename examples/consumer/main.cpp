@@ -1,22 +1,50 @@
-// A minimal host: builds a shift, prints it, reads it back from its stored
-// text and checks the round trip. Exits non-zero if anything disagrees.
+// A minimal host: builds a shift, prints its forms, reads it back from its
+// stored text and steps its date. Exits non-zero if any answer is not the one
+// the README promises.
 #include <cstdio>
+#include <string>
 
 #include "cuadrante/cuadrante.h"
 
+namespace {
+
+int failures = 0;
+
+void Expect(const std::string& what, const std::string& got, const std::string& want) {
+  std::printf("%-22s %s\n", what.c_str(), got.c_str());
+  if (got != want) {
+    std::fprintf(stderr, "consumer: %s gave '%s', expected '%s'\n", what.c_str(), got.c_str(),
+                 want.c_str());
+    ++failures;
+  }
+}
+
+}  // namespace
+
 int main() {
-  // Monday 23 November 2026, 08:00, for eight hours: a timetable.
-  const TFecha start(TDateTime(EncodeDateTime(2026, 11, 23, 8, 0, 0, 0)));
+  // Monday 23 November 2026 at 08:00, for eight hours: a timetable.
+  const TFecha start(EncodeDateTime(2026, 11, 23, 8, 0, 0, 0));
   TBasicPoint shift(start, TDuration(8 * 3600));
   shift.Type = tptTimetable;
 
-  TBasicPoint copy;
-  copy.ReadFromStr(shift.WriteToStr());
-  if (!(copy == shift) || start.Week() != 48) {
-    std::fprintf(stderr, "consumer: round trip failed\n");
-    return 1;
+  Expect("WriteToStr", shift.WriteToStr(), "4004582400;28800;2;1");
+  Expect("ToString(3)", shift.ToString(3), "23/11/2026 08:00 - 16:00");
+  Expect("GetTypeStr", shift.GetTypeStr(), "Horario");
+  Expect("IsWork", shift.IsWork() ? "true" : "false", "true");
+  Expect("Week", std::to_string(start.Week()), "48");
+  Expect("IncDays(tgMonth)", start.IncDays(tgMonth).ToString("dd/mm/yyyy hh:nn"),
+         "23/12/2026 08:00");
+  Expect("EndOfWeek", start.EndOfWeek().ToString("dddd dd/mm/yyyy hh:nn:ss"),
+         "domingo 29/11/2026 23:59:59");
+
+  TBasicPoint back;
+  back.ReadFromStr("4004582400;28800;2;1");
+  Expect("ReadFromStr", back == shift ? "equal" : "different", "equal");
+  try {
+    back.ReadFromStr("12x;1;2;3");
+    Expect("ReadFromStr(\"12x;...\")", "no exception", "EConvertError");
+  } catch (const EConvertError& e) {
+    Expect("ReadFromStr(\"12x;...\")", e.Message, "'12x' is not a valid integer value");
   }
-  std::printf("%s  %s  week %u  %s\n", shift.ToString(3).c_str(), shift.GetTypeStr().c_str(),
-              static_cast<unsigned>(start.Week()), shift.WriteToStr().c_str());
-  return 0;
+  return failures == 0 ? 0 : 1;
 }
