@@ -8,7 +8,7 @@ FUZZ_SECONDS ?= 20
 STAGE := $(CURDIR)/build/stage
 TOOL := build/default/tools/cuadrante/cuadrante
 
-.PHONY: deps build demo check test asan tsan consumer bench fuzz install format tidy clean
+.PHONY: deps build demo check test asan tsan tsan-threads consumer bench fuzz install format tidy clean
 
 deps:
 	@scripts/deps.sh
@@ -33,6 +33,13 @@ tsan: deps
 	cmake --build --preset tsan
 	ctest --preset tsan
 
+# The units whose code threads meet, under ThreadSanitizer.
+THREADED_SUBSYSTEMS := services
+tsan-threads: deps
+	cmake --preset tsan
+	cmake --build --preset tsan --target $(foreach s,$(THREADED_SUBSYSTEMS),cuadrante_$(s)_test)
+	ctest --preset tsan -L '$(subst $(eval) ,|,$(THREADED_SUBSYSTEMS))'
+
 # The installed package must serve both CMake and pkg-config users.
 consumer: build
 	rm -rf $(STAGE) build/consumer
@@ -46,7 +53,7 @@ consumer: build
 	build/consumer/consumer-pc > /dev/null
 	@echo "consumer: CMake and pkg-config builds against the installed package run"
 
-check: test asan consumer
+check: test asan tsan-threads consumer
 
 bench:
 	@scripts/deps.sh --bench
