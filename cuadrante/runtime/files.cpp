@@ -132,8 +132,9 @@ void WriteFileAtomically(const AnsiString& path, std::string_view contents) {
   AnsiString temporary;
   int fd = -1;
   for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
-    temporary = folder + "." + name + ".tmp" + std::to_string(::getpid()) + "-" +
-                std::to_string(temporaryCounter.fetch_add(1));
+    temporary = folder;
+    temporary.append(".").append(name).append(".tmp").append(std::to_string(::getpid()));
+    temporary.append("-").append(std::to_string(temporaryCounter.fetch_add(1)));
     fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0 && errno != EEXIST) break;
   }

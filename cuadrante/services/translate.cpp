@@ -60,7 +60,7 @@ void ReadDictionary(TTranslate& translator) {
       auto data = std::make_unique<TTransData>(line.substr(tab + 1));
       try {
         translator.Rows.AddObject(line.substr(0, tab), data.get());
-        data.release();
+        static_cast<void>(data.release());  // the row owns it now
         translator.Loaded = 1;
       } catch (const EStringListError&) {
         // The first row of a key wins; later ones are dropped.
@@ -127,7 +127,7 @@ TTranslate::TTranslate() {
 
 TTranslate::~TTranslate() { ClearRows(*this); }
 
-void InitTRANS(AnsiString iniFile) {
+void InitTRANS(const AnsiString& iniFile) {
   if (!bTransActivated) return;
   std::unique_lock lock(translatorLock);
   if (_Translate != nullptr) return;
@@ -153,7 +153,7 @@ void cuadrante::detail::StopTranslator() {
   _Translate = nullptr;
 }
 
-void ReLoadDictionary(AnsiString iniFile) {
+void ReLoadDictionary(const AnsiString& iniFile) {
   if (!bTransActivated) return;
   std::unique_lock lock(translatorLock);
   if (_Translate == nullptr) return;
@@ -181,7 +181,7 @@ AnsiString Translate(const AnsiString& text) {
   if (std::optional<AnsiString> found = FindTranslation(text)) return *found;
   auto data = std::make_unique<TTransData>(kUnfilled);
   _Translate->Rows.AddObject(text, data.get());
-  data.release();
+  static_cast<void>(data.release());  // the row owns it now
   _Translate->Modified = true;
   return text;
 }

@@ -63,7 +63,7 @@ extern CUADRANTE_API TTranslate* _Translate;
 
 // With the switch on and no translator yet, makes one on `iniFile`; a missing
 // INI or dictionary leaves it with no rows, so texts pass unchanged.
-CUADRANTE_API void InitTRANS(AnsiString iniFile);
+CUADRANTE_API void InitTRANS(const AnsiString& iniFile);
 // With the switch on: writes the dictionary back if rows were added, then
 // destroys the translator. A failed write raises EFileError and keeps the
 // translator, so the host may try again.
@@ -71,7 +71,7 @@ CUADRANTE_API void EndTRANS();
 // With the switch on and a translator: drops the rows and the property names
 // and reads `iniFile` and its dictionary again, keeping BasePath, Loaded and
 // Modified. A missing `iniFile` changes nothing.
-CUADRANTE_API void ReLoadDictionary(AnsiString iniFile);
+CUADRANTE_API void ReLoadDictionary(const AnsiString& iniFile);
 
 namespace Transport {
 
