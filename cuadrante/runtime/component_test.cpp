@@ -58,10 +58,8 @@ TEST(TComponent, OwnsItsComponentsAndDeletesThemWithItself) {
   auto* b = new TTracked(form, deaths, "b");
   auto* c = new TTracked(form, deaths, "c");
   new TTracked(a, deaths, "a1");
-  EXPECT_EQ(form->Owner(), nullptr);
   EXPECT_EQ(a->Owner(), form);
   ASSERT_EQ(form->ComponentCount(), 3);
-  EXPECT_EQ(form->GetComponent(0), a);
   EXPECT_EQ(form->GetComponent(2), c);
   EXPECT_EQ(a->ComponentCount(), 1);
   EXPECT_THROW(form->GetComponent(3), EStringListError);
@@ -94,7 +92,6 @@ TEST(TComponent, StringPropertiesByName) {
   auto* button = new TButton(&form);
 
   EXPECT_EQ(GetPropInfo(nullptr, "Name"), nullptr);
-  EXPECT_EQ(GetPropInfo(label, "Hint"), nullptr);
   EXPECT_EQ(GetPropInfo(&form, "Caption"), nullptr);
   TObject bare;
   EXPECT_EQ(GetPropInfo(&bare, "Name"), nullptr);
@@ -115,6 +112,7 @@ TEST(TComponent, StringPropertiesByName) {
   EXPECT_EQ(GetStrProp(button, "Caption"), "button caption");
   EXPECT_THROW(SetStrProp(button, "Caption", "x"), EPropertyError);
 
+  EXPECT_EQ(GetPropInfo(label, "Hint"), nullptr);
   EXPECT_THROW(GetStrProp(label, "Hint"), EPropertyError);
   EXPECT_THROW(SetStrProp(label, "Hint", "x"), EPropertyError);
   EXPECT_THROW(GetStrProp(nullptr, "Name"), EPropertyError);

@@ -11,34 +11,15 @@
 #include <sstream>
 #include <thread>
 
+#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 
 namespace {
 
-class TempFolder {
- public:
-  TempFolder() {
-    std::string pattern = ::testing::TempDir() + "/files-XXXXXX";
-    path_ = ::mkdtemp(pattern.data());
-  }
-  ~TempFolder() { std::filesystem::remove_all(path_); }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
-std::string Slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
-void Spit(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
+using cuadrante::testing::FileSizeLimit;
+using cuadrante::testing::ReadText;
+using cuadrante::testing::TempFolder;
+using cuadrante::testing::WriteText;
 
 int EntriesIn(const std::string& folder) {
   int count = 0;
@@ -46,53 +27,27 @@ int EntriesIn(const std::string& folder) {
   return count;
 }
 
-// Caps the size of files this process may write, so that a write fails half
-// way as it would on a full disk; restores the limit and the signal after.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::getrlimit(RLIMIT_FSIZE, &saved_);
-    previous_ = ::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit = saved_;
-    limit.rlim_cur = bytes;
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &saved_);
-    ::signal(SIGXFSZ, previous_);
-  }
-
- private:
-  rlimit saved_{};
-  sighandler_t previous_;
-};
-
 TEST(Files, SplitsPathsAtTheLastSlash) {
-  EXPECT_EQ(ExtractFilePath("/opt/app/x.ini"), "/opt/app/");
-  EXPECT_EQ(ExtractFileName("/opt/app/x.ini"), "x.ini");
-  EXPECT_EQ(ExtractFilePath("x.ini"), "");
-  EXPECT_EQ(ExtractFileName("x.ini"), "x.ini");
-  EXPECT_EQ(ExtractFilePath("/x"), "/");
-  EXPECT_EQ(ExtractFilePath("dir/"), "dir/");
-  EXPECT_EQ(ExtractFileName("dir/"), "");
-  EXPECT_EQ(ExtractFilePath(""), "");
+  struct Case {
+    const char *path, *folder, *name;
+  };
+  for (const Case& c : {Case{"/opt/app/x.ini", "/opt/app/", "x.ini"}, Case{"x.ini", "", "x.ini"},
+                        Case{"/x", "/", "x"}, Case{"dir/", "dir/", ""}, Case{"", "", ""}}) {
+    EXPECT_EQ(ExtractFilePath(c.path), c.folder) << c.path;
+    EXPECT_EQ(ExtractFileName(c.path), c.name) << c.path;
+  }
 }
 
-TEST(Files, ExistsOnlyForThingsThatAreNotFolders) {
-  TempFolder folder;
-  Spit(folder / "a.txt", "x");
-  EXPECT_TRUE(FileExists(folder / "a.txt"));
-  EXPECT_FALSE(FileExists(folder / "b.txt"));
-  EXPECT_FALSE(FileExists(folder.Path()));
-  EXPECT_FALSE(FileExists(""));
-}
-
-TEST(Files, ReadsEveryByteOrRaisesNamingThePath) {
+TEST(Files, ReadsEveryByteOfFilesOnlyOrRaisesNamingThePath) {
   TempFolder folder;
   const std::string bytes("a\r\n\0b\rc\xC3\xAD", 9);
-  Spit(folder / "bytes", bytes);
+  WriteText(folder / "bytes", bytes);
+  EXPECT_TRUE(FileExists(folder / "bytes"));
+  EXPECT_FALSE(FileExists(folder / "missing"));
+  EXPECT_FALSE(FileExists(folder.Path()));
+  EXPECT_FALSE(FileExists(""));
   EXPECT_EQ(cuadrante::ReadWholeFile(folder / "bytes"), bytes);
-  Spit(folder / "empty", "");
+  WriteText(folder / "empty", "");
   EXPECT_EQ(cuadrante::ReadWholeFile(folder / "empty"), "");
 
   try {
@@ -108,36 +63,36 @@ TEST(Files, ReplacesWholeKeepingModeAndLeavingNoTemporary) {
   TempFolder folder;
   const std::string path = folder / "dict.txt";
   cuadrante::WriteFileAtomically(path, "first");
-  EXPECT_EQ(Slurp(path), "first");
+  EXPECT_EQ(ReadText(path), "first");
 
   ::chmod(path.c_str(), 0640);
   cuadrante::WriteFileAtomically(path, "second, longer");
-  EXPECT_EQ(Slurp(path), "second, longer");
+  EXPECT_EQ(ReadText(path), "second, longer");
   struct stat info {};
   ASSERT_EQ(::stat(path.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 07777, 0640u);
 
   cuadrante::WriteFileAtomically(path, "");
-  EXPECT_EQ(Slurp(path), "");
+  EXPECT_EQ(ReadText(path), "");
   EXPECT_EQ(EntriesIn(folder.Path()), 1);
 
   // Through a link the target is rewritten and the link stays a link.
   std::filesystem::create_symlink(path, folder / "link");
   cuadrante::WriteFileAtomically(folder / "link", "via link");
-  EXPECT_EQ(Slurp(path), "via link");
+  EXPECT_EQ(ReadText(path), "via link");
   EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
 }
 
 TEST(Files, FailedReplacementRaisesAndKeepsTheOldFile) {
   TempFolder folder;
-  Spit(folder / "plain", "not a folder");
+  WriteText(folder / "plain", "not a folder");
   try {
     cuadrante::WriteFileAtomically(folder / "plain/dict.txt", "x");
     FAIL() << "wrote under a regular file";
   } catch (const EFCreateError& e) {
     EXPECT_NE(e.Message.find(folder / "plain/dict.txt"), std::string::npos) << e.Message;
   }
-  EXPECT_EQ(Slurp(folder / "plain"), "not a folder");
+  EXPECT_EQ(ReadText(folder / "plain"), "not a folder");
 
   std::filesystem::create_directory(folder / "sub");
   EXPECT_THROW(cuadrante::WriteFileAtomically(folder / "sub", "x"), EFCreateError);
@@ -145,12 +100,12 @@ TEST(Files, FailedReplacementRaisesAndKeepsTheOldFile) {
 
   // A write that stops half way (the disk is full) must not touch the old file.
   const std::string path = folder / "dict.txt";
-  Spit(path, "old contents");
+  WriteText(path, "old contents");
   {
     FileSizeLimit limit(16);
     EXPECT_THROW(cuadrante::WriteFileAtomically(path, std::string(1000, 'n')), EFCreateError);
   }
-  EXPECT_EQ(Slurp(path), "old contents");
+  EXPECT_EQ(ReadText(path), "old contents");
   EXPECT_EQ(EntriesIn(folder.Path()), 3);  // plain, sub and dict.txt: no temporary left
 }
 
@@ -167,7 +122,7 @@ TEST(Files, ConcurrentReplacementsEachLeaveAWholeFile) {
   });
   first.join();
   second.join();
-  const std::string result = Slurp(path);
+  const std::string result = ReadText(path);
   EXPECT_TRUE(result == a || result == b) << result.size();
   EXPECT_EQ(EntriesIn(folder.Path()), 1);
 }

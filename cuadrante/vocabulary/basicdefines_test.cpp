@@ -6,83 +6,49 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
+#include <string>
 #include <vector>
 
 #include "cuadrante/services/translate.h"
 
 namespace {
 
-TEST(Labels, EdgesOfEveryTable) {
-  EXPECT_EQ(GetClassAsString(1), "<N/A>");
-  EXPECT_EQ(GetClassAsString(0), "<N/A>");
-  EXPECT_EQ(GetClassAsString(-1), "<N/A>");
-  EXPECT_EQ(GetClassAsString(2), "UnidadFisica");
-  EXPECT_EQ(GetClassAsString(29), "Retraso");
-  EXPECT_EQ(GetClassAsString(30), "<N/A>");
-  EXPECT_EQ(GetClassAsString(258), "UnidadFisica");  // only the low byte counts
-  EXPECT_EQ(GetClassAsString(256 + 29), "Retraso");
-  EXPECT_EQ(GetClassAsStringToShow(258), "Unidad Física");
-  EXPECT_EQ(GetClassAsStringToShow(130), "<N/A>");  // low byte -126
-  EXPECT_EQ(GetClassAsStringToShowP(static_cast<TBasicClass>(1)), "<N/A>");
-  EXPECT_EQ(GetClassAsStringToShowP(static_cast<TBasicClass>(30)), "<N/A>");
-  EXPECT_EQ(GetClassFormat(static_cast<TBasicClass>(0)), "<N/A>");  // no blank, no brackets
-  EXPECT_EQ(GetClassFormat(static_cast<TBasicClass>(-5)), "<N/A>");
-  EXPECT_EQ(GetClassFormat(bcAuxiliaryObject), " [Objetos auxiliares]");
-  EXPECT_EQ(GetClassAsStringToShowP(bcAuxiliaryObject), "Objectos auxiliares");
+TBasicClass Class(int value) { return static_cast<TBasicClass>(value); }
 
-  EXPECT_EQ(GetSubclassAsString(0), "Genérico");
-  EXPECT_EQ(GetSubclassAsStringP(4), "Presencias");
-  EXPECT_EQ(GetSubclassAsString(256), "<N/A>");  // all 16 bits count
-  EXPECT_EQ(GetSubclassAsStringP(5), "<N/A>");
-  EXPECT_EQ(GetSubclassAsString(-1), "<N/A>");
+// The labels of `values`, joined by "|".
+template <typename F>
+std::string Labels(F label, std::initializer_list<int> values) {
+  std::string joined;
+  for (const int v : values) joined += (joined.empty() ? "" : "|") + label(v);
+  return joined;
+}
 
-  EXPECT_EQ(GetUserTypesAsStr(11), "referencia");
-  EXPECT_EQ(GetUserTypesAsStr(16), "referencia");
-  EXPECT_EQ(GetUserTypesAsStr(24), "color");
-  EXPECT_EQ(GetUserTypesAsStr(256 + 24), "color");
-  EXPECT_EQ(GetUserTypesAsStr(25), "<N/A>");
-  EXPECT_EQ(GetUserTypesAsStr(-1), "<N/A>");
-
-  EXPECT_EQ(GetIncidenceTypeAsStr(0), "<N/A>");
-  EXPECT_EQ(GetIncidenceTypeAsStr(1), "Libre");
-  EXPECT_EQ(GetIncidenceTypeAsStr(12), "Aumento jornada");
-  EXPECT_EQ(GetIncidenceTypeAsStr(13), "<N/A>");
-  EXPECT_EQ(GetIncidenceTypeAsStr(256 + 11), "Reducción Jornada");
-
-  EXPECT_EQ(GetGroupModeStr(static_cast<TTimesGroup>(0)), "diario");
-  EXPECT_EQ(GetGroupModeStr(tgDay), "diario");
-  EXPECT_EQ(GetGroupModeStr(tgQuarter), "Trimestral");
-  EXPECT_EQ(GetGroupModeStr(static_cast<TTimesGroup>(9)), "diario");
-  EXPECT_EQ(GetGroupModeStr(static_cast<TTimesGroup>(-1)), "diario");
-
-  EXPECT_EQ(GetRestTypeAsStr(0), "Contrato");
-  EXPECT_EQ(GetRestTypeAsStr(7), "Aumento j.");
-  EXPECT_EQ(GetRestTypeAsStr(8), "<N/A>");
-  EXPECT_EQ(GetRestTypeAsStr(256 + 3), "Baja");
-
-  EXPECT_EQ(GetPrecisionStr(0), "1 hora");
-  EXPECT_EQ(GetPrecisionStr(1), "30 minutos");
-  EXPECT_EQ(GetPrecisionStr(3), "5 minutos");
-  EXPECT_EQ(GetPrecisionStr(4), "1 hora");
-  EXPECT_EQ(GetPrecisionStr(257), "1 hora");  // all 16 bits count
-
-  EXPECT_EQ(GetDayStr(0), "Lunes");
-  EXPECT_EQ(GetDayStr(5), "Sábado");
-  EXPECT_EQ(GetDayStr(6), "Domingo");
-  EXPECT_EQ(GetDayStr(7), "Domingo");
-  EXPECT_EQ(GetDayStr(-1), "Domingo");
-  EXPECT_EQ(GetDayStr(8), "Lunes");
-  EXPECT_EQ(GetDayStr(9), "Martes");
-  EXPECT_EQ(GetDayStr(257), "Martes");
-
-  EXPECT_EQ(GetActivityStr(0), "Inactivo");
-  EXPECT_EQ(GetActivityStr(1), "Activo");
-  EXPECT_EQ(GetActivityStr(2), "Eliminado");
-  EXPECT_EQ(GetActivityStr(-1), "Eliminado");
-  EXPECT_EQ(GetActivityStr(256), "Eliminado");
-  EXPECT_EQ(GetBooleanAsStr(0), "No");
-  EXPECT_EQ(GetBooleanAsStr(-1), "Sí");
-  EXPECT_EQ(GetBooleanAsStr(256), "Sí");
+TEST(Labels, EdgesOfEveryTableAndTheBitsThatChoose) {
+  // Tables that take the low 8 bits see 258 as 2 and 130 as -126; those that
+  // take all 16 bits see 256 as 256.
+  EXPECT_EQ(Labels(GetClassAsString, {1, 29, 30, 258}), "<N/A>|Retraso|<N/A>|UnidadFisica");
+  EXPECT_EQ(Labels(GetClassAsStringToShow, {258, 130}), "Unidad Física|<N/A>");
+  EXPECT_EQ(
+      Labels([](int v) { return GetClassAsStringToShowP(Class(v)); }, {bcAuxiliaryObject, 30}),
+      "Objectos auxiliares|<N/A>");
+  // The format has a blank and brackets, but not around the fallback.
+  EXPECT_EQ(Labels([](int v) { return GetClassFormat(Class(v)); }, {bcAuxiliaryObject, 0}),
+            " [Objetos auxiliares]|<N/A>");
+  EXPECT_EQ(Labels(GetSubclassAsString, {0, 256}), "Genérico|<N/A>");
+  EXPECT_EQ(Labels(GetSubclassAsStringP, {4, 5}), "Presencias|<N/A>");
+  EXPECT_EQ(Labels(GetUserTypesAsStr, {11, 16, 24 + 256, 25}), "referencia|referencia|color|<N/A>");
+  EXPECT_EQ(Labels(GetIncidenceTypeAsStr, {0, 1, 12, 13, 11 + 256}),
+            "<N/A>|Libre|Aumento jornada|<N/A>|Reducción Jornada");
+  EXPECT_EQ(Labels([](int v) { return GetGroupModeStr(static_cast<TTimesGroup>(v)); },
+                   {0, tgQuarter, 9, -1}),
+            "diario|Trimestral|diario|diario");
+  EXPECT_EQ(Labels(GetRestTypeAsStr, {0, 7, 8, 3 + 256}), "Contrato|Aumento j.|<N/A>|Baja");
+  EXPECT_EQ(Labels(GetPrecisionStr, {0, 3, 4, 257}), "1 hora|5 minutos|1 hora|1 hora");
+  // Days past Sunday count on from Monday; those below it are Sunday.
+  EXPECT_EQ(Labels(GetDayStr, {0, 6, 7, 8, 257, -1}), "Lunes|Domingo|Domingo|Lunes|Martes|Domingo");
+  EXPECT_EQ(Labels(GetActivityStr, {1, 2, -1, 256}), "Activo|Eliminado|Eliminado|Eliminado");
+  EXPECT_EQ(Labels(GetBooleanAsStr, {0, -1, 256}), "No|Sí|Sí");
 }
 
 // One label call and whether a dictionary may replace what it gives.
@@ -94,59 +60,32 @@ struct Row {
 
 std::vector<Row> AllRows() {
   std::vector<Row> rows;
-  auto add = [&rows](std::string name, int value, std::function<AnsiString()> call, bool t) {
-    rows.push_back({name + "(" + std::to_string(value) + ")", std::move(call), t});
+  // `marks` holds one T for each value from `from` that a dictionary translates.
+  const auto add = [&rows](const char* name, int from, int to, std::string marks, auto call) {
+    marks.resize(static_cast<size_t>(to - from + 1), marks.back());
+    for (int v = from; v <= to; ++v) {
+      rows.push_back({name + ("(" + std::to_string(v) + ")"), [call, v] { return call(v); },
+                      marks[static_cast<size_t>(v - from)] == 'T'});
+    }
   };
-  // The marks of the singular, plural and format forms of classes 2 to 29.
-  const std::string singular = "T..T.T..T.TTT......TT..TTTTT";
-  const std::string plural = ".....T..T.TTT......T....TTTT";
-  const std::string format = "..........T............TTTTT";
-  for (short v = 2; v <= 29; ++v) {
-    const auto e = static_cast<TBasicClass>(v);
-    const size_t i = static_cast<size_t>(v - 2);
-    add(
-        "GetClassAsString", v, [v] { return GetClassAsString(v); }, false);
-    add(
-        "GetClassAsStringToShow", v, [v] { return GetClassAsStringToShow(v); }, singular[i] == 'T');
-    add(
-        "GetClassAsStringToShowP", v, [e] { return GetClassAsStringToShowP(e); }, plural[i] == 'T');
-    add(
-        "GetClassFormat", v, [e] { return GetClassFormat(e); }, format[i] == 'T');
-  }
-  for (short v = 0; v <= 4; ++v) {
-    add(
-        "GetSubclassAsString", v, [v] { return GetSubclassAsString(v); }, true);
-    add(
-        "GetSubclassAsStringP", v, [v] { return GetSubclassAsStringP(v); }, true);
-  }
-  for (short v = 0; v <= 24; ++v) {
-    add(
-        "GetUserTypesAsStr", v, [v] { return GetUserTypesAsStr(v); }, false);
-  }
-  for (short v = 1; v <= 12; ++v) {
-    add(
-        "GetIncidenceTypeAsStr", v, [v] { return GetIncidenceTypeAsStr(v); }, true);
-  }
-  for (int v = 0; v <= 6; ++v) {
-    add(
-        "GetGroupModeStr", v, [v] { return GetGroupModeStr(static_cast<TTimesGroup>(v)); }, true);
-  }
-  for (short v = 0; v <= 7; ++v) {
-    add(
-        "GetRestTypeAsStr", v, [v] { return GetRestTypeAsStr(v); }, true);
-  }
-  for (short v = 0; v <= 3; ++v)
-    add(
-        "GetPrecisionStr", v, [v] { return GetPrecisionStr(v); }, true);
-  for (short v = 0; v <= 6; ++v)
-    add(
-        "GetDayStr", v, [v] { return GetDayStr(v); }, true);
-  for (short v = 0; v <= 2; ++v)
-    add(
-        "GetActivityStr", v, [v] { return GetActivityStr(v); }, false);
-  for (short v = 0; v <= 1; ++v)
-    add(
-        "GetBooleanAsStr", v, [v] { return GetBooleanAsStr(v); }, false);
+  add("GetClassAsString", 2, 29, ".", [](int v) { return GetClassAsString(v); });
+  add("GetClassAsStringToShow", 2, 29, "T..T.T..T.TTT......TT..TTTTT",
+      [](int v) { return GetClassAsStringToShow(v); });
+  add("GetClassAsStringToShowP", 2, 29, ".....T..T.TTT......T....TTTT",
+      [](int v) { return GetClassAsStringToShowP(Class(v)); });
+  add("GetClassFormat", 2, 29, "..........T............TTTTT",
+      [](int v) { return GetClassFormat(Class(v)); });
+  add("GetSubclassAsString", 0, 4, "T", [](int v) { return GetSubclassAsString(v); });
+  add("GetSubclassAsStringP", 0, 4, "T", [](int v) { return GetSubclassAsStringP(v); });
+  add("GetUserTypesAsStr", 0, 24, ".", [](int v) { return GetUserTypesAsStr(v); });
+  add("GetIncidenceTypeAsStr", 1, 12, "T", [](int v) { return GetIncidenceTypeAsStr(v); });
+  add("GetGroupModeStr", 0, 6, "T",
+      [](int v) { return GetGroupModeStr(static_cast<TTimesGroup>(v)); });
+  add("GetRestTypeAsStr", 0, 7, "T", [](int v) { return GetRestTypeAsStr(v); });
+  add("GetPrecisionStr", 0, 3, "T", [](int v) { return GetPrecisionStr(v); });
+  add("GetDayStr", 0, 6, "T", [](int v) { return GetDayStr(v); });
+  add("GetActivityStr", 0, 2, ".", [](int v) { return GetActivityStr(v); });
+  add("GetBooleanAsStr", 0, 1, ".", [](int v) { return GetBooleanAsStr(v); });
   return rows;
 }
 
@@ -181,17 +120,12 @@ TEST(Labels, OnlyMarkedRowsChangeWithADictionary) {
         << rows[i].Name;
   }
   EXPECT_EQ(GetClassAsStringToShow(2), "EN UNIDAD FÍSICA");
-  EXPECT_EQ(GetClassAsStringToShow(3), "Familia Unidades");
   EXPECT_EQ(GetClassFormat(bcPost), "EN  [PLAZAS]");
   EXPECT_EQ(GetClassFormat(bcEmployee), " [Empleados]");
-  EXPECT_EQ(GetClassAsStringToShowP(bcEmployee), "EN EMPLEADOS");
-  // Fallbacks are never translated.
-  EXPECT_EQ(GetClassAsStringToShow(1), "<N/A>");
-  EXPECT_EQ(GetClassFormat(static_cast<TBasicClass>(30)), "<N/A>");
+  // Fallbacks are never translated; out-of-range days and periods still are.
+  EXPECT_EQ(GetClassFormat(Class(30)), "<N/A>");
   EXPECT_EQ(GetIncidenceTypeAsStr(13), "<N/A>");
   EXPECT_EQ(GetSubclassAsString(9), "<N/A>");
-  EXPECT_EQ(GetRestTypeAsStr(-3), "<N/A>");
-  // Out-of-range days and periods still go through the dictionary.
   EXPECT_EQ(GetGroupModeStr(static_cast<TTimesGroup>(9)), "EN DIARIO");
   EXPECT_EQ(GetDayStr(-4), "EN DOMINGO");
   EXPECT_FALSE(_Translate->Modified);

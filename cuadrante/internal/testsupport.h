@@ -1,0 +1,97 @@
+// What the unit tests share: a temporary folder per test, whole-file reads and
+// writes, a cap on file sizes to make writes fail half way, a guard that
+// restores the process-wide format settings, and the message of a failed
+// conversion. For tests only.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/formatsettings.h"
+
+namespace cuadrante::testing {
+
+// A folder of its own, removed with everything in it.
+class TempFolder {
+ public:
+  TempFolder() = default;
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+  ~TempFolder() { std::filesystem::remove_all(path_); }
+
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string pattern_ = ::testing::TempDir() + "/cuadrante-XXXXXX";
+  std::string path_ = ::mkdtemp(pattern_.data());
+};
+
+inline std::string ReadText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+inline void WriteText(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// Caps the size of files this process may write, so that a write fails half
+// way as it would on a full disk (root ignores permissions, not this limit);
+// restores the limit and the signal after.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::getrlimit(RLIMIT_FSIZE, &saved_);
+    const rlimit limit{bytes, saved_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &saved_);
+    ::signal(SIGXFSZ, previous_);
+  }
+
+ private:
+  rlimit saved_{};
+  sighandler_t previous_ = ::signal(SIGXFSZ, SIG_IGN);
+};
+
+// Restores every format setting that a test changes.
+class SettingsGuard {
+ public:
+  SettingsGuard() = default;
+  explicit SettingsGuard(char decimalSeparator) {
+    FormatSettings.DecimalSeparator = decimalSeparator;
+  }
+  SettingsGuard(const SettingsGuard&) = delete;
+  SettingsGuard& operator=(const SettingsGuard&) = delete;
+  ~SettingsGuard() { FormatSettings = saved_; }
+
+ private:
+  TFormatSettings saved_ = FormatSettings;
+};
+
+// The message of the EConvertError that `convert` raises, or "" if it raises none.
+template <typename F>
+std::string ConvertErrorOf(F convert) {
+  try {
+    convert();
+  } catch (const EConvertError& e) {
+    return e.Message;
+  }
+  return "";
+}
+
+}  // namespace cuadrante::testing
