@@ -4,6 +4,7 @@
 #include "cuadrante/library.h"
 
 #include "cuadrante/internal/lifecycle.h"
+#include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/services/translate.h"
 #include "cuadrante/time/basicpoint.h"
@@ -14,6 +15,9 @@ TFormatSettings FormatSettings;
 // Translate: off, and no dictionary, until the host asks for one.
 bool bTransActivated = false;
 TTranslate* _Translate = nullptr;
+
+// Basicpointmgr: the shared list of the point set class.
+TVectorStrings TBasicPointMgr::SharedStrings;
 
 // Basicpoint: the shared list of the point class.
 TVectorStrings TBasicPoint::SharedStrings;

@@ -42,6 +42,21 @@ expect 2 'unknown command' frobnicate
 expect 0 'usage: cuadrante date' date --help
 expect 0 'commands:' help
 
+# Point-set documents: a list and week and month grids of the example roster.
+examples=$(cd "$(dirname "$0")/../examples" && pwd)
+expect 0 '^12 points, 5 d 18 h in all' points "$examples/points.xml"
+expect 0 '21/11/2026 22:00 - 22/11/2026 06:00 +8 h +8 Cobertura' points "$examples/points.xml"
+expect 0 'S47 16/11 +2 Horario +8 +8 +8 +8 +- +- +- +32.00 h' grid "$examples/points.xml"
+expect 0 'S47 16/11 +8 Cobertura +- +- +- +- +- +8 +- +8.00 h' grid "$examples/points.xml"
+expect 0 'S48 23/11 +7 Baja laboral +- +- +24 +24 +- +- +- +48.00 h' grid "$examples/points.xml"
+expect 0 'nov 2026 +2 Horario .* 56.00 h' grid "$examples/points.xml" --by month --type 2
+expect 1 "no-such.xml" points "$examples/no-such.xml"
+printf '<POINTSMGR><POINT>1;2;3;4</POINT>' > "${TMPDIR:-/tmp}/cuadrante-e2e-bad.xml"
+expect 1 'cuadrante-e2e-bad.xml' points "${TMPDIR:-/tmp}/cuadrante-e2e-bad.xml"
+rm -f "${TMPDIR:-/tmp}/cuadrante-e2e-bad.xml"
+expect 2 '--by takes week or month' grid "$examples/points.xml" --by year
+expect 1 'is no point type' grid "$examples/points.xml" --type 14
+
 # Translation with a dictionary; the unknown labels come back as rows to fill in.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -29,5 +29,9 @@ int RunPoint(const Args& args);
 void HelpPoint();
 int RunDate(const Args& args);
 void HelpDate();
+int RunPoints(const Args& args);
+void HelpPoints();
+int RunGrid(const Args& args);
+void HelpGrid();
 
 }  // namespace cuadrante::tool

@@ -26,6 +26,10 @@ const Command kCommands[] = {
      cuadrante::tool::HelpPoint},
     {"date", "show the week, month and neighbours of a date", cuadrante::tool::RunDate,
      cuadrante::tool::HelpDate},
+    {"points", "list the points of a point-set document", cuadrante::tool::RunPoints,
+     cuadrante::tool::HelpPoints},
+    {"grid", "lay a point-set document out by week or month", cuadrante::tool::RunGrid,
+     cuadrante::tool::HelpGrid},
 };
 
 void PrintUsage(std::FILE* out) {

@@ -1,0 +1,111 @@
+// TXMLDocument, the XML document service of the platform layer: a tree of
+// elements built, parsed and written as text or as a file.
+//
+// A document is empty or has one document element; elements hold child
+// elements and text. Parsing keeps elements and their text, and drops the
+// declaration, comments and processing instructions; writing always puts the
+// declaration `<?xml version="1.0" encoding="UTF-8" standalone="no"?>` first.
+// Texts are UTF-8 and the characters that XML reserves are escaped on the way
+// out and restored on the way in. A parse failure raises EXMLDocError saying
+// where the text went wrong (byte offset, line and column) and why.
+// A document and its nodes are for one thread at a time; separate documents
+// may live on separate threads.
+//
+// Example:
+//   cuadrante::TXMLDocument doc;
+//   doc.CreateDocumentElement("DATAPACKET").AddChild("GENERAL").AddChild("A").SetText("1");
+//   doc.SaveToXML() begins with the declaration, then "<DATAPACKET>"
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
+#include "cuadrante/runtime/export.h"
+#include "cuadrante/runtime/sysutils.h"
+
+// The parser stays out of this header; only its opaque types are named.
+namespace pugi {
+class xml_document;
+struct xml_node_struct;
+}  // namespace pugi
+
+namespace cuadrante {
+
+// A borrowed handle to an element of a TXMLDocument, or a null handle. It is
+// valid while its document lives, is not reloaded and keeps the element.
+// Copies are cheap and all refer to the same element; the const members that
+// change the element change the document, not the handle.
+class CUADRANTE_API TXMLNode {
+ public:
+  TXMLNode() noexcept = default;
+
+  explicit operator bool() const noexcept { return node_ != nullptr; }
+  bool operator==(const TXMLNode& other) const noexcept = default;
+
+  // The element's name; empty for a null handle. Borrowed from the document.
+  std::string_view Name() const noexcept;
+  // The element's first piece of text (text or CDATA), unescaped; empty when
+  // it has none. Borrowed from the document until the text is changed.
+  std::string_view Text() const noexcept;
+  // Replaces the element's first piece of text, or adds one behind its
+  // children. The empty text removes every piece of text.
+  void SetText(std::string_view text) const;
+  // The element as XML text, its own tags included, on one line.
+  AnsiString GetXML() const;
+
+  // The first child element, or a null handle.
+  TXMLNode FirstChild() const noexcept;
+  // The next element under the same parent, or a null handle.
+  TXMLNode NextSibling() const noexcept;
+  // How many child elements there are; walks them.
+  size_t ChildCount() const noexcept;
+  // Appends a new element `name` behind the children. Raises EXMLDocError
+  // when `name` is no XML name, or on a null handle.
+  TXMLNode AddChild(std::string_view name) const;
+  // Removes every child: elements and text.
+  void ClearChildren() const;
+
+ private:
+  friend class TXMLDocument;
+  explicit TXMLNode(pugi::xml_node_struct* node) noexcept : node_(node) {}
+
+  pugi::xml_node_struct* node_ = nullptr;
+};
+
+class CUADRANTE_API TXMLDocument {
+ public:
+  // An empty document: no document element yet.
+  TXMLDocument();
+  ~TXMLDocument();
+  TXMLDocument(TXMLDocument&&) noexcept;
+  TXMLDocument& operator=(TXMLDocument&&) noexcept;
+  TXMLDocument(const TXMLDocument&) = delete;
+  TXMLDocument& operator=(const TXMLDocument&) = delete;
+
+  // Replaces the contents by the parsed `text`. A text that is not one
+  // well-formed element (with its prolog) raises EXMLDocError naming the
+  // offset, line and column, and leaves the document empty.
+  void LoadFromXML(std::string_view text);
+  // The same from a file: EFOpenError when it cannot be read, EXMLDocError
+  // naming the path as well when it does not parse.
+  void LoadFromFile(const AnsiString& path);
+
+  // The whole document, declaration first, one element a line, indented by
+  // two blanks. An empty document gives the declaration alone.
+  AnsiString SaveToXML() const;
+  // Writes SaveToXML() through WriteFileAtomically: the old file stays whole
+  // if anything fails, and EFCreateError is raised.
+  void SaveToFile(const AnsiString& path) const;
+
+  // The document element, or a null handle while the document is empty.
+  TXMLNode DocumentElement() const noexcept;
+  // Makes a new element `name` the document element, dropping any old one and
+  // everything under it. Raises EXMLDocError when `name` is no XML name.
+  TXMLNode CreateDocumentElement(std::string_view name);
+
+ private:
+  std::unique_ptr<pugi::xml_document> doc_;
+};
+
+}  // namespace cuadrante
