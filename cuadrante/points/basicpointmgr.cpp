@@ -37,24 +37,6 @@ TBasicPointList LinearWalk(const TBasicPointList& points, Select select) {
   return result;
 }
 
-// The comparators of the sorted searches, spelled here so that the bisection
-// inlines them: through a pointer to the exported functions every probe of
-// a search costs an out-of-line call, which on 100,000 points is most of the
-// query. Each says exactly what the function of the same name says.
-constexpr auto kMinorPoint = [](const TBasicPoint* a, const TBasicPoint* b) {
-  if (a->StartValue() != b->StartValue()) return a->StartValue() < b->StartValue();
-  return a->GetDurationValue() < b->GetDurationValue();
-};
-constexpr auto kEqualInit = [](const TBasicPoint* a, const TBasicPoint* b) {
-  return a->StartValue() < b->StartValue();
-};
-constexpr auto kInInterval = [](const TBasicPoint* a, const TBasicPoint* b) {
-  return a->EndValue() <= b->StartValue();
-};
-constexpr auto kEndsBefore = [](const TBasicPoint* a, const TBasicPoint* b) {
-  return a->EndValue() < b->StartValue();
-};
-
 // The lower bound of `less` against a probe that lives on the caller's stack:
 // the first position whose point does not come before `probe`.
 template <typename Less>
@@ -71,7 +53,7 @@ TBasicPointList ContainedWalk(const TBasicPointList& points, const TFecha& from,
                               Select select) {
   TBasicPointList result;
   const TBasicPoint probe(from, TDuration(0));
-  for (auto it = FirstNotBefore(points, probe, kEndsBefore); it != points.end(); ++it) {
+  for (auto it = FirstNotBefore(points, probe, EndsBefore); it != points.end(); ++it) {
     const TBasicPoint* p = *it;
     if (p->EndValue() > to.Value()) break;
     if (p->StartValue() >= from.Value() && select(p)) Take(result, *it);
@@ -139,7 +121,7 @@ void TBasicPointMgr::ResetPoints(TFecha d) {
   Points.erase(kept, Points.end());
 }
 
-void TBasicPointMgr::Sort() { std::stable_sort(Points.begin(), Points.end(), kMinorPoint); }
+void TBasicPointMgr::Sort() { std::stable_sort(Points.begin(), Points.end(), MinorPoint); }
 
 void TBasicPointMgr::Sort(bool (*less)(const TBasicPoint*, const TBasicPoint*)) {
   std::stable_sort(Points.begin(), Points.end(), less);
@@ -157,7 +139,7 @@ void TBasicPointMgr::Add(TBasicPointList& list) {
 bool TBasicPointMgr::AddUnique(TBasicPoint* p) {
   // The first point that ends after the start of `p`: everything before it
   // ends at or before that start, so only this one can overlap `p`.
-  auto it = std::lower_bound(Points.begin(), Points.end(), p, kInInterval);
+  auto it = std::lower_bound(Points.begin(), Points.end(), p, InInterval);
   if (it == Points.end()) {
     Points.push_back(p);
     return true;
@@ -225,7 +207,7 @@ TBasicPoint* TBasicPointMgr::GetPoint(const TBasicPoint* p) const {
 
 TBasicPoint* TBasicPointMgr::GetFirstPoint(const TFecha& d) const {
   const TBasicPoint probe(d, TDuration(0));
-  auto it = FirstNotBefore(Points, probe, kInInterval);
+  auto it = FirstNotBefore(Points, probe, InInterval);
   return it == Points.end() ? nullptr : *it;
 }
 
@@ -287,7 +269,7 @@ TBasicPointList TBasicPointMgr::GetPointsDay(const TFecha& day, TTimePointType t
   TBasicPointList result;
   const TBasicPoint probe(TFecha(day.Date()), TDuration(kSecondsPerDay));
   // A point that ends exactly at 00:00 is found, visited and passed over.
-  for (auto it = FirstNotBefore(Points, probe, kEndsBefore); it != Points.end(); ++it) {
+  for (auto it = FirstNotBefore(Points, probe, EndsBefore); it != Points.end(); ++it) {
     const TBasicPoint* p = *it;
     if (p->Inicio.Date() > day.Date()) break;
     if (p->Solap(&probe) && Matches(p, t)) Take(result, *it);
@@ -298,7 +280,7 @@ TBasicPointList TBasicPointMgr::GetPointsDay(const TFecha& day, TTimePointType t
 TBasicPointList TBasicPointMgr::GetPointsInitDay(const TFecha& d, TTimePointType t) const {
   TBasicPointList result;
   const TBasicPoint probe(d, TDuration(0));
-  for (auto it = FirstNotBefore(Points, probe, kMinorPoint); it != Points.end(); ++it) {
+  for (auto it = FirstNotBefore(Points, probe, MinorPoint); it != Points.end(); ++it) {
     if (!(*it)->InitInDay(d)) break;
     if (Matches(*it, t)) Take(result, *it);
   }
@@ -312,7 +294,7 @@ TBasicPointList TBasicPointMgr::GetPointsInWeek(const TFecha& d, TTimePointType 
   const TBasicPoint probe(week, TDuration(0));
   // The walk runs on to the end of the list as the query is defined; on a
   // sorted set nothing past the week's end is taken.
-  for (auto it = FirstNotBefore(Points, probe, kEqualInit); it != Points.end(); ++it) {
+  for (auto it = FirstNotBefore(Points, probe, EqualInit); it != Points.end(); ++it) {
     if ((*it)->Solap(week, weekEnd) && Matches(*it, t)) Take(result, *it);
   }
   return result;
@@ -343,7 +325,7 @@ TBasicPointList TBasicPointMgr::GetPointsCopy(const TFecha& from, const TFecha& 
   // The clones are the caller's only once the list is handed over; until
   // then a failing clone must not leak those made before it.
   try {
-    for (auto it = FirstNotBefore(Points, probe, kInInterval); it != Points.end(); ++it) {
+    for (auto it = FirstNotBefore(Points, probe, InInterval); it != Points.end(); ++it) {
       if ((*it)->StartValue() >= to.Value()) break;
       if (!Matches(*it, t)) continue;
       std::unique_ptr<TBasicPoint> clone((*it)->Instance());

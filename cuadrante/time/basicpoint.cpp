@@ -219,20 +219,3 @@ TBasicPoint TBasicPoint::Intersection(const TBasicPoint* other) const {
   if (result.EndValue() > otherEnd) result.Duration.SetValue(otherEnd - result.StartValue());
   return result;
 }
-
-bool MinorPoint(const TBasicPoint* a, const TBasicPoint* b) {
-  if (a->StartValue() != b->StartValue()) return a->StartValue() < b->StartValue();
-  return a->GetDurationValue() < b->GetDurationValue();
-}
-
-bool EqualInit(const TBasicPoint* a, const TBasicPoint* b) {
-  return a->StartValue() < b->StartValue();
-}
-
-bool InInterval(const TBasicPoint* a, const TBasicPoint* b) {
-  return a->EndValue() <= b->StartValue();
-}
-
-bool EndsBefore(const TBasicPoint* a, const TBasicPoint* b) {
-  return a->EndValue() < b->StartValue();
-}
