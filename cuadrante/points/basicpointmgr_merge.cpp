@@ -13,19 +13,6 @@ namespace {
 
 constexpr int64_t kShortestKept = 10;  // seconds; a point below this is a sliver
 
-// The comparators of the merge's searches, as InInterval and EndsBefore
-// define them, in a form the compiler can inline into the bisection.
-struct TEndsAtOrBefore {
-  bool operator()(const TBasicPoint* a, const TBasicPoint* b) const {
-    return a->EndValue() <= b->StartValue();
-  }
-};
-struct TEndsBefore {
-  bool operator()(const TBasicPoint* a, const TBasicPoint* b) const {
-    return a->EndValue() < b->StartValue();
-  }
-};
-
 // The lower bound of `less` over positions [0, size) of a list read through
 // `at`: the same bisection as std::lower_bound (the same elements probed in
 // the same order), so that it finds the very position std::lower_bound would
@@ -130,18 +117,18 @@ class TGapView {
 // AddUnique on the list that `view` shows: the first point that ends after
 // the start of `p` decides. It is AddUnique step by step, the same search on
 // the same list, but it works through the hole of the view, and its
-// comparison is inlined: a build in order of time spends most of its time in
-// this search.
+// bisection is the one above: a build in order of time spends most of its
+// time in this search.
 bool AddUniqueThrough(TGapView& view, TBasicPoint* p) {
   if (!view.HasGap()) {
     TBasicPointList& points = view.List();
     const size_t i = LowerBound(
-        points.size(), [&points](size_t k) { return points[k]; }, p, TEndsAtOrBefore());
+        points.size(), [&points](size_t k) { return points[k]; }, p, InInterval);
     if (i < points.size() && points[i]->StartValue() < p->EndValue()) return false;
     points.insert(points.begin() + static_cast<std::ptrdiff_t>(i), p);
     return true;
   }
-  const size_t i = LowerBound(view.size(), view, p, TEndsAtOrBefore());
+  const size_t i = LowerBound(view.size(), view, p, InInterval);
   if (i < view.size() && view(i)->StartValue() < p->EndValue()) return false;
   view.Insert(i, p);
   return true;
@@ -201,7 +188,7 @@ bool TBasicPointMgr::Merge(TBasicPoint* p) {
 
     // The first point that ends at or after the start of `p`, and the one
     // before it.
-    size_t i = LowerBound(view.size(), view, p, TEndsBefore());
+    size_t i = LowerBound(view.size(), view, p, EndsBefore);
     if (i > 0) --i;
     bool moved = false;
     for (; i < view.size() && !moved; ++i) {

@@ -242,21 +242,21 @@ constexpr int kRange = 240;
 constexpr int kTypes = 4;
 enum class Fill { kUnique, kSorted, kRaw };
 
-struct Spec {
+struct Shape {
   int64_t start, duration;
   int type;
 };
 
-Spec RandomSpec(std::mt19937& rng, int64_t min_duration = 0) {
+Shape RandomShape(std::mt19937& rng, int64_t min_duration = 0) {
   const int64_t start = std::uniform_int_distribution<int64_t>(0, 199)(rng);
   int64_t duration = std::uniform_int_distribution<int64_t>(min_duration, 40)(rng);
   if (min_duration == 0 && rng() % 8 == 0) duration = 0;
   return {start, duration, 1 + static_cast<int>(rng() % 3)};
 }
 
-void FillSet(TBasicPointMgr& set, const std::vector<Spec>& specs, Fill fill) {
-  for (size_t i = 0; i < specs.size(); ++i) {
-    auto* p = new Counted(specs[i].start, specs[i].duration, specs[i].type, static_cast<int>(i));
+void FillSet(TBasicPointMgr& set, const std::vector<Shape>& shapes, Fill fill) {
+  for (size_t i = 0; i < shapes.size(); ++i) {
+    auto* p = new Counted(shapes[i].start, shapes[i].duration, shapes[i].type, static_cast<int>(i));
     p->Level = static_cast<short>(i % 3);
     p->Group = static_cast<unsigned char>(i % 5);
     if (fill != Fill::kUnique) {
@@ -268,10 +268,10 @@ void FillSet(TBasicPointMgr& set, const std::vector<Spec>& specs, Fill fill) {
   if (fill == Fill::kSorted) set.Sort();
 }
 
-std::vector<Spec> RandomSpecs(std::mt19937& rng, int64_t min_duration = 0) {
-  std::vector<Spec> specs(rng() % 12);
-  for (Spec& spec : specs) spec = RandomSpec(rng, min_duration);
-  return specs;
+std::vector<Shape> RandomShapes(std::mt19937& rng, int64_t min_duration = 0) {
+  std::vector<Shape> shapes(rng() % 12);
+  for (Shape& shape : shapes) shape = RandomShape(rng, min_duration);
+  return shapes;
 }
 
 // How many points of each type cover each second.
@@ -294,11 +294,11 @@ TEST(TBasicPointMgrMerge, MatchesTheRecursionAndCoversTheUnion) {
   std::mt19937 rng(20240611);
   for (int round = 0; round < 3000; ++round) {
     const Fill fill = static_cast<Fill>(round % 3);
-    const std::vector<Spec> specs = RandomSpecs(rng);
-    const Spec arg = RandomSpec(rng);
+    const std::vector<Shape> shapes = RandomShapes(rng);
+    const Shape arg = RandomShape(rng);
     TBasicPointMgr set, oracle;
-    FillSet(set, specs, fill);
-    FillSet(oracle, specs, fill);
+    FillSet(set, shapes, fill);
+    FillSet(oracle, shapes, fill);
     const TBasicPointList old = set.Points;
     const std::string oldValues = Full(old);
     const std::vector<int> before = Timeline(old);
@@ -430,10 +430,10 @@ TEST(TBasicPointMgrUnmerge, RemovesOnlyTimeOfTheArgument) {
   std::mt19937 rng(7);
   for (int round = 0; round < 3000; ++round) {
     SCOPED_TRACE(round);
-    const std::vector<Spec> specs = RandomSpecs(rng);
-    const Spec arg = RandomSpec(rng);
+    const std::vector<Shape> shapes = RandomShapes(rng);
+    const Shape arg = RandomShape(rng);
     TBasicPointMgr set;
-    FillSet(set, specs, Fill::kUnique);
+    FillSet(set, shapes, Fill::kUnique);
     const TBasicPointList old = set.Points;
     const std::string oldValues = Full(old);
     std::vector<std::string> oldEach;
@@ -553,8 +553,8 @@ TEST(TBasicPointMgrCrush, KeepsEveryInstantAndCutsEveryStraddler) {
     SCOPED_TRACE(round);
     const Fill fill = static_cast<Fill>(round % 3);
     TBasicPointMgr set;
-    FillSet(set, RandomSpecs(rng), fill);
-    const Spec arg = RandomSpec(rng);
+    FillSet(set, RandomShapes(rng), fill);
+    const Shape arg = RandomShape(rng);
     const Counted p(arg.start, arg.duration, arg.type, 99);
     const int64_t end = arg.start + arg.duration;
     const TBasicPointList old = set.Points;
@@ -654,7 +654,7 @@ TEST(TBasicPointMgrCompact, KeepsTheTimeOfEachType) {
     const Fill fill = static_cast<Fill>(round % 3);
     const bool noSlivers = round % 2 == 0;
     TBasicPointMgr set;
-    FillSet(set, RandomSpecs(rng, noSlivers ? 10 : 0), fill);
+    FillSet(set, RandomShapes(rng, noSlivers ? 10 : 0), fill);
     const TBasicPointList old = set.Points;
     const std::vector<int> before = Coverage(old);
     const std::vector<int> line = fill == Fill::kUnique ? Timeline(old) : std::vector<int>();
