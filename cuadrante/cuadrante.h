@@ -3,6 +3,7 @@
 
 #include "cuadrante/library.h"
 #include "cuadrante/runtime/dateformat.h"
+#include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/formatsettings.h"

@@ -19,3 +19,8 @@ step "The same point and date with an English dictionary" \
   "$tool" point "4004582400;28800;2;1" --dict "$work/en.ini"
 "$tool" date 2026-11-25 --dict "$work/en.ini" | head -4
 step "The rows the dictionary collected for a translator to fill in" cat "$work/en.ini.dic"
+
+step "A stored roster (point-set document) listed point by point" \
+  "$tool" points "$(dirname "$0")/../examples/points.xml"
+step "The same roster laid out by week, one column a day, with totals" \
+  "$tool" grid "$(dirname "$0")/../examples/points.xml"

@@ -46,5 +46,18 @@ int main() {
   } catch (const EConvertError& e) {
     Expect("ReadFromStr(\"12x;...\")", e.Message, "'12x' is not a valid integer value");
   }
+
+  // A timeline: Merge adds only what is not yet covered.
+  TBasicPointMgr day;
+  day.Merge(new TBasicPoint(TFecha(8 * 3600), TDuration(4 * 3600)));   // [08:00, 12:00)
+  day.Merge(new TBasicPoint(TFecha(10 * 3600), TDuration(4 * 3600)));  // adds [12:00, 14:00)
+  AnsiString xml;
+  day.SaveToXML(xml);
+  TBasicPointMgr back2;
+  TBasicPoint prototype;
+  back2.LoadFromXML(xml, &prototype);
+  Expect("Merge, XML round trip",
+         back2.Points.size() == 2 ? back2.Points[1]->WriteToStr() : "wrong count",
+         "43200;7200;0;1");
   return failures == 0 ? 0 : 1;
 }
