@@ -1,16 +1,29 @@
 // The process-wide objects, defined in one place so that they are built in the
 // order the units depend on and taken down in reverse: C++ builds the globals
-// of one translation unit in the order they are written here.
+// of one translation unit in the order they are written here, and destroys
+// them in the opposite order.
 #include "cuadrante/library.h"
+
+#include <memory>
 
 #include "cuadrante/internal/lifecycle.h"
 #include "cuadrante/points/basicpointmgr.h"
+#include "cuadrante/runtime/application.h"
 #include "cuadrante/runtime/formatsettings.h"
+#include "cuadrante/services/callbacksmgr.h"
+#include "cuadrante/services/globalmgr.h"
+#include "cuadrante/services/messagesmgr.h"
 #include "cuadrante/services/translate.h"
 #include "cuadrante/time/basicpoint.h"
 
-// Runtime: the formats every text routine reads.
+// Runtime: the formats every text routine reads, and the program's own object.
 TFormatSettings FormatSettings;
+namespace cuadrante::detail {
+namespace {
+TApplication applicationObject;
+}  // namespace
+}  // namespace cuadrante::detail
+TApplication* Application = &cuadrante::detail::applicationObject;
 
 // Translate: off, and no dictionary, until the host asks for one.
 bool bTransActivated = false;
@@ -19,8 +32,22 @@ TTranslate* _Translate = nullptr;
 // Basicpointmgr: the shared list of the point set class.
 TVectorStrings TBasicPointMgr::SharedStrings;
 
+// Messagesmgr: made by the global manager below; the host's hook starts unset.
+TMessagesMgr* _MessagesMgr = nullptr;
+TMessagesMgr::TOnGetMessages TMessagesMgr::OnGetMessages = nullptr;
+
 // Basicpoint: the shared list of the point class.
 TVectorStrings TBasicPoint::SharedStrings;
+
+// Callbacksmgr: made by the global manager below.
+TCallBacksMgr* _CallBacksMgr = nullptr;
+
+// Globalmgr: sets the decimal separator, reads the computer's name, fills the
+// colours and creates _MessagesMgr, _CallBacksMgr and the global lock.
+TGlobalMgr _GlobalMgr;
+
+// Underoperationmgr: the host's to make, after the load.
+TUnderOperationMgr* _UnderOperationMgr = nullptr;
 
 namespace cuadrante::detail {
 namespace {
@@ -33,23 +60,29 @@ struct LibraryLifetime {
   LibraryLifetime& operator=(const LibraryLifetime&) = delete;
   ~LibraryLifetime() {
     try {
-      Finalize();
+      StopTranslator();
     } catch (...) {  // NOLINT(bugprone-empty-catch): see above
     }
   }
 };
 
-// Last of the globals, so that it is the first to go.
+// Last of the globals, so that it is the first to go; _GlobalMgr's own
+// destructor resets it afterwards.
 LibraryLifetime lifetime;
 
 }  // namespace
 }  // namespace cuadrante::detail
 
 void Initialize() {
-  // Every object of the units is built at load and none is taken down by
-  // Finalize in a way that needs rebuilding: the translator comes back through
-  // InitTRANS, and the shared lists stay. The call exists for hosts that pair
-  // it with Finalize.
+  // After a Finalize the global manager is built again as at load: its
+  // construction is what makes the message and callback managers and the lock.
+  if (_MessagesMgr == nullptr && _CallBacksMgr == nullptr) {
+    std::destroy_at(&_GlobalMgr);
+    std::construct_at(&_GlobalMgr);
+  }
 }
 
-void Finalize() { cuadrante::detail::StopTranslator(); }
+void Finalize() {
+  _GlobalMgr.Reset();
+  cuadrante::detail::StopTranslator();
+}

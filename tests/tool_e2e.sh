@@ -57,6 +57,23 @@ rm -f "${TMPDIR:-/tmp}/cuadrante-e2e-bad.xml"
 expect 2 '--by takes week or month' grid "$examples/points.xml" --by year
 expect 1 'is no point type' grid "$examples/points.xml" --type 14
 
+# The environment document and the configuration file.
+env="$(mktemp -d)/env.xml"
+expect 0 '^$' env set GENERAL ZV_MON_TIMEOUT 1 --file "$env"
+expect 0 '^1$' env get general zv_mon_timeout --file "$env"
+expect 0 '^<GENERAL><ZV_MON_TIMEOUT>1</ZV_MON_TIMEOUT></GENERAL>$' env show GENERAL --file "$env"
+if ! grep -q '<?xml version="1.0" encoding="UTF-8" standalone="no"?>' "$env"; then
+  echo "FAIL: the environment document lacks its declaration"; failures=$((failures + 1))
+fi
+expect 1 "cannot read or create '/nonexistent/env.xml'" env get A B --file /nonexistent/env.xml
+expect 2 'expects get' env frobnicate
+rm -rf "$(dirname "$env")"
+ini="e2e-$$.ini"
+expect 0 '^$' config set GENERAL PORT 8080 --file "$ini"
+expect 0 '^8080$' config get GENERAL PORT --file "$ini"
+expect 1 'is a path' config get GENERAL PORT --file /tmp/x.ini
+rm -f "$(dirname "$tool")/$ini"
+
 # Translation with a dictionary; the unknown labels come back as rows to fill in.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

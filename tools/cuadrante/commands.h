@@ -33,5 +33,9 @@ int RunPoints(const Args& args);
 void HelpPoints();
 int RunGrid(const Args& args);
 void HelpGrid();
+int RunEnv(const Args& args);
+void HelpEnv();
+int RunConfig(const Args& args);
+void HelpConfig();
 
 }  // namespace cuadrante::tool

@@ -30,6 +30,10 @@ const Command kCommands[] = {
      cuadrante::tool::HelpPoints},
     {"grid", "lay a point-set document out by week or month", cuadrante::tool::RunGrid,
      cuadrante::tool::HelpGrid},
+    {"env", "read and write the environment document", cuadrante::tool::RunEnv,
+     cuadrante::tool::HelpEnv},
+    {"config", "read and write the configuration INI file", cuadrante::tool::RunConfig,
+     cuadrante::tool::HelpConfig},
 };
 
 void PrintUsage(std::FILE* out) {

@@ -1,0 +1,216 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cuadrante/internal/testsupport.h"
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/xmldocument.h"
+#include "cuadrante/services/globalmgr.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using cuadrante::testing::ReadText;
+using cuadrante::testing::WriteText;
+using Values = std::vector<std::pair<std::string, std::string>>;
+
+// Each test points _GlobalMgr at a document in a folder of its own and puts
+// the old path back afterwards (which also drops what the test loaded).
+class EnvironmentTest : public ::testing::Test {
+ protected:
+  EnvironmentTest() { _GlobalMgr.SetFileEnv(path_); }
+  ~EnvironmentTest() override { _GlobalMgr.SetFileEnv(saved_); }
+
+  // What the file holds, read by a document of its own: each child of the
+  // root, with its name and children. The root's name comes first.
+  static std::vector<std::pair<std::string, Values>> OnDisk(const std::string& path) {
+    cuadrante::TXMLDocument document;
+    document.LoadFromFile(path);
+    std::vector<std::pair<std::string, Values>> sections;
+    const cuadrante::TXMLNode root = document.DocumentElement();
+    sections.emplace_back(std::string(root.Name()), Values());
+    for (auto section = root.FirstChild(); section; section = section.NextSibling()) {
+      Values values;
+      for (auto value = section.FirstChild(); value; value = value.NextSibling()) {
+        values.emplace_back(std::string(value.Name()), std::string(value.Text()));
+      }
+      sections.emplace_back(std::string(section.Name()), values);
+    }
+    return sections;
+  }
+  std::vector<std::pair<std::string, Values>> OnDisk() const { return OnDisk(path_); }
+
+  const AnsiString saved_ = _GlobalMgr.GetFileEnv();
+  cuadrante::testing::TempFolder folder_;
+  const std::string path_ = folder_ / "Enviroment.xml";
+};
+
+using Sections = std::vector<std::pair<std::string, Values>>;
+
+TEST_F(EnvironmentTest, FirstLookupCreatesAnEmptyDocument) {
+  EXPECT_FALSE(_GlobalMgr.SaveEnviroment());  // nothing loaded yet
+  EXPECT_FALSE(fs::exists(path_));
+
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT"), "");
+  ASSERT_TRUE(fs::exists(path_));
+  EXPECT_EQ(OnDisk(), (Sections{{"DATAPACKET", {}}}));
+  EXPECT_EQ(
+      ReadText(path_).rfind("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>", 0), 0u);
+  // The lookup created neither the section nor the value.
+  EXPECT_EQ(_GlobalMgr.GetNodeEnv("GENERAL"), "");
+  EXPECT_TRUE(_GlobalMgr.SaveEnviroment());
+}
+
+TEST_F(EnvironmentTest, ValuesIgnoreCaseAndKeepTheirFirstSpelling) {
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "B", "1"));
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("a", "b"), "1");
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "B", "2"));
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("a", "b", "3"));
+  EXPECT_EQ(OnDisk(), (Sections{{"DATAPACKET", {}}, {"A", {{"B", "3"}}}}));
+
+  // A new name goes behind the others, and is on disk when the call returns.
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("a", "C", "x < y & z"));
+  EXPECT_EQ(OnDisk(), (Sections{{"DATAPACKET", {}}, {"A", {{"B", "3"}, {"C", "x < y & z"}}}}));
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "missing"), "");
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("missing", "B"), "");
+
+  // Accented names compare in lower case as well.
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("AÑO", "DÍA", "lunes"));
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("año", "día"), "lunes");
+
+  // The empty text is a value like any other.
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "B", ""));
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B"), "");
+  EXPECT_EQ(OnDisk()[1], (std::pair<std::string, Values>{"A", {{"B", ""}, {"C", "x < y & z"}}}));
+}
+
+TEST_F(EnvironmentTest, NodesTravelAsXmlText) {
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "B", "1"));
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "C", "2"));
+  const AnsiString node = _GlobalMgr.GetNodeEnv("a");
+  EXPECT_EQ(node.rfind("<A>", 0), 0u) << node;
+  EXPECT_EQ(node.substr(node.size() - 4), "</A>") << node;
+  EXPECT_EQ(_GlobalMgr.GetNodeEnv("missing"), "");
+
+  // Given back under another name, the values survive the trip; a new
+  // section goes at the end of the root.
+  ASSERT_TRUE(_GlobalMgr.SetNodeEnv("Z", node));
+  EXPECT_EQ(OnDisk(), (Sections{{"DATAPACKET", {}},
+                                {"A", {{"B", "1"}, {"C", "2"}}},
+                                {"Z", {{"B", "1"}, {"C", "2"}}}}));
+
+  // The section's values become exactly the children of the text's root.
+  ASSERT_TRUE(_GlobalMgr.SetNodeEnv("a", "<any><D kind='x'>4</D><E>5</E></any>"));
+  EXPECT_EQ(OnDisk()[1], (std::pair<std::string, Values>{"A", {{"D", "4"}, {"E", "5"}}}));
+  EXPECT_EQ(_GlobalMgr.GetNodeEnv("A").find("kind"), std::string::npos);
+
+  // Bad text: the exception reaches the caller, nothing changes or is saved.
+  const std::string before = ReadText(path_);
+  for (const char* bad : {"<unclosed>", "", "plain words", "<a><b></a>"}) {
+    EXPECT_THROW(_GlobalMgr.SetNodeEnv("A", bad), EXMLDocError) << bad;
+    EXPECT_THROW(_GlobalMgr.SetNodeEnv("NEW", bad), EXMLDocError) << bad;
+  }
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "D"), "4");
+  EXPECT_EQ(_GlobalMgr.GetNodeEnv("NEW"), "");
+  EXPECT_EQ(ReadText(path_), before);
+
+  // A root without children empties the section.
+  ASSERT_TRUE(_GlobalMgr.SetNodeEnv("Z", "<r/>"));
+  EXPECT_EQ(OnDisk()[2], (std::pair<std::string, Values>{"Z", {}}));
+}
+
+TEST_F(EnvironmentTest, NamesThatAreNoXmlNamesChangeNothing) {
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "B", "1"));
+  const std::string before = ReadText(path_);
+  EXPECT_THROW(_GlobalMgr.SetValueEnv("NEW", "1bad", "x"), EXMLDocError);
+  EXPECT_THROW(_GlobalMgr.SetValueEnv("bad name", "B", "x"), EXMLDocError);
+  EXPECT_THROW(_GlobalMgr.SetValueEnv("A", "<", "x"), EXMLDocError);
+  EXPECT_THROW(_GlobalMgr.SetNodeEnv("bad name", "<r><K>v</K></r>"), EXMLDocError);
+  EXPECT_EQ(_GlobalMgr.GetNodeEnv("NEW"), "");
+  EXPECT_EQ(_GlobalMgr.GetNodeEnv("A"), "<A><B>1</B></A>");
+  ASSERT_TRUE(_GlobalMgr.SaveEnviroment());
+  EXPECT_EQ(ReadText(path_), before);
+}
+
+TEST_F(EnvironmentTest, OnlyTheFirstOfTwoSectionsCounts) {
+  WriteText(path_,
+            "<DATAPACKET><A><X>1</X></A><A><X>2</X><Y>3</Y></A><b><x>4</x><X>5</X></b>"
+            "</DATAPACKET>");
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "X"), "1");
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("a", "Y"), "");   // the second section isn't looked at
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("B", "X"), "4");  // first match in document order
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "X", "9"));
+  ASSERT_TRUE(_GlobalMgr.SetNodeEnv("A", "<r><Z>0</Z></r>"));
+  EXPECT_EQ(OnDisk(), (Sections{{"DATAPACKET", {}},
+                                {"A", {{"Z", "0"}}},
+                                {"A", {{"X", "2"}, {"Y", "3"}}},
+                                {"b", {{"x", "4"}, {"X", "5"}}}}));
+}
+
+TEST_F(EnvironmentTest, FileThatIsNoDocumentIsReplaced) {
+  for (const char* contents : {"plain words, no XML", "", "<DATAPACKET><A>", "\xff\xfe<"}) {
+    WriteText(path_, contents);
+    _GlobalMgr.Restart();
+    EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B"), "") << contents;
+    EXPECT_EQ(OnDisk(), (Sections{{"DATAPACKET", {}}})) << contents;
+    EXPECT_TRUE(_GlobalMgr.SetValueEnv("A", "B", "1")) << contents;
+  }
+  // Any well-formed root serves.
+  WriteText(path_, "<OTHER><S><V>7</V></S></OTHER>");
+  _GlobalMgr.Restart();
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("s", "v"), "7");
+}
+
+TEST_F(EnvironmentTest, FileIsReadOnceUntilDroppedOrMoved) {
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "ZV_MON_TIMEOUT", "1"));
+  // Another program writes the file: the loaded document doesn't see it...
+  WriteText(path_,
+            "<DATAPACKET><GENERAL><ZV_MON_TIMEOUT>0</ZV_MON_TIMEOUT></GENERAL></DATAPACKET>");
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT"), "1");
+  // ...until Restart drops it.
+  _GlobalMgr.Restart();
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT"), "0");
+  EXPECT_TRUE(_GlobalMgr.LoadEnviroment());
+
+  // Another path: read (and created) there; the first file is left alone.
+  const std::string other = folder_ / "other.xml";
+  const std::string first = ReadText(path_);
+  _GlobalMgr.SetFileEnv(other);
+  EXPECT_EQ(_GlobalMgr.GetFileEnv(), other);
+  EXPECT_FALSE(fs::exists(other));  // SetFileEnv touches no file
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT"), "");
+  EXPECT_EQ(OnDisk(other), (Sections{{"DATAPACKET", {}}}));
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "ZV_MON_TIMEOUT", "5"));
+  EXPECT_EQ(ReadText(path_), first);
+  _GlobalMgr.SetFileEnv(path_);
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT"), "0");
+}
+
+TEST_F(EnvironmentTest, FolderThatCantHoldTheFileFailsQuietly) {
+  WriteText(folder_ / "plain", "a regular file");
+  _GlobalMgr.SetFileEnv(folder_ / "plain/Enviroment.xml");
+  EXPECT_FALSE(_GlobalMgr.LoadEnviroment());
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B"), "");
+  EXPECT_EQ(_GlobalMgr.GetNodeEnv("A"), "");
+  EXPECT_FALSE(_GlobalMgr.SetValueEnv("A", "B", "1"));
+  EXPECT_FALSE(_GlobalMgr.SetNodeEnv("A", "not even XML"));  // fails before parsing
+  EXPECT_FALSE(_GlobalMgr.SaveEnviroment());                 // the failed load kept nothing
+
+  // A save that fails after the load: false, and the change stays in memory.
+  const std::string sub = folder_ / "sub";
+  fs::create_directory(sub);
+  _GlobalMgr.SetFileEnv(sub + "/env.xml");
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "B", "1"));
+  fs::remove_all(sub);
+  WriteText(sub, "now a regular file");
+  EXPECT_FALSE(_GlobalMgr.SetValueEnv("A", "B", "2"));
+  EXPECT_FALSE(_GlobalMgr.SetNodeEnv("C", "<r><D>3</D></r>"));
+  EXPECT_FALSE(_GlobalMgr.SaveEnviroment());
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B"), "2");
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("C", "D"), "3");
+}
+
+}  // namespace

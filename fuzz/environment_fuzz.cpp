@@ -1,0 +1,62 @@
+// Arbitrary bytes as the environment document's file: loaded (or replaced),
+// looked up and changed, without a crash or a leak. A lookup must see what the
+// change before it wrote.
+#include <stdlib.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/services/globalmgr.h"
+
+namespace {
+
+// One folder for the whole run, removed when the process ends.
+const std::string& Folder() {
+  static const std::string folder = [] {
+    std::string pattern = std::filesystem::temp_directory_path().string() + "/envfuzz-XXXXXX";
+    return std::string(::mkdtemp(pattern.data()));
+  }();
+  static const bool cleanup = [] {
+    std::atexit([] { std::filesystem::remove_all(Folder()); });
+    return true;
+  }();
+  (void)cleanup;
+  return folder;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  const std::string path = Folder() + "/Enviroment.xml";
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+  _GlobalMgr.SetFileEnv(path);
+
+  // Names from the input itself reach sections and values that the file may
+  // hold; they may also be no XML names at all.
+  const std::string first = bytes.substr(0, bytes.find_first_of(" <>/=\"'\n"));
+  const std::string tail = bytes.substr(size / 2, 12);
+  for (const std::string& section : {std::string("GENERAL"), first, tail}) {
+    _GlobalMgr.GetValueEnv(section, "ZV_MON_TIMEOUT");
+    _GlobalMgr.GetValueEnv(section, first);
+    _GlobalMgr.GetNodeEnv(section);
+    try {
+      // A value written is the value read (a NUL ends an element's text).
+      if (_GlobalMgr.SetValueEnv(section, "ZV_MON_TIMEOUT", tail) &&
+          tail.find('\0') == std::string::npos &&
+          _GlobalMgr.GetValueEnv(section, "ZV_MON_TIMEOUT") != tail) {
+        __builtin_trap();
+      }
+      _GlobalMgr.SetValueEnv(section, first, "1");
+    } catch (const Exception&) {
+      // A name that is no XML name is the caller's to hear about.
+    }
+  }
+  _GlobalMgr.Restart();
+  _GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT");
+  return 0;
+}
