@@ -11,23 +11,19 @@
 #include "cuadrante/runtime/component.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/translate.h"
+#include "fuzz/fuzzsupport.h"
 
 namespace {
 
-// One folder for the whole run, removed when the process ends.
+// The folder of the run, with the settings that point at the dictionary.
 const std::string& Folder() {
-  static const std::string folder = [] {
-    std::string pattern = std::filesystem::temp_directory_path().string() + "/dictfuzz-XXXXXX";
-    std::string made = ::mkdtemp(pattern.data());
-    std::ofstream(made + "/trans.ini") << "[Localization]\nDictionary=.dic\nTransFormProp1=Name\n";
-    return made;
-  }();
-  static const bool cleanup = [] {
-    std::atexit([] { std::filesystem::remove_all(Folder()); });
+  static const bool settings = [] {
+    std::ofstream(cuadrante::fuzzing::RunFolder() + "/trans.ini")
+        << "[Localization]\nDictionary=.dic\nTransFormProp1=Name\n";
     return true;
   }();
-  (void)cleanup;
-  return folder;
+  (void)settings;
+  return cuadrante::fuzzing::RunFolder();
 }
 
 }  // namespace

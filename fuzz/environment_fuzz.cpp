@@ -11,22 +11,11 @@
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/globalmgr.h"
+#include "fuzz/fuzzsupport.h"
 
 namespace {
 
-// One folder for the whole run, removed when the process ends.
-const std::string& Folder() {
-  static const std::string folder = [] {
-    std::string pattern = std::filesystem::temp_directory_path().string() + "/envfuzz-XXXXXX";
-    return std::string(::mkdtemp(pattern.data()));
-  }();
-  static const bool cleanup = [] {
-    std::atexit([] { std::filesystem::remove_all(Folder()); });
-    return true;
-  }();
-  (void)cleanup;
-  return folder;
-}
+const std::string& Folder() { return cuadrante::fuzzing::RunFolder(); }
 
 }  // namespace
 

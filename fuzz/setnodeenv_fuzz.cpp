@@ -10,21 +10,11 @@
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/globalmgr.h"
+#include "fuzz/fuzzsupport.h"
 
 namespace {
 
-const std::string& Folder() {
-  static const std::string folder = [] {
-    std::string pattern = std::filesystem::temp_directory_path().string() + "/nodefuzz-XXXXXX";
-    return std::string(::mkdtemp(pattern.data()));
-  }();
-  static const bool cleanup = [] {
-    std::atexit([] { std::filesystem::remove_all(Folder()); });
-    return true;
-  }();
-  (void)cleanup;
-  return folder;
-}
+const std::string& Folder() { return cuadrante::fuzzing::RunFolder(); }
 
 // The section's XML without the first and last two bytes: "<A" and "A>" go,
 // so sections that differ only in their own name compare equal.

@@ -13,21 +13,11 @@
 #include "cuadrante/runtime/component.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/translate.h"
+#include "fuzz/fuzzsupport.h"
 
 namespace {
 
-const std::string& Folder() {
-  static const std::string folder = [] {
-    std::string pattern = std::filesystem::temp_directory_path().string() + "/inifuzz-XXXXXX";
-    return std::string(::mkdtemp(pattern.data()));
-  }();
-  static const bool cleanup = [] {
-    std::atexit([] { std::filesystem::remove_all(Folder()); });
-    return true;
-  }();
-  (void)cleanup;
-  return folder;
-}
+const std::string& Folder() { return cuadrante::fuzzing::RunFolder(); }
 
 }  // namespace
 
