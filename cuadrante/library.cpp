@@ -8,13 +8,17 @@
 
 #include "cuadrante/internal/lifecycle.h"
 #include "cuadrante/points/basicpointmgr.h"
+#include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/application.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/services/callbacksmgr.h"
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/messagesmgr.h"
 #include "cuadrante/services/translate.h"
+#include "cuadrante/time/basicbox.h"
 #include "cuadrante/time/basicpoint.h"
+#include "cuadrante/time/cyclepoint.h"
+#include "cuadrante/time/rutinasfecha.h"
 
 // Runtime: the formats every text routine reads, and the program's own object.
 TFormatSettings FormatSettings;
@@ -28,6 +32,9 @@ TApplication* Application = &cuadrante::detail::applicationObject;
 // Translate: off, and no dictionary, until the host asks for one.
 bool bTransActivated = false;
 TTranslate* _Translate = nullptr;
+
+// Basicbox: the shared list of the box class.
+TVectorStrings TBasicBox::SharedStrings;
 
 // Basicpointmgr: the shared list of the point set class.
 TVectorStrings TBasicPointMgr::SharedStrings;
@@ -45,6 +52,18 @@ TCallBacksMgr* _CallBacksMgr = nullptr;
 // Globalmgr: sets the decimal separator, reads the computer's name, fills the
 // colours and creates _MessagesMgr, _CallBacksMgr and the global lock.
 TGlobalMgr _GlobalMgr;
+
+// Cyclepoint: the class-wide texts, empty and the host's.
+AnsiString TCyclePoint::m_Code;
+AnsiString TCyclePoint::m_Description;
+
+// Cyclepointmgr: the texts written into expanded boxes, empty until the host sets them.
+AnsiString TCyclePointMgr::Code;
+AnsiString TCyclePointMgr::Description;
+
+// Rutinasfecha: the host's view window, both ends at 0.
+TFecha RutinasFecha::StartViewDate;
+TFecha RutinasFecha::EndViewDate;
 
 // Underoperationmgr: the host's to make, after the load.
 TUnderOperationMgr* _UnderOperationMgr = nullptr;
