@@ -20,6 +20,14 @@ step "The same point and date with an English dictionary" \
 "$tool" date 2026-11-25 --dict "$work/en.ini" | head -4
 step "The rows the dictionary collected for a translator to fill in" cat "$work/en.ini.dic"
 
+month=$(date +%Y-%m)
+step "Shift rules unrolled over this month's first week" \
+  "$tool" expand "$(dirname "$0")/../examples/rules.xml" --from "$month-01" --to "$month-07"
+step "This month's roster from the rules: week rows by type, hours a day, totals" \
+  "$tool" roster "$(dirname "$0")/../examples/rules.xml" --month "$month"
+step "The month cut into fortnights with their labels" \
+  "$tool" periods --from "$month-01" --to "$month-28" --group fortnight
+
 step "A stored roster (point-set document) listed point by point" \
   "$tool" points "$(dirname "$0")/../examples/points.xml"
 step "The same roster laid out by week, one column a day, with totals" \

@@ -57,6 +57,19 @@ rm -f "${TMPDIR:-/tmp}/cuadrante-e2e-bad.xml"
 expect 2 '--by takes week or month' grid "$examples/points.xml" --by year
 expect 1 'is no point type' grid "$examples/points.xml" --type 14
 
+# Rules unrolled, periods, and a month's roster of the example rules.
+expect 0 '^4 +03/11/2026 09:00 - 04/11/2026 09:00 1 d +8 Cobertura' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03
+expect 0 '^5 occurrences of 8 rules, 2 d 8 h in all' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03
+expect 0 '#FFFF00' expand "$examples/rules.xml" --from 02/11/2026 --to 03/11/2026 --boxes
+expect 0 '^02/11/2026  15/11/2026   Q23 +Quincenal: noviembre 2026 Q23' periods --from 2026-11-01 --to 2026-12-31 --group fortnight
+expect 0 '^01/10/2026  31/12/2026' periods --from 2026-11-01 --to 2026-11-30 --group quarter
+expect 0 'S46 09/11 +2 Horario +16 +16 +16 +16 +16 +- +- +80.00 h' roster "$examples/rules.xml" --month 2026-11
+expect 1 'ends before it starts' expand "$examples/rules.xml" --from 2026-11-03 --to 2026-11-02
+expect 1 'longer than ten years' expand "$examples/rules.xml" --from 2000-01-01 --to 2026-01-01
+expect 1 "'2026-13-01' is not a date" expand "$examples/rules.xml" --from 2026-13-01 --to 2026-12-01
+expect 2 '--group takes' periods --from 2026-11-01 --to 2026-11-30 --group year
+expect 1 'no-such.xml' roster "$examples/no-such.xml" --month 2026-11
+
 # The environment document and the configuration file.
 env="$(mktemp -d)/env.xml"
 expect 0 '^$' env set GENERAL ZV_MON_TIMEOUT 1 --file "$env"

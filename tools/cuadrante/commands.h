@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/runtime/datetime.h"
 
 namespace cuadrante::tool {
@@ -29,6 +30,9 @@ int RunPoint(const Args& args);
 void HelpPoint();
 int RunDate(const Args& args);
 void HelpDate();
+// Rows of a grid, one column a day (7 for weeks, 31 for months) and the total.
+void PrintGrid(const SetPointsGrid& grid, TTimesGroup group);
+
 int RunPoints(const Args& args);
 void HelpPoints();
 int RunGrid(const Args& args);
@@ -37,5 +41,11 @@ int RunEnv(const Args& args);
 void HelpEnv();
 int RunConfig(const Args& args);
 void HelpConfig();
+int RunExpand(const Args& args);
+void HelpExpand();
+int RunPeriods(const Args& args);
+void HelpPeriods();
+int RunRoster(const Args& args);
+void HelpRoster();
 
 }  // namespace cuadrante::tool

@@ -93,6 +93,37 @@ GridOptions ParseGridOptions(const Args& args) {
 
 }  // namespace
 
+void PrintGrid(const SetPointsGrid& grid, TTimesGroup group) {
+  const int columns = group == tgWeek ? 7 : 31;
+  std::printf("%-12s %s", "period", Pad("type", 20).c_str());
+  for (int day = 0; day < columns; ++day) {
+    if (group == tgWeek) {
+      // Monday first; the settings keep Sunday at 0.
+      std::printf(" %s", Pad(FormatSettings.ShortDayNames[(day + 1) % 7], 5, true).c_str());
+    } else {
+      std::printf(" %3d", day + 1);
+    }
+  }
+  std::printf(" %9s\n", "total");
+  for (const ItemPointGrid& row : grid) {
+    const std::string period = group == tgWeek ? "S" + std::to_string(row.Period.Week()) + " " +
+                                                     row.Period.ToString("dd/mm")
+                                               : row.Period.ToString("mmm yyyy");
+    const std::string type = std::to_string(row.Type) + " " + GetIncidenceTypeAsStr(row.Type);
+    std::printf("%-12s %s", period.c_str(), Pad(type, 20).c_str());
+    for (int day = 0; day < columns; ++day) {
+      int64_t seconds = 0;
+      if (day < static_cast<int>(row.Days.size())) {
+        for (const TBasicPoint* point : row.Days[static_cast<size_t>(day)]) {
+          seconds += point->GetDurationValue();
+        }
+      }
+      std::printf(group == tgWeek ? " %5s" : " %3s", Hours(seconds).c_str());
+    }
+    std::printf(" %9s\n", usrFormatTime(row.Total.Value(), tfHours).c_str());
+  }
+}
+
 void HelpPoints() {
   std::printf(
       "usage: cuadrante points FILE.xml\n\n"
@@ -138,34 +169,7 @@ int RunGrid(const Args& args) {
   const TFecha to = set.Points.back()->GetInicio().EndOfDay();
   const SetPointsGrid grid = set.GetPointsGrid(options.group, from, to, options.type);
 
-  const int columns = options.group == tgWeek ? 7 : 31;
-  std::printf("%-12s %s", "period", Pad("type", 20).c_str());
-  for (int day = 0; day < columns; ++day) {
-    if (options.group == tgWeek) {
-      // Monday first; the settings keep Sunday at 0.
-      std::printf(" %s", Pad(FormatSettings.ShortDayNames[(day + 1) % 7], 5, true).c_str());
-    } else {
-      std::printf(" %3d", day + 1);
-    }
-  }
-  std::printf(" %9s\n", "total");
-  for (const ItemPointGrid& row : grid) {
-    const std::string period = options.group == tgWeek ? "S" + std::to_string(row.Period.Week()) +
-                                                             " " + row.Period.ToString("dd/mm")
-                                                       : row.Period.ToString("mmm yyyy");
-    const std::string type = std::to_string(row.Type) + " " + GetIncidenceTypeAsStr(row.Type);
-    std::printf("%-12s %s", period.c_str(), Pad(type, 20).c_str());
-    for (int day = 0; day < columns; ++day) {
-      int64_t seconds = 0;
-      if (day < static_cast<int>(row.Days.size())) {
-        for (const TBasicPoint* point : row.Days[static_cast<size_t>(day)]) {
-          seconds += point->GetDurationValue();
-        }
-      }
-      std::printf(options.group == tgWeek ? " %5s" : " %3s", Hours(seconds).c_str());
-    }
-    std::printf(" %9s\n", usrFormatTime(row.Total.Value(), tfHours).c_str());
-  }
+  PrintGrid(grid, options.group);
   return 0;
 }
 
