@@ -1,0 +1,452 @@
+#include "cuadrante/points/cyclepointmgr.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "cuadrante/runtime/datetime.h"
+#include "cuadrante/services/globalmgr.h"
+#include "cuadrante/time/basicbox.h"
+#include "cuadrante/time/cyclepoint.h"
+#include "cuadrante/time/rutinasfecha.h"
+
+namespace {
+
+constexpr int64_t kHour = 3600;
+constexpr int64_t kDay = 86400;
+
+TFecha At(uint16_t y, uint16_t m, uint16_t d, int64_t hour = 0) {
+  return TFecha(TFecha(TDateTime(EncodeDate(y, m, d))).Value() + hour * kHour);
+}
+
+TCyclePoint Rule(TFecha start, int64_t seconds, TTimesGroup every, bool weekend = false,
+                 TFecha end = TFecha()) {
+  TCyclePoint c(start, tptTimetable, TDuration(seconds));
+  c.Level = 1;
+  c.Periodicity = every;
+  c.WithWeekend = weekend;
+  c.EndDate = end;
+  return c;
+}
+
+// A manager with no range bounds, so that only the dates of each call count.
+struct Unbounded : TCyclePointMgr {
+  Unbounded() {
+    RangeStart = 0;
+    RangeEnd = 0;
+  }
+};
+
+std::vector<int64_t> Starts(const TBasicPointMgr& m) {
+  std::vector<int64_t> out;
+  for (const TBasicPoint* p : m.Points) out.push_back(p->StartValue());
+  return out;
+}
+
+// The occurrences of one rule, by the plainest walk there is: every step
+// from the first occurrence, each tested against every condition.
+std::vector<int64_t> BruteForce(const TCyclePoint& c, TFecha from, TFecha to, TFecha rangeStart,
+                                TFecha rangeEnd) {
+  TFecha lo = rangeStart.IsZero() || from > rangeStart ? from : rangeStart;
+  TFecha hi = rangeEnd.IsZero() || to < rangeEnd ? to : rangeEnd;
+  lo = TFecha(lo.Date());
+  hi = TFecha(hi.Date() + kDay - 1);
+  std::vector<int64_t> out;
+  if (c.Periodicity <= 0) {
+    if (c.StartValue() < hi.Value() && c.EndValue() > lo.Value()) out.push_back(c.StartValue());
+    return out;
+  }
+  for (TFecha cur = c.Inicio; cur <= hi; cur = cur.IncDays(c.Periodicity)) {
+    const bool inRange = cur >= lo && (c.EndDate.IsZero() || cur <= c.EndDate);
+    const bool dayOk = c.WithWeekend || DayOfTheWeek(cur.AsDate()) <= 5;
+    if (inRange && dayOk) out.push_back(cur.Value());
+  }
+  return out;
+}
+
+TEST(TCyclePointMgr, WorkedExampleSkipsTheWeekend) {
+  Unbounded mgr;
+  TCyclePoint c = Rule(At(2005, 1, 3, 8), 8 * kHour, tgDay);
+  mgr.AddCycle(&c, nullptr, false);
+  EXPECT_EQ(mgr.Expand(At(2005, 1, 5), At(2005, 1, 11), true), 5u);
+  const std::vector<int64_t> want = {At(2005, 1, 5, 8), At(2005, 1, 6, 8), At(2005, 1, 7, 8),
+                                     At(2005, 1, 10, 8), At(2005, 1, 11, 8)};
+  EXPECT_EQ(Starts(mgr), want);
+  for (const TBasicPoint* p : mgr.Points) {
+    EXPECT_EQ(p->GetDurationValue(), 8 * kHour);
+    EXPECT_EQ(p->Type, tptTimetable);
+    EXPECT_EQ(p->Group, 1);
+    EXPECT_EQ(dynamic_cast<const TCyclePoint*>(p), nullptr);  // plain points
+  }
+  // Not forced and already filled: the old result, whatever the dates.
+  EXPECT_EQ(mgr.Expand(At(2005, 1, 3), At(2005, 3, 1), false), 5u);
+  EXPECT_EQ(mgr.Points.size(), 5u);
+  EXPECT_EQ(mgr.Expand(At(2005, 1, 3), At(2005, 1, 4), true), 2u);
+}
+
+TEST(TCyclePointMgr, BoundsOfTheWalk) {
+  const TFecha mon = At(2005, 1, 3, 8);
+  struct Case {
+    const char* what;
+    TCyclePoint rule;
+    TFecha from, to;
+    std::vector<int64_t> want;
+  };
+  const Case cases[] = {
+      {"end on an occurrence's instant includes it",
+       Rule(mon, kHour, tgDay, false, At(2005, 1, 5, 8)),
+       At(2005, 1, 1),
+       At(2005, 2, 1),
+       {mon, At(2005, 1, 4, 8), At(2005, 1, 5, 8)}},
+      {"one second earlier excludes it",
+       Rule(mon, kHour, tgDay, false, At(2005, 1, 5, 8).Value() - 1),
+       At(2005, 1, 1),
+       At(2005, 2, 1),
+       {mon, At(2005, 1, 4, 8)}},
+      {"to at 10:00 reaches 18:00 of its day",
+       Rule(At(2005, 1, 3, 18), kHour, tgDay),
+       At(2005, 1, 3),
+       At(2005, 1, 4, 10),
+       {At(2005, 1, 3, 18), At(2005, 1, 4, 18)}},
+      {"from at 10:00 keeps 08:00 of its day",
+       Rule(mon, kHour, tgDay),
+       At(2005, 1, 4, 10),
+       At(2005, 1, 4, 10),
+       {At(2005, 1, 4, 8)}},
+      {"an occurrence running into the range is not made",
+       Rule(At(2005, 1, 3, 20), 8 * kHour, tgWeek),
+       At(2005, 1, 4),
+       At(2005, 1, 9),
+       {}},
+      {"weekly on a Saturday without weekends",
+       Rule(At(2005, 1, 8, 8), kHour, tgWeek),
+       At(2005, 1, 1),
+       At(2005, 3, 1),
+       {}},
+      {"monthly from 31 January clamps and stays clamped",
+       Rule(At(2005, 1, 31, 8), kHour, tgMonth, true),
+       At(2005, 1, 1),
+       At(2005, 4, 30),
+       {At(2005, 1, 31, 8), At(2005, 2, 28, 8), At(2005, 3, 28, 8), At(2005, 4, 28, 8)}},
+      {"monthly walk starts at the first occurrence, not at from",
+       Rule(At(2005, 1, 31, 8), kHour, tgMonth, true),
+       At(2005, 3, 29),
+       At(2005, 5, 30),
+       {At(2005, 4, 28, 8), At(2005, 5, 28, 8)}},
+      {"fortnight jumps from the first occurrence",
+       Rule(mon, kHour, tgFortnight),
+       At(2005, 1, 18),
+       At(2005, 2, 15),
+       {At(2005, 1, 31, 8), At(2005, 2, 14, 8)}},
+      {"single interval overlapping by one second, kept whole",
+       Rule(At(2005, 1, 2, 20), 4 * kHour + 1, tgNone),
+       At(2005, 1, 3),
+       At(2005, 1, 9),
+       {At(2005, 1, 2, 20)}},
+      {"single interval touching the range only",
+       Rule(At(2005, 1, 2, 20), 4 * kHour, tgNone),
+       At(2005, 1, 3),
+       At(2005, 1, 9),
+       {}},
+      {"end before start gives nothing",
+       Rule(mon, kHour, tgDay, true, At(2005, 1, 1)),
+       At(2005, 1, 1),
+       At(2005, 2, 1),
+       {}},
+      {"reversed range gives nothing",
+       Rule(mon, kHour, tgDay, true),
+       At(2005, 1, 20),
+       At(2005, 1, 10),
+       {}},
+      {"negative periodicity is a single interval",
+       Rule(mon, kHour, static_cast<TTimesGroup>(-3)),
+       At(2005, 1, 1),
+       At(2005, 2, 1),
+       {mon}},
+  };
+  for (const Case& k : cases) {
+    Unbounded mgr;
+    TCyclePoint rule = k.rule;
+    mgr.AddCycle(&rule, nullptr, false);
+    mgr.Expand(k.from, k.to, true);
+    EXPECT_EQ(Starts(mgr), k.want) << k.what;
+    for (const TBasicPoint* p : mgr.Points)
+      EXPECT_EQ(p->GetDurationValue(), rule.GetDurationValue()) << k.what;
+  }
+}
+
+TEST(TCyclePointMgr, GroupsNumberEveryRuleAndRangeClips) {
+  Unbounded mgr;
+  TCyclePoint saturday = Rule(At(2005, 1, 1, 8), kHour, tgWeek);  // never gives a point
+  TCyclePoint daily = Rule(At(2005, 1, 3, 8), kHour, tgDay, true);
+  mgr.AddCycle(&saturday, nullptr, false);
+  mgr.AddCycle(&daily, nullptr, false);
+  mgr.RangeStart = At(2005, 1, 5, 12);
+  mgr.RangeEnd = At(2005, 1, 6, 1);
+  EXPECT_EQ(mgr.Expand(At(2004, 1, 1), At(2006, 1, 1), true), 2u);
+  EXPECT_EQ(Starts(mgr), (std::vector<int64_t>{At(2005, 1, 5, 8), At(2005, 1, 6, 8)}));
+  EXPECT_EQ(mgr.Points[0]->Group, 2);
+  EXPECT_EQ(mgr.Cycles.Points[0]->Group, 1);
+  EXPECT_EQ(mgr.GroupCount, 2);
+  EXPECT_EQ(mgr.GetCycleGroup(2), mgr.Cycles.Points[1]);
+  EXPECT_EQ(mgr.FindCycle(At(2005, 1, 3, 9)), mgr.Cycles.Points[1]);  // end instant counts
+  EXPECT_EQ(mgr.FindCycle(At(2005, 1, 4, 8)), nullptr);               // first occurrence only
+  EXPECT_EQ(mgr.FindCycles(At(2005, 1, 1), At(2005, 1, 2)).size(), 1u);
+
+  // 256 rules: the 256th gets 0, the next 1.
+  Unbounded many;
+  for (int i = 0; i < 257; ++i) {
+    TCyclePoint c = Rule(At(2005, 1, 3, 0) + i, 1, tgNone);
+    many.AddCycle(&c, nullptr, false);
+  }
+  many.Expand(At(2005, 1, 3), At(2005, 1, 3), true);
+  EXPECT_EQ(many.Cycles.Points[254]->Group, 255);
+  EXPECT_EQ(many.Cycles.Points[255]->Group, 0);
+  EXPECT_EQ(many.Cycles.Points[256]->Group, 1);
+}
+
+TEST(TCyclePointMgr, BoxesCarryTheSharedTexts) {
+  Unbounded mgr;
+  TCyclePoint c = Rule(At(2005, 1, 3, 8), 8 * kHour, tgDay);
+  TCyclePoint once = Rule(At(2005, 1, 4, 20), kHour, tgNone);
+  mgr.AddCycle(&c, nullptr, false);
+  mgr.AddCycle(&once, nullptr, false);
+  ASSERT_EQ(mgr.ExpandBoxes(At(2005, 1, 3), At(2005, 1, 4), true), 3u);
+  for (const TBasicPoint* p : mgr.Points) {
+    const auto* box = dynamic_cast<const TBasicBox*>(p);
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->Code, "");
+  }
+  TCyclePointMgr::Code = "M1";
+  TCyclePointMgr::Description = "Mañana";
+  mgr.ExpandBoxes(At(2005, 1, 3), At(2005, 1, 4), true);
+  TCyclePointMgr::Code.clear();
+  TCyclePointMgr::Description.clear();
+  for (const TBasicPoint* p : mgr.Points) {
+    const auto* box = dynamic_cast<const TBasicBox*>(p);
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->Code, "M1");
+    EXPECT_EQ(box->Description, "Mañana");
+    EXPECT_EQ(box->GetEndDate().Value(), box->EndValue());
+  }
+}
+
+TEST(TCyclePointMgr, RangesAndViewDates) {
+  Unbounded mgr;
+  EXPECT_EQ(mgr.GetMaxDate().Value(), 0);
+  mgr.RangeEnd = At(2010, 12, 31);
+  EXPECT_EQ(mgr.GetMaxDate(), At(2010, 12, 31));
+  TCyclePoint c = Rule(At(2005, 1, 3, 8), kHour, tgDay, false, At(2012, 1, 1));
+  mgr.AddCycle(&c, nullptr, false);
+  EXPECT_EQ(mgr.GetMaxDate(), At(2012, 1, 1));  // the later one
+  EXPECT_EQ(mgr.GetMinDate(), At(2005, 1, 3, 8));
+  mgr.RangeStart = At(2006, 1, 1);
+  EXPECT_EQ(mgr.GetMinDate(), At(2006, 1, 1));
+  EXPECT_TRUE(mgr.Solap(At(2007, 1, 1), At(2007, 1, 2)));
+  EXPECT_FALSE(mgr.Solap(At(2012, 1, 1), At(2013, 1, 1)));
+
+  const TFecha oldStart = RutinasFecha::StartViewDate;
+  const TFecha oldEnd = RutinasFecha::EndViewDate;
+  mgr.RangeStart = At(2005, 6, 1);
+  RutinasFecha::StartViewDate = At(1999, 1, 1);
+  EXPECT_EQ(mgr.GetStartViewDate(), At(2000, 1, 1));
+  RutinasFecha::StartViewDate = At(2001, 1, 1);
+  EXPECT_EQ(mgr.GetStartViewDate(), At(2001, 1, 1));
+  RutinasFecha::EndViewDate = At(2030, 1, 1);
+  EXPECT_EQ(mgr.GetEndViewDate(), std::max(mgr.RangeEnd, TFecha(_GlobalMgr.MaxDate)));
+  RutinasFecha::EndViewDate = At(2003, 1, 1);
+  EXPECT_EQ(mgr.GetEndViewDate(), At(2003, 1, 1));
+  RutinasFecha::StartViewDate = oldStart;
+  RutinasFecha::EndViewDate = oldEnd;
+
+  TCyclePointMgr fresh;  // the defaults
+  EXPECT_EQ(fresh.RangeStart, TFecha(Now()).StartOfYear());
+  EXPECT_EQ(fresh.RangeEnd, TFecha(_GlobalMgr.MaxDate));
+}
+
+TEST(TCyclePointMgr, ExpansionMatchesABruteForceWalk) {
+  std::mt19937 rng(20050103);
+  const TTimesGroup groups[] = {tgNone, tgDay,       tgWeek,    tgMonth,
+                                tgYear, tgFortnight, tgQuarter, static_cast<TTimesGroup>(9)};
+  const TFecha base = At(2004, 1, 1);
+  auto pick = [&](int64_t lo, int64_t hi) {
+    return std::uniform_int_distribution<int64_t>(lo, hi)(rng);
+  };
+  for (int round = 0; round < 300; ++round) {
+    Unbounded mgr;
+    std::vector<TCyclePoint> rules;
+    const int count = static_cast<int>(pick(1, 4));
+    for (int i = 0; i < count; ++i) {
+      TCyclePoint c = Rule(base + pick(0, 800) * kDay + pick(0, 23) * kHour, pick(1, 12) * kHour,
+                           groups[pick(0, 7)], pick(0, 1) == 1);
+      if (pick(0, 2) == 0) c.EndDate = c.Inicio + pick(-20, 900) * kDay + pick(0, 1) * kHour;
+      rules.push_back(c);
+      mgr.AddCycle(&c, nullptr, false);
+    }
+    if (pick(0, 1) == 1) mgr.RangeStart = base + pick(0, 1000) * kDay + pick(0, 86399);
+    if (pick(0, 1) == 1) mgr.RangeEnd = base + pick(0, 1400) * kDay + pick(0, 86399);
+    const TFecha from = base + pick(-100, 1000) * kDay + pick(0, 86399);
+    const TFecha to = from + pick(-10, 700) * kDay + pick(0, 86399);
+    mgr.Expand(from, to, true);
+    std::vector<int64_t> want;
+    for (const TCyclePoint& c : rules) {
+      const std::vector<int64_t> one = BruteForce(c, from, to, mgr.RangeStart, mgr.RangeEnd);
+      want.insert(want.end(), one.begin(), one.end());
+    }
+    std::vector<int64_t> got = Starts(mgr);
+    std::sort(want.begin(), want.end());
+    std::sort(got.begin(), got.end());
+    ASSERT_EQ(got, want) << "round " << round;
+  }
+}
+
+TEST(TCyclePointMgr, DeletingAnOccurrenceEditsTheRules) {
+  std::mt19937 rng(7);
+  const TFecha from = At(2005, 1, 1);
+  const TFecha to = At(2005, 6, 30);
+  enum Where { kFirst, kMiddle, kLast, kOnly };
+  for (int round = 0; round < 120; ++round) {
+    const auto where = static_cast<Where>(round % 4);
+    Unbounded mgr;
+    TCyclePoint other = Rule(At(2005, 1, 2, 20), 2 * kHour, tgWeek, true);
+    const TTimesGroup every = round % 3 == 0 ? tgMonth : (round % 3 == 1 ? tgWeek : tgDay);
+    TCyclePoint c = Rule(At(2005, 1, 3, 8) + static_cast<int64_t>(rng() % 20) * kDay, 8 * kHour,
+                         every, round % 2 == 0 || every == tgWeek);
+    if (where == kOnly) c.Periodicity = tgNone;
+    mgr.AddCycle(&other, nullptr, false);
+    mgr.AddCycle(&c, nullptr, false);
+    mgr.Expand(from, to, true);
+    const short group = 2;
+    const TBasicPointList occ = mgr.GetPointsGroup(group);
+    ASSERT_GE(occ.size(), where == kOnly ? 1u : 3u);
+    size_t i = 0;
+    if (where == kMiddle) i = 1 + rng() % (occ.size() - 2);
+    if (where == kLast) i = occ.size() - 1;
+    TBasicPoint* victim = occ[i];
+    std::vector<int64_t> want = Starts(mgr);
+    want.erase(std::find(want.begin(), want.end(), victim->StartValue()));
+
+    ASSERT_TRUE(mgr.DelCyclePoint(victim));
+    std::unique_ptr<TBasicPoint> owned(victim);  // still alive: ours now
+    EXPECT_EQ(owned->StartValue(), occ[i]->StartValue());
+    EXPECT_EQ(mgr.Cycles.Points.size(), where == kOnly ? 1u : (where == kMiddle ? 3u : 2u));
+    if (where == kMiddle) {  // the occurrences behind follow the new rule
+      for (size_t k = i + 1; k < occ.size(); ++k) EXPECT_EQ(occ[k]->Group, mgr.GroupCount);
+      EXPECT_EQ(mgr.GetCycleGroup(mgr.GroupCount), mgr.Cycles.Points.back());
+    }
+    std::vector<int64_t> before = Starts(mgr);
+    EXPECT_EQ(before, want);
+    mgr.Expand(from, to, true);
+    EXPECT_EQ(Starts(mgr), want) << "round " << round << " at " << i;
+  }
+
+  Unbounded mgr;
+  TCyclePoint c = Rule(At(2005, 1, 3, 8), kHour, tgDay);
+  mgr.AddCycle(&c, nullptr, false);
+  mgr.Expand(At(2005, 1, 3), At(2005, 1, 5), true);
+  TBasicPoint stranger(At(2005, 1, 3, 8), TDuration(kHour));
+  stranger.Group = 9;
+  EXPECT_FALSE(mgr.DelCyclePoint(&stranger));
+  EXPECT_FALSE(mgr.DelCycle(&stranger, true));
+  // A group the expansion has but the rules lost: refused, nothing changes.
+  std::unique_ptr<TBasicPoint> gone(mgr.Cycles.Points[0]);
+  mgr.Cycles.ClearPoints();
+  EXPECT_FALSE(mgr.DelCyclePoint(mgr.Points[0]));
+  EXPECT_EQ(mgr.Points.size(), 3u);
+}
+
+TEST(TCyclePointMgr, DelCycleKeepsTheOldRange) {
+  Unbounded mgr;
+  TCyclePoint a = Rule(At(2005, 1, 3, 8), kHour, tgDay, true);
+  TCyclePoint b = Rule(At(2005, 1, 3, 20), kHour, tgDay, true);
+  mgr.AddCycle(&a, nullptr, false);
+  mgr.AddCycle(&b, nullptr, false);
+  mgr.ExpandBoxes(At(2005, 1, 4), At(2005, 1, 6), true);
+  ASSERT_EQ(mgr.Points.size(), 6u);
+  // Any occurrence names its rule.
+  EXPECT_TRUE(mgr.DelCycle(mgr.Points[0], true));
+  ASSERT_EQ(mgr.Cycles.Points.size(), 1u);
+  EXPECT_EQ(Starts(mgr),
+            (std::vector<int64_t>{At(2005, 1, 4, 20), At(2005, 1, 5, 20), At(2005, 1, 6, 20)}));
+  // The deleted rule was the prototype: the occurrences are cycle points now.
+  EXPECT_NE(dynamic_cast<const TCyclePoint*>(mgr.Points[0]), nullptr);
+  EXPECT_EQ(mgr.Points[0]->Group, 1);
+}
+
+TEST(TCyclePointMgr, RulesTravelAsADocument) {
+  Unbounded mgr;
+  TCyclePoint a = Rule(At(2005, 1, 3, 8), 8 * kHour, tgDay, false, At(2005, 12, 31));
+  TCyclePoint b = Rule(At(2005, 1, 7, 9), kHour, tgWeek, true);
+  b.CycleTag = 42;
+  mgr.AddCycle(&b, nullptr, false);
+  mgr.AddCycle(&a, nullptr, false);
+  AnsiString xml;
+  ASSERT_TRUE(mgr.SaveCyclesToXML(xml));
+  EXPECT_NE(xml.find("<POINTSMGR>"), std::string::npos);
+  EXPECT_NE(xml.find(a.WriteToStr()), std::string::npos);
+
+  TCyclePoint proto;
+  Unbounded copy;
+  ASSERT_TRUE(copy.LoadCyclesFromXML(xml, &proto));
+  ASSERT_EQ(copy.Cycles.Points.size(), 2u);
+  EXPECT_TRUE(copy.Points.empty());  // stale until expanded
+  for (size_t i = 0; i < 2; ++i)
+    EXPECT_EQ(copy.Cycles.Points[i]->WriteToStr(), mgr.Cycles.Points[i]->WriteToStr());
+  EXPECT_EQ(copy.Expand(At(2005, 1, 3), At(2005, 1, 16), false),
+            mgr.Expand(At(2005, 1, 3), At(2005, 1, 16), false));
+  EXPECT_EQ(Starts(copy), Starts(mgr));
+
+  // Added to what is there; with expand, the first new rule is the prototype.
+  Unbounded more;
+  TCyclePoint c = Rule(At(2005, 1, 4, 22), kHour, tgNone);
+  more.AddCycle(&c, nullptr, false);
+  more.RangeStart = At(2005, 1, 1);
+  more.RangeEnd = At(2005, 1, 10);
+  more.AddCycles(xml, &proto, true);
+  EXPECT_EQ(more.Cycles.Points.size(), 3u);
+  // 3 to 10 January: six weekdays of a, c once, b on the 7th.
+  EXPECT_EQ(more.Points.size(), 8u);
+  EXPECT_NE(dynamic_cast<const TCyclePoint*>(more.Points[0]), nullptr);
+  more.AddCycles(" ", &proto, true);  // no document: nothing happens
+  EXPECT_EQ(more.Cycles.Points.size(), 3u);
+  EXPECT_FALSE(more.AsString().empty());
+  more.ResetCycles();
+  EXPECT_TRUE(more.Cycles.Points.empty());
+  EXPECT_TRUE(more.Points.empty());
+}
+
+TEST(TCyclePointMgr, HostileInputEnds) {
+  // Rules and ranges at the edges of the value range: every expansion ends.
+  Unbounded mgr;
+  TCyclePoint monthly = Rule(At(9999, 10, 31, 8), kHour, tgMonth, true);
+  TCyclePoint daily = Rule(At(9999, 12, 30, 8), 0, tgDay, true);
+  TCyclePoint negative = Rule(At(2005, 1, 3, 8), -kHour, tgWeek, true);
+  mgr.AddCycle(&monthly, nullptr, false);
+  mgr.AddCycle(&daily, nullptr, false);
+  mgr.Expand(At(9999, 1, 1), std::numeric_limits<int64_t>::max(), true);
+  EXPECT_EQ(Starts(mgr),
+            (std::vector<int64_t>{At(9999, 10, 31, 8), At(9999, 11, 30, 8), At(9999, 12, 30, 8),
+                                  At(9999, 12, 30, 8), At(9999, 12, 31, 8)}));
+  EXPECT_EQ(
+      mgr.Expand(std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::min(), true),
+      0u);
+  EXPECT_EQ(mgr.Expand(std::numeric_limits<int64_t>::max(), 0, true), 0u);
+  // Many years: thirty of a weekday rule, every occurrence made.
+  Unbounded years;
+  TCyclePoint d = Rule(At(2000, 1, 3, 8), kHour, tgDay);
+  years.AddCycle(&d, nullptr, false);
+  const unsigned n = years.Expand(At(2000, 1, 1), At(2029, 12, 31), true);
+  EXPECT_EQ(n, BruteForce(d, At(2000, 1, 1), At(2029, 12, 31), 0, 0).size());
+  EXPECT_GT(n, 7800u);
+  // A negative duration still steps: Mondays 3, 10 and 17.
+  Unbounded odd;
+  odd.AddCycle(&negative, nullptr, false);
+  EXPECT_EQ(odd.Expand(At(2005, 1, 1), At(2005, 1, 17), true), 3u);
+}
+
+}  // namespace
