@@ -121,7 +121,11 @@ void TBasicPointMgr::ResetPoints(TFecha d) {
   Points.erase(kept, Points.end());
 }
 
-void TBasicPointMgr::Sort() { std::stable_sort(Points.begin(), Points.end(), MinorPoint); }
+// A lambda, not the function's address, so that the sort inlines the comparison.
+void TBasicPointMgr::Sort() {
+  std::stable_sort(Points.begin(), Points.end(),
+                   [](const TBasicPoint* a, const TBasicPoint* b) { return MinorPoint(a, b); });
+}
 
 void TBasicPointMgr::Sort(bool (*less)(const TBasicPoint*, const TBasicPoint*)) {
   std::stable_sort(Points.begin(), Points.end(), less);
