@@ -51,36 +51,32 @@ TEST(TXMLDocument, WritesTheDeclarationAndOneElementALine) {
   EXPECT_EQ(general.GetXML(), "<GENERAL><ZV_MON_TIMEOUT>1</ZV_MON_TIMEOUT><EMPTY/></GENERAL>");
   EXPECT_EQ(TXMLNode().GetXML(), "");
 
-  // A new document element replaces the old tree.
+  // A new document element replaces the old tree; a document moved from
+  // starts afresh.
   doc.CreateDocumentElement("OTHER");
   EXPECT_EQ(doc.SaveToXML(), kDeclaration + "\n<OTHER />\n");
+  TXMLDocument moved(std::move(doc));
+  EXPECT_EQ(moved.DocumentElement().Name(), "OTHER");
+  EXPECT_EQ(doc.SaveToXML(), kDeclaration + "\n");  // NOLINT(bugprone-use-after-move)
+  doc.LoadFromXML("<B/>");
+  EXPECT_EQ(doc.DocumentElement().Name(), "B");
 }
 
 TEST(TXMLDocument, TextsComeBackAsTheyWent) {
-  const std::string texts[] = {"a & b < c > d \"e\" 'f'",
-                               "]]> <![CDATA[ &amp;",
-                               "Año, día, Reducción Jornada, 20 €, 日本",
-                               " one blank around ",
-                               " ",
-                               "\t\x01 control",
-                               "line\nbreak",
-                               ""};
-  TXMLDocument doc;
+  const std::string texts[] = {"a & b < c > \"e\" 'f'", "]]> <![CDATA[ &amp;", " ", " around ",
+                               "\t\x01 control",        "line\nbreak",         ""};
+  TXMLDocument doc, back;
   TXMLNode root = doc.CreateDocumentElement("R");
   for (const std::string& text : texts) root.AddChild("V").SetText(text);
-  const std::string saved = doc.SaveToXML();
-
-  TXMLDocument back;
-  back.LoadFromXML(saved);
+  back.LoadFromXML(doc.SaveToXML());
   TXMLNode node = back.DocumentElement().FirstChild();
   for (const std::string& text : texts) {
     ASSERT_TRUE(node);
-    EXPECT_EQ(node.Name(), "V");
     EXPECT_EQ(node.Text(), text);
     node = node.NextSibling();
   }
   EXPECT_FALSE(node);
-  EXPECT_EQ(back.SaveToXML(), saved);
+  EXPECT_EQ(back.SaveToXML(), doc.SaveToXML());
 }
 
 TEST(TXMLDocument, ReadsElementsAndTextAndDropsTheRest) {
@@ -89,38 +85,26 @@ TEST(TXMLDocument, ReadsElementsAndTextAndDropsTheRest) {
       "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!-- head -->\n<R a=\"1\">\n"
       "  <A>x &amp; &#x41;&#66;</A>  <?pi data?>\n"
       "  <!-- between --> <B><![CDATA[<raw> & ]]></B>\n"
-      "  <C>one\r\ntwo</C><D><E/></D>\n"
+      "  <C>one\r\ntwo</C><D>lead<E/>tail</D>\n"
       "</R>\n<!-- tail -->\n");
   TXMLNode root = doc.DocumentElement();
-  EXPECT_EQ(root.Name(), "R");
   EXPECT_EQ(root.ChildCount(), 4u);
   EXPECT_EQ(root.Text(), "");  // the blanks between elements are no text
-  TXMLNode a = root.FirstChild();
-  EXPECT_EQ(a.Text(), "x & AB");
-  EXPECT_EQ(a.NextSibling().Text(), "<raw> & ");
-  TXMLNode c = a.NextSibling().NextSibling();
-  EXPECT_EQ(c.Text(), "one\ntwo");
-  TXMLNode d = c.NextSibling();
-  EXPECT_EQ(d.Name(), "D");
-  EXPECT_EQ(d.Text(), "");
-  EXPECT_EQ(d.FirstChild().Name(), "E");
-  EXPECT_FALSE(d.NextSibling());
   EXPECT_EQ(doc.SaveToXML(),
             kDeclaration +
                 "\n<R a=\"1\">\n  <A>x &amp; AB</A>\n  <B><![CDATA[<raw> & ]]></B>\n"
-                "  <C>one\ntwo</C>\n  <D>\n    <E />\n  </D>\n</R>\n");
+                "  <C>one\ntwo</C>\n  <D>lead<E />tail</D>\n</R>\n");
 
-  // Text set on an element with children goes behind them, and the empty
-  // text takes it away again; clearing removes elements and text alike.
+  // The walk over children passes the text between them; a new text takes
+  // the place of the first piece, and the empty text takes all of them away.
+  TXMLNode d = root.FirstChild().NextSibling().NextSibling().NextSibling();
+  EXPECT_EQ(d.FirstChild().Name(), "E");
+  EXPECT_FALSE(d.FirstChild().NextSibling());
   d.SetText("t");
-  EXPECT_EQ(d.GetXML(), "<D><E/>t</D>");
-  EXPECT_EQ(d.Text(), "t");
+  EXPECT_EQ(d.GetXML(), "<D>t<E/>tail</D>");
   d.SetText("");
   EXPECT_EQ(d.GetXML(), "<D><E/></D>");
-  a.SetText("new");
-  EXPECT_EQ(a.Text(), "new");
   root.ClearChildren();
-  EXPECT_EQ(root.ChildCount(), 0u);
   EXPECT_FALSE(root.FirstChild());
   EXPECT_EQ(root.GetXML(), "<R a=\"1\"/>");
 
@@ -130,41 +114,24 @@ TEST(TXMLDocument, ReadsElementsAndTextAndDropsTheRest) {
 }
 
 TEST(TXMLDocument, ParseErrorsSayWhereAndWhy) {
-  EXPECT_EQ(ParseErrorOf("<R>\n  <A>1</B>\n</R>"),
-            "XML text is not well-formed at offset 12 (line 2, column 9): Start-end tags "
-            "mismatch");
-  EXPECT_EQ(ParseErrorOf("<R/>\n<S/>"),
-            "XML text is not well-formed at offset 5 (line 2, column 1): More than one document "
-            "element");
-  EXPECT_EQ(ParseErrorOf("  words <R/>"),
-            "XML text is not well-formed at offset 2 (line 1, column 3): Text before the document "
-            "element");
-  EXPECT_EQ(ParseErrorOf("<R/>words\n"),
-            "XML text is not well-formed at offset 8 (line 1, column 9): Text after the document "
-            "element");
-  for (const std::string text : {"", "   ", "plain words", "<?xml version=\"1.0\"?>", "<R>",
-                                 "<R><A></R>", "<R a=1/>", "</R>", "<R>&</R>x"}) {
-    const std::string message = ParseErrorOf(text);
-    EXPECT_TRUE(message.starts_with("XML text is not well-formed at offset ")) << text;
+  const std::pair<std::string, std::string> errors[] = {
+      {"<R>\n  <A>1</B>\n</R>", "offset 12 (line 2, column 9): Start-end tags mismatch"},
+      {"<R/>\n<S/>", "offset 5 (line 2, column 1): More than one document element"},
+      {"  words <R/>", "offset 2 (line 1, column 3): Text before the document element"},
+      {"<R/>words\n", "offset 8 (line 1, column 9): Text after the document element"}};
+  for (const auto& [text, where] : errors)
+    EXPECT_EQ(ParseErrorOf(text), "XML text is not well-formed at " + where);
+  for (const std::string text : {"", "   ", "<?xml version=\"1.0\"?>", "<R a=1/>", "</R>"}) {
+    EXPECT_TRUE(ParseErrorOf(text).starts_with("XML text is not well-formed at offset ")) << text;
   }
 
   // Every prefix of a document short of its last '>' is refused, whatever
-  // construct it cuts; none of them crashes.
+  // construct it cuts.
   const std::string whole = kDeclaration +
                             "\n<R><!-- c --><A x=\"1\">a &amp; b</A><B><![CDATA[c]]></B>"
                             "<C/></R>";
-  for (size_t n = 0; n < whole.size(); ++n) {
-    EXPECT_NE(ParseErrorOf(whole.substr(0, n)), "") << n;
-  }
+  for (size_t n = 0; n < whole.size(); ++n) EXPECT_NE(ParseErrorOf(whole.substr(0, n)), "") << n;
   EXPECT_EQ(ParseErrorOf(whole), "");
-
-  // The document keeps working after a failed load.
-  TXMLDocument doc;
-  doc.LoadFromXML("<A><B/></A>");
-  EXPECT_THROW(doc.LoadFromXML("<A>"), EXMLDocError);
-  EXPECT_FALSE(doc.DocumentElement());
-  doc.LoadFromXML("<Z/>");
-  EXPECT_EQ(doc.DocumentElement().Name(), "Z");
 }
 
 TEST(TXMLDocument, RefusesNamesThatAreNoXmlNames) {
@@ -175,10 +142,9 @@ TEST(TXMLDocument, RefusesNamesThatAreNoXmlNames) {
     EXPECT_THROW(doc.CreateDocumentElement(name), EXMLDocError) << name;
   }
   EXPECT_EQ(doc.DocumentElement(), root);  // a refused name replaced nothing
-  EXPECT_EQ(root.ChildCount(), 0u);
-  for (const std::string name : {"A", "_a", "ns:a", "a-1.b_2", "ÍNDICE"}) {
+  for (const std::string name : {"_a", "ns:a", "a-1.b_2", "ÍNDICE"})
     EXPECT_EQ(root.AddChild(name).Name(), name);
-  }
+  EXPECT_EQ(root.ChildCount(), 4u);
   EXPECT_THROW(TXMLNode().AddChild("A"), EXMLDocError);
   EXPECT_THROW(TXMLNode().SetText("A"), EXMLDocError);
 }
@@ -186,14 +152,11 @@ TEST(TXMLDocument, RefusesNamesThatAreNoXmlNames) {
 TEST(TXMLDocument, FilesAreWrittenWholeAndErrorsNameThePath) {
   TempFolder folder;
   const std::string path = folder / "Enviroment.xml";
-  TXMLDocument doc;
-  doc.CreateDocumentElement("DATAPACKET").AddChild("GENERAL").AddChild("A").SetText("1 & 2");
+  TXMLDocument doc, back;
+  doc.CreateDocumentElement("DATAPACKET").AddChild("GENERAL").SetText("1 & 2");
   doc.SaveToFile(path);
-  EXPECT_EQ(ReadText(path), doc.SaveToXML());
-
-  TXMLDocument back;
   back.LoadFromFile(path);
-  EXPECT_EQ(back.DocumentElement().FirstChild().FirstChild().Text(), "1 & 2");
+  EXPECT_EQ(back.SaveToXML(), doc.SaveToXML());
 
   EXPECT_THROW(back.LoadFromFile(folder / "missing.xml"), EFOpenError);
   WriteText(path, "<DATAPACKET>");
@@ -206,19 +169,6 @@ TEST(TXMLDocument, FilesAreWrittenWholeAndErrorsNameThePath) {
   }
   EXPECT_THROW(doc.SaveToFile(folder / "no-such-folder/x.xml"), EFCreateError);
   EXPECT_EQ(ReadText(path), "<DATAPACKET>");  // untouched by the failed write
-}
-
-TEST(TXMLDocument, AMovedFromDocumentStartsAfresh) {
-  TXMLDocument doc;
-  doc.CreateDocumentElement("A");
-  TXMLDocument moved(std::move(doc));
-  EXPECT_EQ(moved.DocumentElement().Name(), "A");
-  EXPECT_FALSE(doc.DocumentElement());  // NOLINT(bugprone-use-after-move): defined here
-  EXPECT_EQ(doc.SaveToXML(), kDeclaration + "\n");
-  doc.LoadFromXML("<B/>");
-  EXPECT_EQ(doc.DocumentElement().Name(), "B");
-  doc = std::move(moved);
-  EXPECT_EQ(doc.DocumentElement().Name(), "A");
 }
 
 }  // namespace
