@@ -11,6 +11,8 @@
 //   RutinasText::ToString(";", fields) == "86400;3600;2;1"
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -77,5 +79,16 @@ class TTokenScanner {
   std::string_view rest_;
   std::string_view delimiters_;
 };
+
+// The first N tokens of a stored text form, as views into `text`; false when
+// the text has fewer, so the caller can leave its object untouched.
+template <size_t N>
+constexpr bool ScanFields(std::string_view text, std::array<std::string_view, N>& fields) noexcept {
+  TTokenScanner scanner(text, ";");
+  for (std::string_view& field : fields) {
+    if (!scanner.Next(field)) return false;
+  }
+  return true;
+}
 
 }  // namespace cuadrante::detail

@@ -67,7 +67,6 @@ char* PutNumber(char* p, char* last, int64_t value) { return std::to_chars(p, la
 
 using namespace cuadrante::detail;
 
-
 TBasicBox::TBasicBox() : Color(ColorOfType(tptNone)) {}
 
 TBasicBox::TBasicBox(const TBasicPoint* point)
@@ -118,10 +117,7 @@ TVectorStrings* TBasicBox::GetStrings() {
 void TBasicBox::ReadFromStr(const AnsiString& text) {
   // The fields are views into `text`; only Code and Description are copied.
   std::array<std::string_view, kTextFields> fields;
-  TTokenScanner scanner(text, ";");
-  size_t count = 0;
-  while (count < fields.size() && scanner.Next(fields[count])) ++count;
-  if (count < fields.size()) return;
+  if (!ScanFields(text, fields)) return;
   // One field at a time, so a bad field leaves the ones before it assigned.
   Inicio.SetValue(StrToInt64(fields[0]));
   Duration.SetValue(StrToInt64(fields[1]));

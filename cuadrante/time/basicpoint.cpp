@@ -105,10 +105,7 @@ TVectorStrings* TBasicPoint::GetStrings() { return &SharedStrings; }
 void TBasicPoint::ReadFromStr(const AnsiString& text) {
   // The fields are views into `text`: reading a point allocates nothing.
   std::array<std::string_view, kTextFields> fields;
-  TTokenScanner scanner(text, ";");
-  size_t count = 0;
-  while (count < fields.size() && scanner.Next(fields[count])) ++count;
-  if (count < fields.size()) return;
+  if (!ScanFields(text, fields)) return;
   // One field at a time, so a bad field leaves the ones before it assigned.
   Inicio.SetValue(StrToInt64(fields[0]));
   Duration.SetValue(StrToInt64(fields[1]));

@@ -84,10 +84,7 @@ TColor TCyclePoint::GetColor() const {
 void TCyclePoint::ReadFromStr(const AnsiString& text) {
   // Views into `text`: reading a cycle allocates nothing.
   std::array<std::string_view, kCycleFields> fields;
-  TTokenScanner scanner(text, ";");
-  size_t count = 0;
-  while (count < fields.size() && scanner.Next(fields[count])) ++count;
-  if (count < fields.size()) return;
+  if (!ScanFields(text, fields)) return;
   // One field at a time, so a bad field leaves the ones before it assigned.
   Inicio.SetValue(StrToInt64(fields[0]));
   Duration.SetValue(StrToInt64(fields[1]));
