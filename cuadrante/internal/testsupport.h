@@ -14,8 +14,10 @@
 #include <sstream>
 #include <string>
 
+#include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/formatsettings.h"
+#include "cuadrante/time/basicpoint.h"
 
 namespace cuadrante::testing {
 
@@ -92,6 +94,18 @@ std::string ConvertErrorOf(F convert) {
     return e.Message;
   }
   return "";
+}
+
+// Seconds of a wall-clock date and time.
+inline int64_t At(uint16_t year, uint16_t month, uint16_t day, int64_t hour, int64_t minute) {
+  return static_cast<int64_t>(EncodeDate(year, month, day).Val) * 86400 + hour * 3600 + minute * 60;
+}
+
+// A plain point of a start, a length in seconds and a type.
+inline TBasicPoint Point(int64_t start, int64_t duration, int type = 0) {
+  TBasicPoint p{TFecha(start), TDuration(duration)};
+  p.Type = static_cast<TTimePointType>(type);
+  return p;
 }
 
 }  // namespace cuadrante::testing

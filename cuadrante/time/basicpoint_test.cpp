@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 
 namespace {
@@ -14,16 +15,8 @@ namespace {
 constexpr int64_t kDay = 86400;
 constexpr int64_t kHour = 3600;
 
-// Seconds of a wall-clock date and time.
-int64_t At(uint16_t year, uint16_t month, uint16_t day, int64_t hour, int64_t minute) {
-  return static_cast<int64_t>(EncodeDate(year, month, day).Val) * kDay + hour * kHour + minute * 60;
-}
-
-TBasicPoint Point(int64_t start, int64_t duration, int type = 0) {
-  TBasicPoint p{TFecha(start), TDuration(duration)};
-  p.Type = static_cast<TTimePointType>(type);
-  return p;
-}
+using cuadrante::testing::At;
+using cuadrante::testing::Point;
 
 // A borrowed pointer to a point that lives to the end of the full expression.
 const TBasicPoint* Of(const TBasicPoint& p) { return &p; }
