@@ -47,5 +47,13 @@ int RunPeriods(const Args& args);
 void HelpPeriods();
 int RunRoster(const Args& args);
 void HelpRoster();
+int RunDemoOperation(const Args& args);
+void HelpDemoOperation();
+int RunZip(const Args& args);
+void HelpZip();
+int RunUnzip(const Args& args);
+void HelpUnzip();
+int RunBase64(const Args& args);
+void HelpBase64();
 
 }  // namespace cuadrante::tool

@@ -40,15 +40,23 @@ const Command kCommands[] = {
      cuadrante::tool::HelpEnv},
     {"config", "read and write the configuration INI file", cuadrante::tool::RunConfig,
      cuadrante::tool::HelpConfig},
+    {"demo-operation", "run a long operation with a live progress bar",
+     cuadrante::tool::RunDemoOperation, cuadrante::tool::HelpDemoOperation},
+    {"zip", "gzip stdin and print it as one line of Base64", cuadrante::tool::RunZip,
+     cuadrante::tool::HelpZip},
+    {"unzip", "read the one-line Base64-of-gzip form from stdin", cuadrante::tool::RunUnzip,
+     cuadrante::tool::HelpUnzip},
+    {"base64", "Base64-encode stdin, or decode it with -d", cuadrante::tool::RunBase64,
+     cuadrante::tool::HelpBase64},
 };
 
 void PrintUsage(std::FILE* out) {
   std::fprintf(out, "usage: cuadrante COMMAND [ARGS...]\n\ncommands:\n");
   for (const Command& command : kCommands) {
-    std::fprintf(out, "  %-8.*s %.*s\n", static_cast<int>(command.name.size()), command.name.data(),
+    std::fprintf(out, "  %-15.*s %.*s\n", static_cast<int>(command.name.size()), command.name.data(),
                  static_cast<int>(command.summary.size()), command.summary.data());
   }
-  std::fprintf(out, "  %-8s %s\n", "help", "this text, or `cuadrante help COMMAND`");
+  std::fprintf(out, "  %-15s %s\n", "help", "this text, or `cuadrante help COMMAND`");
   std::fprintf(out,
                "\noptions:\n  --dict INI  translate labels with the dictionary that INI names\n");
 }
