@@ -2,12 +2,17 @@
 #pragma once
 
 #include "cuadrante/library.h"
+#include "cuadrante/operations/operationprogress.h"
+#include "cuadrante/operations/underoperation.h"
+#include "cuadrante/operations/underoperationmgr.h"
 #include "cuadrante/runtime/dateformat.h"
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/runtime/sysutils.h"
+#include "cuadrante/runtime/thread.h"
+#include "cuadrante/runtime/tickcount.h"
 #include "cuadrante/services/translate.h"
 #include "cuadrante/text/rutinasnumbers.h"
 #include "cuadrante/text/rutinastext.h"

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "cuadrante/internal/lifecycle.h"
+#include "cuadrante/operations/underoperationmgr.h"
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/application.h"
@@ -65,7 +66,8 @@ AnsiString TCyclePointMgr::Description;
 TFecha RutinasFecha::StartViewDate;
 TFecha RutinasFecha::EndViewDate;
 
-// Underoperationmgr: the host's to make, after the load.
+// Underoperationmgr: the host's to make, after the load, since its constructor
+// reads the environment document; the host deletes it before the stop.
 TUnderOperationMgr* _UnderOperationMgr = nullptr;
 
 namespace cuadrante::detail {
