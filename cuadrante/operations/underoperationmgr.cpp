@@ -1,5 +1,7 @@
 #include "cuadrante/operations/underoperationmgr.h"
 
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "cuadrante/runtime/exception.h"
@@ -14,6 +16,9 @@ namespace {
 
 // The monitor's limit: silence is counted in whole seconds.
 constexpr uint32_t kSilentSeconds = 120;
+// How long a poll gives way to waiting close notifications. Bounded, since the
+// poller may itself hold the global lock that they wait for.
+constexpr auto kGiveWay = std::chrono::milliseconds(1);
 
 // The write side of the global lock for a scope.
 class TGlobalWrite {
@@ -148,7 +153,16 @@ bool TUnderOperationMgr::Stop(int32_t id) {
   }
 }
 
+void TUnderOperationMgr::iYieldToClosers() const {
+  if (closers_.load(std::memory_order_relaxed) == 0) return;
+  const auto until = std::chrono::steady_clock::now() + cuadrante::detail::kGiveWay;
+  while (closers_.load(std::memory_order_relaxed) > 0 && std::chrono::steady_clock::now() < until) {
+    std::this_thread::yield();
+  }
+}
+
 bool TUnderOperationMgr::IsTerminated(int32_t id, AnsiString& info) {
+  iYieldToClosers();
   TGlobalWrite lock;
   try {
     const auto entry = Operations.find(id);
@@ -204,7 +218,9 @@ void TUnderOperationMgr::ResetList() {
 
 void TUnderOperationMgr::evOnCloseThread(TObject* Sender) {
   const int32_t id = TUnderOperation::IdOfSender(Sender);
+  closers_.fetch_add(1, std::memory_order_relaxed);
   TGlobalWrite lock;
+  closers_.fetch_sub(1, std::memory_order_relaxed);
   try {
     const auto entry = Operations.find(id);
     if (entry == Operations.end()) {

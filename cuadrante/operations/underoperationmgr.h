@@ -16,6 +16,7 @@
 //   while (!_UnderOperationMgr->IsTerminated(op->GetID(), info)) { ... }
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -78,6 +79,10 @@ class CUADRANTE_API TUnderOperationMgr {
   std::map<int32_t, AnsiString> OperationsInfo;
 
  private:
+  // Lets close notifications that wait for the lock in first, for a bounded
+  // while: a host polling in a tight loop would otherwise take the lock back
+  // before the woken operation thread gets to it, and delay every end.
+  void iYieldToClosers() const;
   // Stops an active entry; the caller holds the write lock.
   void iStopEntry(std::map<int32_t, TUnderOperation*>::iterator entry);
 
@@ -86,4 +91,6 @@ class CUADRANTE_API TUnderOperationMgr {
   std::mutex closingMutex_;
   std::condition_variable closingDone_;
   std::set<int32_t> closing_;
+  // Close notifications waiting for the global lock.
+  std::atomic<int> closers_{0};
 };
