@@ -70,11 +70,20 @@ void TOperationProgress::ReadFromStr(const AnsiString& text) {
 }
 
 AnsiString TOperationProgress::WriteToStr() const {
+  AnsiString text;
+  int8_t finalType = 0;
+  uint32_t lastReport = 0;
+  iWriteState(text, finalType, lastReport);
+  return text;
+}
+
+void TOperationProgress::iWriteState(AnsiString& text, int8_t& finalType,
+                                     uint32_t& lastReport) const {
   // The same text as joining the nine fields with ";", written in one buffer:
   // the manager does this at every poll.
   Lock lock(guard_);
   const TFields& f = fields_;
-  AnsiString text;
+  text.clear();
   text.reserve(f.Description.size() + f.ActualPhase.size() + f.XMLResult.size() + 64);
   text += f.Description;
   text += ';';
@@ -87,7 +96,8 @@ AnsiString TOperationProgress::WriteToStr() const {
   }
   text += ';';
   text += f.XMLResult;
-  return text;
+  finalType = f.FinalType;
+  lastReport = f.LastReport;
 }
 
 void TOperationProgress::ReportActivity(TOperationProgress* progress, short progressValue,

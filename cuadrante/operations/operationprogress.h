@@ -74,6 +74,12 @@ class CUADRANTE_API TOperationProgress {
   void SetXMLResult(const AnsiString& text);
 
  private:
+  friend class TUnderOperationMgr;
+
+  // WriteToStr into `text`, reusing its storage, with FinalType and LastReport
+  // read in the same step: what a poll needs, under one lock.
+  void iWriteState(AnsiString& text, int8_t& finalType, uint32_t& lastReport) const;
+
   // The nine fields, in the order of the text form.
   struct TFields {
     AnsiString Description = "<N/A>";

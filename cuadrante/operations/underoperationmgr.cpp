@@ -172,12 +172,13 @@ bool TUnderOperationMgr::IsTerminated(int32_t id, AnsiString& info) {
       if (kept != OperationsInfo.end()) info = kept->second;
       return true;
     }
-    const TOperationProgress* progress = entry->second->GetProgress();
-    info = progress->WriteToStr();
+    int8_t finalType = 0;
+    uint32_t lastReport = 0;
+    entry->second->GetProgress()->iWriteState(info, finalType, lastReport);
     OperationsInfo[id] = info;
-    if (progress->GetFinalType() != cuadrante::ftNone) return true;
+    if (finalType != cuadrante::ftNone) return true;
     if (!MonitorEnabled) return false;
-    const uint32_t silence = GetTickCount() - progress->GetLastReport();
+    const uint32_t silence = GetTickCount() - lastReport;
     if (silence / 1000 < cuadrante::detail::kSilentSeconds) return false;
     Report("EXP - " + Transport::Translate("La operación fue abortada porque lleva más de dos "
                                            "minutos si reportar actividad."));
