@@ -1,7 +1,6 @@
 #include "cuadrante/operations/underoperation.h"
 
 #include <exception>
-#include <typeinfo>
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/messagesmgr.h"

@@ -3,9 +3,9 @@
 // hands its id to a close handler (the manager's) while the record is still
 // alive. It frees itself. Failures never leave the thread: they become a text
 // on _MessagesMgr and FinalType 3.
-// Threads: set it up before Run on one thread; Stop, CaptureTerminate and
-// IsNotifying are safe from any thread; the forwarders write the record
-// without a lock and are for the work function.
+// Threads: set it up (work function, id) on one thread before it runs; the
+// rest is safe from any thread while the object lives, and the record guards
+// itself. The forwarders are for the work function.
 #pragma once
 
 #include <atomic>
