@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "cuadrante/runtime/export.h"
+#include "cuadrante/runtime/stringlist.h"
 #include "cuadrante/runtime/sysutils.h"
 
 namespace RutinasText {
@@ -40,6 +41,54 @@ CUADRANTE_API int GetStrings(const AnsiString& text, const AnsiString& delimiter
 // beyond the 32-bit range is clamped to its nearest end instead of wrapping.
 CUADRANTE_API int GetNumbers(const AnsiString& text, const AnsiString& delimiters,
                              std::vector<int32_t>& items);
+
+}  // namespace RutinasText
+
+// Stored and transmitted texts: any text as one printable line, and a list of
+// name=value lines held as one text (rutinastext_blob.cpp).
+namespace RutinasText {
+
+// The one-line form of `text`: the Base64 (no line breaks) of its gzip stream.
+// The empty text gives the empty text. Raises Exception when there is no
+// memory for the work, rather than answer a form that would read back empty.
+// Safe from any thread.
+CUADRANTE_API AnsiString ZipAndCode64(const AnsiString& text);
+// The text of a one-line form, or of any Base64 of an RFC 1952 gzip stream;
+// characters outside the Base64 alphabet and bytes behind the gzip trailer are
+// ignored, and the empty text gives the empty text. Damaged data raise the
+// Crypto++ exceptions that tinflaterdeflater.h lists. Safe from any thread.
+CUADRANTE_API AnsiString Decode64AndUnzip(const AnsiString& text);
+
+// Lines of name=value held as one text. A line's name is what precedes its
+// first "=", compared without regard to case; the first line of a name wins
+// and later ones stay, unseen. Nothing is quoted or escaped, and blanks belong
+// to names and values. One object is for one thread at a time.
+//
+// Example:
+//   TBlobStream blob("A=1\r\nB=2");
+//   blob.GetValue("a") == "1";
+//   blob.SetValue("A", "");          // deletes the line
+//   blob.GetString() == "B=2\r\n";
+class CUADRANTE_API TBlobStream {
+ public:
+  // The lines of `text`, as SetString reads them.
+  TBlobStream(const AnsiString& text);  // NOLINT(google-explicit-constructor): a text is a blob
+
+  // Every line followed by CR LF; no lines give the empty text.
+  AnsiString GetString() const;
+  // Replaces all lines. A line ends at CR, LF or CR LF; a break at the very end
+  // adds no empty line, and the empty text gives no lines.
+  void SetString(const AnsiString& text);
+  // All that follows the first "=" of the first line of `name`, further "="
+  // included, or the empty text.
+  AnsiString GetValue(const AnsiString& name) const;
+  // Rewrites the first line of `name` in place as name=value (the name as
+  // given), or appends that line; an empty value deletes the line instead.
+  void SetValue(const AnsiString& name, const AnsiString& value);
+
+ private:
+  TStringList lines_;
+};
 
 }  // namespace RutinasText
 

@@ -1,0 +1,175 @@
+#include "cuadrante/text/tbase64.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+
+#include "cuadrante/internal/testsupport.h"
+#include "cuadrante/runtime/exception.h"
+
+namespace {
+
+using cuadrante::testing::ReadText;
+using cuadrante::testing::TempFolder;
+using cuadrante::testing::WriteText;
+
+const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+std::string RandomBytes(size_t n, unsigned seed) {
+  std::mt19937 random(seed);
+  std::string bytes(n, '\0');
+  for (char& c : bytes) c = static_cast<char>(random());
+  return bytes;
+}
+
+// Base64 bit by bit, the way RFC 4648 describes it.
+std::string Reference(const std::string& bytes) {
+  std::string text;
+  uint32_t bits = 0;
+  int held = 0;
+  for (unsigned char c : bytes) {
+    bits = bits << 8 | c;
+    for (held += 8; held >= 6; held -= 6) text += kAlphabet[(bits >> (held - 6)) & 63];
+  }
+  if (held > 0) text += kAlphabet[(bits << (6 - held)) & 63];
+  while (text.size() % 4 != 0) text += '=';
+  return text;
+}
+
+// Both buffer overloads against the text ones; the buffers are freed as a host frees them.
+std::string EncodeBuffer(const std::string& bytes) {
+  int length = -1;
+  std::unique_ptr<char[]> buffer(
+      TBase64().Encode(bytes.data(), static_cast<int>(bytes.size()), length));
+  return std::string(buffer.get(), static_cast<size_t>(length));
+}
+
+std::string DecodeBuffer(const std::string& text) {
+  int length = -1;
+  std::unique_ptr<char[]> buffer(
+      TBase64().Decode(text.data(), static_cast<int>(text.size()), length));
+  EXPECT_LE(static_cast<size_t>(length), text.size());
+  return std::string(buffer.get(), static_cast<size_t>(length));
+}
+
+TEST(TBase64, EncodesWithPaddingAndNoLineBreaks) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"", ""},
+      {"a", "YQ=="},
+      {"ab", "YWI="},
+      {"abc", "YWJj"},
+      {"f", "Zg=="},
+      {"fo", "Zm8="},
+      {"foo", "Zm9v"},
+      {"foobar", "Zm9vYmFy"},
+      {"\xFF\xEF", "/+8="},
+      {std::string("\0\0\0\0", 4), "AAAAAA=="},
+  };
+  for (const auto& [bytes, text] : cases) {
+    EXPECT_EQ(TBase64().Encode(bytes), text) << bytes;
+    EXPECT_EQ(EncodeBuffer(bytes), text) << bytes;
+  }
+  EXPECT_EQ(TBase64().Encode(std::string(54, 'x')).size(), 72u);
+  EXPECT_EQ(TBase64().Encode(std::string(55, 'x')).size(), 76u);
+  EXPECT_EQ(TBase64().Encode(std::string(55, 'x')).find_first_of("\r\n"), std::string::npos);
+
+  // Every length around the group size, every byte value.
+  for (size_t n : {1, 2, 3, 4, 5, 6, 7, 100, 256, 4097}) {
+    const std::string bytes = RandomBytes(n, static_cast<unsigned>(n));
+    EXPECT_EQ(TBase64().Encode(bytes), Reference(bytes)) << n;
+    EXPECT_EQ(EncodeBuffer(bytes), Reference(bytes)) << n;
+  }
+  int length = -1;
+  std::unique_ptr<char[]> none(TBase64().Encode("abc", -5, length));
+  EXPECT_EQ(length, 0);
+
+  unsigned char block[4];
+  const unsigned char one[3] = {'a', 0, 0};
+  TBase64().EncodeBlock(one, block, 1);
+  EXPECT_EQ(std::string(block, block + 4), "YQ==");
+  const unsigned char values[4] = {24, 22, 9, 35};  // Y W J j
+  TBase64().DecodeBlock(values, block);
+  EXPECT_EQ(std::string(block, block + 3), "abc");
+}
+
+TEST(TBase64, DecodesCountingOnlyCharactersOfTheAlphabet) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"YWJj", "abc"},
+      {"YWI=", "ab"},
+      {"YWI", "ab"},
+      {"YQ==", "a"},
+      {"YQ", "a"},
+      {"", ""},
+      {"Y", ""},
+      {"===", ""},
+      {"YW Jj\r\n", "abc"},
+      {"\r\nY\tW=J=j", "abc"},
+      {"YQ==YWI=", "a\x06\x16"},  // one run of values YQYW; the lone I gives nothing
+      {"Zm9v\nYmFy\n", "foobar"},
+  };
+  for (const auto& [text, bytes] : cases) {
+    EXPECT_EQ(TBase64().Decode(text), bytes) << text;
+    EXPECT_EQ(DecodeBuffer(text), bytes) << text;
+  }
+  // Every byte outside the alphabet is noise, wherever it stands in a group.
+  for (int c = 0; c < 256; ++c) {
+    if (kAlphabet.find(static_cast<char>(c)) != std::string::npos) continue;
+    const std::string noise(1, static_cast<char>(c));
+    EXPECT_EQ(TBase64().Decode(noise + "YW" + noise + "Jj" + noise), "abc") << c;
+  }
+  int length = -1;
+  std::unique_ptr<char[]> none(TBase64().Decode("YWJj", -1, length));
+  EXPECT_EQ(length, 0);
+}
+
+TEST(TBase64, RoundTripsAnyBytesThroughNoiseAndWithoutPadding) {
+  std::mt19937 random(7);
+  for (size_t n : {0, 1, 2, 3, 54, 55, 1000, 65537}) {
+    const std::string bytes = RandomBytes(n, static_cast<unsigned>(n) + 1);
+    const std::string text = TBase64().Encode(bytes);
+    EXPECT_EQ(TBase64().Decode(text), bytes) << n;
+    EXPECT_EQ(DecodeBuffer(text), bytes) << n;
+    EXPECT_EQ(TBase64().Decode(text.substr(0, text.find('='))), bytes) << n;
+    // Noise at random places breaks the groups out of their alignment.
+    std::string noisy;
+    for (char c : text) {
+      noisy += c;
+      if (random() % 5 == 0) noisy += "\r\n =\x80-"[random() % 7];
+    }
+    EXPECT_EQ(TBase64().Decode(noisy), bytes) << n;
+    EXPECT_EQ(DecodeBuffer(noisy), bytes) << n;
+  }
+}
+
+TEST(TBase64, CodesFilesWholeAndRaisesTheFileErrors) {
+  TempFolder folder;
+  const std::string bytes = RandomBytes(1000, 3);
+  WriteText(folder / "in", bytes);
+  TBase64().EncodeFile(folder / "in", folder / "coded");
+  EXPECT_EQ(ReadText(folder / "coded"), Reference(bytes));
+
+  // A file to decode may hold line breaks; an existing output is replaced.
+  std::string wrapped = Reference(bytes);
+  for (size_t at = 76; at < wrapped.size(); at += 78) wrapped.insert(at, "\r\n");
+  WriteText(folder / "wrapped", wrapped);
+  WriteText(folder / "out", "old contents that are longer than nothing");
+  TBase64().DecodeFile(folder / "wrapped", folder / "out");
+  EXPECT_EQ(ReadText(folder / "out"), bytes);
+
+  int length = -1;
+  std::unique_ptr<char[]> coded(TBase64().EncodeFile(folder / "in", length));
+  EXPECT_EQ(std::string(coded.get(), static_cast<size_t>(length)), Reference(bytes));
+  std::unique_ptr<char[]> decoded(TBase64().DecodeFile(folder / "wrapped", length));
+  EXPECT_EQ(std::string(decoded.get(), static_cast<size_t>(length)), bytes);
+
+  EXPECT_THROW(TBase64().EncodeFile(folder / "missing", length), EFOpenError);
+  EXPECT_THROW(TBase64().DecodeFile(folder / "missing", folder / "x"), EFOpenError);
+  EXPECT_THROW(TBase64().EncodeFile(folder / "in", folder / "no-folder/out"), EFCreateError);
+  EXPECT_THROW(TBase64().DecodeFile(folder / "in", folder.Path()), EFCreateError);
+  EXPECT_EQ(ReadText(folder / "out"), bytes);
+}
+
+}  // namespace

@@ -1,0 +1,284 @@
+#include "cuadrante/text/tinflaterdeflater.h"
+
+#include <cryptopp/gzip.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "cuadrante/internal/testsupport.h"
+#include "cuadrante/runtime/stream.h"
+#include "cuadrante/text/tbase64.h"
+
+namespace {
+
+using cuadrante::testing::ReadText;
+using cuadrante::testing::TempFolder;
+using cuadrante::testing::WriteText;
+
+constexpr int kBase64 = 1;
+constexpr int kGzip = 2;
+constexpr int kPiece = 1048576;
+
+std::string RandomBytes(size_t n, unsigned seed) {
+  std::mt19937 random(seed);
+  std::string bytes(n, '\0');
+  for (char& c : bytes) c = static_cast<char>(random());
+  return bytes;
+}
+
+// A memory stream that remembers the largest single write it took.
+class TRecordingStream : public TStringStream {
+ public:
+  TRecordingStream() : TStringStream("") {}
+  int64_t Write(const void* buffer, int64_t count) override {
+    largest = std::max(largest, count);
+    ++writes;
+    return TStringStream::Write(buffer, count);
+  }
+  int64_t largest = 0;
+  int writes = 0;
+};
+
+// A stream that takes nothing, and one that claims more bytes than it has.
+class TFullStream : public TMemoryStream {
+ public:
+  int64_t Write(const void*, int64_t) override { return 0; }
+};
+class TShortStream : public TStringStream {
+ public:
+  TShortStream() : TStringStream("abc") {}
+  int64_t Size() const override { return 10; }
+};
+
+std::string Deflated(const std::string& bytes, int flags) {
+  TStringStream out("");
+  EXPECT_TRUE(TInflaterDeflater::Deflate(bytes, &out, flags));
+  return out.DataString();
+}
+
+std::string Inflated(const std::string& bytes, int flags) {
+  TStringStream out("");
+  EXPECT_TRUE(TInflaterDeflater::Inflate(bytes, &out, flags));
+  return out.DataString();
+}
+
+// Restores the process-wide limit after a test that lowers it.
+class LimitGuard {
+ public:
+  LimitGuard() = default;
+  LimitGuard(const LimitGuard&) = delete;
+  LimitGuard& operator=(const LimitGuard&) = delete;
+  ~LimitGuard() { TInflaterDeflater::SetInflateLimit(saved_); }
+
+ private:
+  int64_t saved_ = TInflaterDeflater::GetInflateLimit();
+};
+
+TEST(TInflaterDeflater, EmptyInputWritesNothingWhateverTheFlags) {
+  for (int flags = 0; flags < 8; ++flags) {
+    TStringStream out("kept");
+    out.Seek(0, soEnd);
+    TStringStream empty("");
+    EXPECT_TRUE(TInflaterDeflater::Deflate(AnsiString(), &out, flags));
+    EXPECT_TRUE(TInflaterDeflater::Deflate("x", 0, &out, flags));
+    EXPECT_TRUE(TInflaterDeflater::Deflate(&empty, &out, flags));
+    EXPECT_TRUE(TInflaterDeflater::Inflate(AnsiString(), &out, flags));
+    EXPECT_TRUE(TInflaterDeflater::Inflate("x", -1, &out, flags));
+    EXPECT_TRUE(TInflaterDeflater::Inflate(&empty, &out, flags));
+    EXPECT_EQ(out.DataString(), "kept") << flags;
+  }
+  TStringStream in("x");
+  EXPECT_FALSE(TInflaterDeflater::Deflate("x", 1, nullptr, kGzip));
+  EXPECT_FALSE(TInflaterDeflater::Inflate(&in, nullptr, kGzip));
+  EXPECT_FALSE(TInflaterDeflater::Deflate(nullptr, &in, kGzip));
+}
+
+TEST(TInflaterDeflater, ChoosesTheStagesByTheTwoLowBits) {
+  const std::string text = "Turno de mañana, turno de tarde, turno de noche.";
+  EXPECT_EQ(Deflated(text, 0), text);
+  EXPECT_EQ(Deflated(text, 4), text);
+  EXPECT_EQ(Inflated(text, -8), text);
+  EXPECT_EQ(Deflated(text, 6), Deflated(text, kGzip));
+  EXPECT_EQ(Deflated(text, 7), Deflated(text, kGzip | kBase64));
+
+  // The fixed header, whatever machine compresses.
+  const std::string gzip = Deflated(text, kGzip);
+  EXPECT_EQ(gzip.substr(0, 10), std::string("\x1F\x8B\x08\0\0\0\0\0\0\0", 10));
+
+  // Base64 behind gzip: lines of 72 characters, every one ended by a line feed.
+  const std::string lines = Deflated(RandomBytes(500, 1), kGzip | kBase64);
+  ASSERT_EQ(lines.back(), '\n');
+  for (size_t start = 0, end = 0; start < lines.size(); start = end + 1) {
+    end = lines.find('\n', start);
+    EXPECT_TRUE(end - start == 72 || end + 1 == lines.size()) << start;
+    EXPECT_EQ(lines.find_first_not_of(
+                  "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=", start),
+              end);
+  }
+  EXPECT_EQ(TBase64().Decode(lines).substr(0, 2), "\x1F\x8B");
+  EXPECT_EQ(Deflated(std::string(54, 'x'), kBase64), TBase64().Encode(std::string(54, 'x')) + "\n");
+  EXPECT_EQ(Deflated("ab", kBase64), "YWI=\n");
+  EXPECT_EQ(Inflated("Y W\r\nI=", kBase64), "ab");
+}
+
+TEST(TInflaterDeflater, RoundTripsEverySizeAcrossTheStagingBuffer) {
+  for (size_t n : {1, 2, 3, 54, 55, 1000, kPiece - 1, kPiece, kPiece + 1, 3 * kPiece + 7}) {
+    const std::string bytes = RandomBytes(n, static_cast<unsigned>(n));
+    for (int flags : {kBase64, kGzip, kBase64 | kGzip}) {
+      TStringStream packed("");
+      ASSERT_TRUE(TInflaterDeflater::Deflate(bytes.data(), static_cast<int>(n), &packed, flags));
+      TRecordingStream out;
+      ASSERT_TRUE(TInflaterDeflater::Inflate(&packed, &out, flags));
+      EXPECT_TRUE(out.DataString() == bytes) << n << " flags " << flags;
+      EXPECT_LE(out.largest, kPiece) << n;
+      EXPECT_EQ(packed.Position(), packed.Size());  // `in` is read to its end
+    }
+  }
+  // A small input that inflates far: the result arrives in pieces of at most 1 MiB.
+  const std::string zeros(5 * kPiece + 3, '\0');
+  TRecordingStream deflated;
+  ASSERT_TRUE(TInflaterDeflater::Deflate(zeros, &deflated, kGzip));
+  EXPECT_LE(deflated.largest, static_cast<int64_t>(zeros.size()));
+  TRecordingStream inflated;
+  ASSERT_TRUE(TInflaterDeflater::Inflate(deflated.DataString(), &inflated, kGzip));
+  EXPECT_TRUE(inflated.DataString() == zeros);
+  EXPECT_EQ(inflated.largest, kPiece);
+  EXPECT_EQ(inflated.writes, 6);
+
+  // The callers' bytes stay as they were; the working routine scratches its own.
+  std::string data = "abcabcabcabcabcabc";
+  const std::string before = data;
+  TStringStream out("prefix:");
+  out.Seek(0, soEnd);
+  ASSERT_TRUE(TInflaterDeflater::Deflate(reinterpret_cast<const signed char*>(data.data()),
+                                         static_cast<int>(data.size()), &out, kGzip));
+  EXPECT_EQ(data, before);
+  EXPECT_EQ(out.DataString().substr(0, 7), "prefix:");  // written from the position on
+  EXPECT_EQ(Inflated(out.DataString().substr(7), kGzip), before);
+  ASSERT_TRUE(TInflaterDeflater::InternalDeflate(reinterpret_cast<unsigned char*>(data.data()),
+                                                 static_cast<int>(data.size()), &out, kGzip));
+  EXPECT_NE(data, before);
+}
+
+TEST(TInflaterDeflater, ReadsAndIsReadByTheSystemGzip) {
+  if (std::system("gzip --version > /dev/null 2>&1") != 0) GTEST_SKIP() << "no gzip here";
+  TempFolder folder;
+  const std::string bytes = RandomBytes(200000, 5) + std::string(300000, 'z');
+  WriteText(folder / "ours.gz", Deflated(bytes, kGzip));
+  ASSERT_EQ(std::system(("gzip -dc " + folder / "ours.gz" + " > " + folder / "back").c_str()), 0);
+  EXPECT_TRUE(ReadText(folder / "back") == bytes);
+
+  // gzip writes the file's name into the header when it compresses a file.
+  WriteText(folder / "named", bytes);
+  ASSERT_EQ(std::system(("gzip -6 -k " + folder / "named").c_str()), 0);
+  EXPECT_TRUE(Inflated(ReadText(folder / "named.gz"), kGzip) == bytes);
+  ASSERT_EQ(
+      std::system(("gzip -6 -c < " + folder / "named" + " | base64 > " + folder / "b64").c_str()),
+      0);
+  EXPECT_TRUE(Inflated(ReadText(folder / "b64"), kBase64 | kGzip) == bytes);
+}
+
+TEST(TInflaterDeflater, SkipsTheOptionalHeaderFieldsAndWhatFollowsTheTrailer) {
+  const std::string text = "Cobertura de guardia";
+  const std::string gzip = Deflated(text, kGzip);
+  std::string fields = gzip.substr(0, 10);
+  fields[3] = 0x04 | 0x08 | 0x10;  // FEXTRA, FNAME, FCOMMENT
+  fields += std::string("\x03\0abcname.txt\0comment\0", 22) + gzip.substr(10);
+  EXPECT_EQ(Inflated(fields, kGzip), text);
+  EXPECT_EQ(Inflated(gzip + "trailing bytes, not data", kGzip), text);
+  EXPECT_EQ(Inflated(gzip + gzip, kGzip), text);  // one member is read
+}
+
+TEST(TInflaterDeflater, DamagedStreamsRaiseTheirErrorAndLeaveOutAsItWas) {
+  const std::string gzip = Deflated(RandomBytes(3000, 9), kGzip);
+  const size_t trailer = gzip.size() - 8;
+  auto with = [&](size_t at, char value) {
+    std::string damaged = gzip;
+    damaged[at] = value;
+    return damaged;
+  };
+  std::string badBlock = gzip;
+  badBlock[10] = 0x07;  // final block of the reserved type 3
+  struct Case {
+    std::string input;
+    const char* message;
+  };
+  const Case cases[] = {
+      {with(trailer, static_cast<char>(gzip[trailer] ^ 1)), "Gunzip: CRC check error"},
+      {with(trailer + 4, static_cast<char>(gzip[trailer + 4] ^ 1)), "Gunzip: length check error"},
+      {with(0, 0x1E), "Gunzip: header decoding error"},
+      {with(1, 0), "Gunzip: header decoding error"},
+      {with(3, 0x02), "Gunzip: header decoding error"},
+      {with(3, 0x20), "Gunzip: header decoding error"},
+      // An extra field that claims more bytes than there are.
+      {with(3, 0x04).substr(0, 10) + "\xE8\x03" "abc", "Gunzip: header decoding error"},
+      {gzip.substr(0, 9), "Gunzip: header decoding error"},
+      {gzip.substr(0, 12), "Inflator: unexpected end of compressed block"},
+      {gzip.substr(0, gzip.size() / 2), "Inflator: unexpected end of compressed block"},
+      {badBlock, "Inflator: error in compressed block"},
+      {gzip.substr(0, gzip.size() - 3), "Gunzip: tail too short"},
+      {"not gzip at all", "Gunzip: header decoding error"},
+  };
+  for (const Case& c : cases) {
+    for (int flags : {kGzip, kGzip | kBase64}) {
+      const std::string input = flags == kGzip ? c.input : TBase64().Encode(c.input);
+      TStringStream out("untouched");
+      out.Seek(0, soEnd);
+      try {
+        TInflaterDeflater::Inflate(input, &out, flags);
+        ADD_FAILURE() << "no error for " << c.message;
+      } catch (const CryptoPP::Exception& e) {
+        EXPECT_EQ(std::string(e.what()).rfind(c.message, 0), 0u) << e.what();
+      }
+      EXPECT_EQ(out.DataString(), "untouched") << c.message;
+    }
+  }
+  // The classes that callers catch.
+  TStringStream out("");
+  EXPECT_THROW(TInflaterDeflater::Inflate(cases[0].input, &out, kGzip), CryptoPP::Gunzip::CrcErr);
+  EXPECT_THROW(TInflaterDeflater::Inflate(cases[1].input, &out, kGzip),
+               CryptoPP::Gunzip::LengthErr);
+  EXPECT_THROW(TInflaterDeflater::Inflate(cases[2].input, &out, kGzip),
+               CryptoPP::Gunzip::HeaderErr);
+  EXPECT_THROW(TInflaterDeflater::Inflate(cases[8].input, &out, kGzip),
+               CryptoPP::Inflator::UnexpectedEndErr);
+}
+
+TEST(TInflaterDeflater, StopsAResultBeyondTheLimit) {
+  LimitGuard guard;
+  EXPECT_GE(TInflaterDeflater::GetInflateLimit(), int64_t{1} << 30);
+  const std::string bomb = Deflated(std::string(4 * kPiece, 'a'), kGzip);
+  TInflaterDeflater::SetInflateLimit(4 * kPiece);
+  EXPECT_EQ(Inflated(bomb, kGzip).size(), 4u * kPiece);
+  TInflaterDeflater::SetInflateLimit(4 * kPiece - 1);
+  TStringStream out("untouched");
+  try {
+    TInflaterDeflater::Inflate(bomb, &out, kGzip);
+    ADD_FAILURE() << "no error beyond the limit";
+  } catch (const CryptoPP::Exception& e) {
+    EXPECT_EQ(std::string(e.what()), "Inflator: output exceeds the limit of 4194303 bytes");
+  }
+  EXPECT_EQ(out.DataString(), "untouched");
+  TInflaterDeflater::SetInflateLimit(-5);
+  EXPECT_EQ(TInflaterDeflater::GetInflateLimit(), 0);
+  EXPECT_THROW(TInflaterDeflater::Inflate(bomb, &out, kGzip), CryptoPP::Exception);
+}
+
+TEST(TInflaterDeflater, StreamFailuresAreTheStreamsOwnExceptions) {
+  TFullStream full;
+  EXPECT_THROW(TInflaterDeflater::Deflate("abc", 3, &full, kGzip), EWriteError);
+  EXPECT_THROW(TInflaterDeflater::Inflate("YWJj", 4, &full, kBase64), EWriteError);
+  EXPECT_THROW(TInflaterDeflater::Deflate("abc", 3, &full, 0), EWriteError);
+  TShortStream shortIn;
+  TStringStream out("");
+  EXPECT_THROW(TInflaterDeflater::Deflate(&shortIn, &out, kGzip), EReadError);
+  EXPECT_THROW(TInflaterDeflater::Inflate(&shortIn, &out, kGzip), EReadError);
+  EXPECT_EQ(out.DataString(), "");
+}
+
+}  // namespace
