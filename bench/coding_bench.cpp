@@ -45,15 +45,17 @@ const std::string& RandomData() {
 // Text such as the library stores: point-set documents with varied numbers.
 const std::string& TextData() {
   static const std::string data = [] {
-    std::mt19937 random(2);
+    std::mt19937 engine(2);
+    auto random = [&engine] { return static_cast<unsigned>(engine()); };
     static const char* const kLabels[] = {"Horario",    "Cobertura", "Baja laboral",
                                           "Vacaciones", "Guardia",   "Formación"};
     std::string text = "<POINTSMGR>\n";
     char line[160];
     while (text.size() < kSize) {
       std::snprintf(line, sizeof line, "  <POINT>%u;%u;%u;%u;%s;#%06X</POINT>\n",
-                    4004582400u + random() % 31536000u, (random() % 48) * 900, random() % 14,
-                    random() % 8, kLabels[random() % 6], random() % 0xFFFFFF);
+                    static_cast<unsigned>(4004582400u + random() % 31536000u),
+                    (random() % 48) * 900, random() % 14, random() % 8, kLabels[random() % 6],
+                    random() % 0xFFFFFF);
       text += line;
     }
     text.resize(kSize);
