@@ -8,6 +8,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "cuadrante/internal/testsupport.h"
@@ -216,7 +217,9 @@ TEST(TInflaterDeflater, DamagedStreamsRaiseTheirErrorAndLeaveOutAsItWas) {
       {with(3, 0x02), "Gunzip: header decoding error"},
       {with(3, 0x20), "Gunzip: header decoding error"},
       // An extra field that claims more bytes than there are.
-      {with(3, 0x04).substr(0, 10) + "\xE8\x03" "abc", "Gunzip: header decoding error"},
+      {with(3, 0x04).substr(0, 10) + "\xE8\x03"
+                                     "abc",
+       "Gunzip: header decoding error"},
       {gzip.substr(0, 9), "Gunzip: header decoding error"},
       {gzip.substr(0, 12), "Inflator: unexpected end of compressed block"},
       {gzip.substr(0, gzip.size() / 2), "Inflator: unexpected end of compressed block"},
@@ -267,6 +270,30 @@ TEST(TInflaterDeflater, StopsAResultBeyondTheLimit) {
   TInflaterDeflater::SetInflateLimit(-5);
   EXPECT_EQ(TInflaterDeflater::GetInflateLimit(), 0);
   EXPECT_THROW(TInflaterDeflater::Inflate(bomb, &out, kGzip), CryptoPP::Exception);
+}
+
+TEST(TInflaterDeflater, ThreadsInflateAtOnceThroughTheSharedStagingBuffer) {
+  // Results of several pieces each, so that the hand-overs of the two threads
+  // would interleave in the staging buffer if it were not taken in turn.
+  std::string packed[2];
+  std::string plain[2];
+  for (int i = 0; i < 2; ++i) {
+    plain[i] = std::string(3 * kPiece + 11, static_cast<char>('a' + i)) + RandomBytes(1000, i);
+    packed[i] = Deflated(plain[i], kGzip);
+  }
+  bool same[2] = {true, true};
+  auto work = [&](int i) {
+    for (int round = 0; round < 4; ++round) {
+      TStringStream out("");
+      TInflaterDeflater::Inflate(packed[i], &out, kGzip);
+      same[i] = same[i] && out.DataString() == plain[i];
+    }
+  };
+  std::thread other(work, 1);
+  work(0);
+  other.join();
+  EXPECT_TRUE(same[0]);
+  EXPECT_TRUE(same[1]);
 }
 
 TEST(TInflaterDeflater, StreamFailuresAreTheStreamsOwnExceptions) {
