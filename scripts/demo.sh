@@ -32,3 +32,12 @@ step "A stored roster (point-set document) listed point by point" \
   "$tool" points "$(dirname "$0")/../examples/points.xml"
 step "The same roster laid out by week, one column a day, with totals" \
   "$tool" grid "$(dirname "$0")/../examples/points.xml"
+
+step "A long job in the background: live progress, then the record the manager keeps after the thread is gone" \
+  "$tool" demo-operation
+step "The same job stopped by the host at step 10" "$tool" demo-operation --stop-at 10
+
+line=$("$tool" zip < "$(dirname "$0")/../examples/rules.xml")
+step "The rules document as one printable line (Base64 of its gzip stream)" echo "${line:0:72}..."
+printf '\n== And back: the first lines of the document unzipped from that line\n$ %s unzip | head -4\n' "$tool"
+"$tool" unzip <<<"$line" | head -4
