@@ -1,11 +1,14 @@
 // The commands of the command-line host and what they share.
 #pragma once
 
+#include <initializer_list>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "cuadrante/points/basicpointmgr.h"
+#include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/datetime.h"
 
 namespace cuadrante::tool {
@@ -25,6 +28,37 @@ class Misuse : public std::runtime_error {
 // or in the day-first form of the format settings. Raises EConvertError that
 // names the text when it is neither.
 TDateTime ParseDateArgument(const std::string& text);
+
+// Options of the form "--name value", and the words that are not options.
+struct Options {
+  std::map<std::string, std::string> values;
+  std::vector<std::string> flags;
+  std::vector<std::string> words;
+
+  const std::string& Need(const std::string& name) const {
+    const auto found = values.find(name);
+    if (found == values.end()) throw Misuse("needs " + name);
+    return found->second;
+  }
+  bool Flag(const std::string& name) const {
+    for (const std::string& flag : flags) {
+      if (flag == name) return true;
+    }
+    return false;
+  }
+};
+
+// Reads `args`: the options named in `withValue` take the next argument, those
+// in `bare` stand alone; any other "--" word is misuse.
+Options Parse(const Args& args, std::initializer_list<const char*> withValue,
+              std::initializer_list<const char*> bare);
+// The range of --from and --to: whole days, the second one included; a
+// reversed range or one of more than ten years is bad input.
+void ParseRange(const Options& options, TFecha& from, TFecha& to);
+// Loads the rules of `path`; the expansion is not clipped by a range of its own.
+void LoadRules(const std::string& path, TCyclePointMgr& rules);
+// Loads the document at `path` into `set`; a file without points is bad input.
+void LoadDocument(const std::string& path, TBasicPointMgr& set);
 
 int RunPoint(const Args& args);
 void HelpPoint();
@@ -47,6 +81,8 @@ int RunPeriods(const Args& args);
 void HelpPeriods();
 int RunRoster(const Args& args);
 void HelpRoster();
+int RunRender(const Args& args);
+void HelpRender();
 int RunDemoOperation(const Args& args);
 void HelpDemoOperation();
 int RunZip(const Args& args);

@@ -36,6 +36,8 @@ const Command kCommands[] = {
      cuadrante::tool::HelpPeriods},
     {"roster", "a month's week grid of the unrolled rules", cuadrante::tool::RunRoster,
      cuadrante::tool::HelpRoster},
+    {"render", "draw the timeline of a document as an SVG picture", cuadrante::tool::RunRender,
+     cuadrante::tool::HelpRender},
     {"env", "read and write the environment document", cuadrante::tool::RunEnv,
      cuadrante::tool::HelpEnv},
     {"config", "read and write the configuration INI file", cuadrante::tool::RunConfig,
@@ -53,8 +55,9 @@ const Command kCommands[] = {
 void PrintUsage(std::FILE* out) {
   std::fprintf(out, "usage: cuadrante COMMAND [ARGS...]\n\ncommands:\n");
   for (const Command& command : kCommands) {
-    std::fprintf(out, "  %-15.*s %.*s\n", static_cast<int>(command.name.size()), command.name.data(),
-                 static_cast<int>(command.summary.size()), command.summary.data());
+    std::fprintf(out, "  %-15.*s %.*s\n", static_cast<int>(command.name.size()),
+                 command.name.data(), static_cast<int>(command.summary.size()),
+                 command.summary.data());
   }
   std::fprintf(out, "  %-15s %s\n", "help", "this text, or `cuadrante help COMMAND`");
   std::fprintf(out,

@@ -14,20 +14,6 @@
 namespace cuadrante::tool {
 namespace {
 
-// Loads the document at `path` into `set`; a file without points is bad input.
-void LoadDocument(const std::string& path, TBasicPointMgr& set) {
-  const AnsiString text = ReadWholeFile(path);
-  TBasicPoint prototype;
-  bool loaded = false;
-  try {
-    loaded = set.LoadFromXML(text, &prototype);
-  } catch (const Exception& e) {
-    // Malformed XML or a field that is no number: say which file.
-    throw EConvertError(path + ": " + e.Message);
-  }
-  if (!loaded) throw EConvertError(path + ": the document holds no points");
-}
-
 // `text` padded with blanks to `width` characters (not bytes: labels are UTF-8).
 std::string Pad(const std::string& text, size_t width, bool right = false) {
   size_t characters = 0;

@@ -1,0 +1,323 @@
+// `cuadrante render`: a picture of the timeline as SVG. One row a week (or a
+// day), each occurrence a box placed by the library's own box geometry and
+// filled with the colour of its type, a time axis on top and a legend below.
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cuadrante/points/basicpointmgr.h"
+#include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/xmldocument.h"
+#include "cuadrante/text/rutinastext.h"
+#include "cuadrante/time/basicbox.h"
+#include "tools/cuadrante/commands.h"
+
+namespace cuadrante::tool {
+namespace {
+
+constexpr int kRowLabelWidth = 120;
+constexpr int kRowWidth = 1008;  // 144 px a day by week, 42 px an hour by day
+constexpr int kMargin = 16;
+constexpr int kAxisHeight = 28;
+constexpr int kLaneHeight = 24;
+constexpr int kLaneGap = 2;
+constexpr int kRowGap = 8;
+constexpr int kLegendRow = 22;
+// More rows than a year of days is no longer a picture a person reads.
+constexpr size_t kMostRows = 366;
+
+std::string Escape(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
+// Colours keep red in the low byte.
+std::string Hex(TColor colour) {
+  const auto value = static_cast<unsigned>(colour);
+  char text[8];
+  std::snprintf(text, sizeof text, "#%02x%02x%02x", value & 0xFF, (value >> 8) & 0xFF,
+                (value >> 16) & 0xFF);
+  return text;
+}
+
+// Dark text on light fills, white on dark ones.
+const char* InkFor(TColor colour) {
+  const auto value = static_cast<unsigned>(colour);
+  const unsigned luma =
+      299 * (value & 0xFF) + 587 * ((value >> 8) & 0xFF) + 114 * (value >> 16 & 0xFF);
+  return luma > 140000 ? "#1a1a1a" : "#ffffff";
+}
+
+size_t Characters(const std::string& text) {
+  size_t count = 0;
+  for (const char c : text) count += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  return count;
+}
+
+// One piece of a box on one row: a box that crosses a row's end (a night
+// shift, a leave over a weekend) is drawn on every row it reaches.
+struct Piece {
+  const TBasicBox* box;
+  int left;
+  int right;
+  size_t lane = 0;
+};
+
+struct Row {
+  TFecha origin;
+  std::string label;
+  std::vector<Piece> pieces;
+  size_t lanes = 1;
+};
+
+// A rules document holds the eight-field text of a cycle in each point.
+bool HoldsRules(const std::string& path) {
+  TXMLDocument document;
+  document.LoadFromXML(ReadWholeFile(path));
+  const TXMLNode first = document.DocumentElement().FirstChild();
+  if (!first) return false;
+  TVectorStrings fields;
+  return RutinasText::GetStrings(AnsiString(first.Text()), ";", fields) >= 8;
+}
+
+// The boxes of the document over [from, to]: rules unrolled into boxes that
+// carry the number of their rule as code, stored points made boxes as they are.
+void LoadBoxes(const std::string& path, TFecha from, TFecha to, TCyclePointMgr& rules,
+               std::vector<std::unique_ptr<TBasicBox>>& owned, std::vector<TBasicBox*>& boxes) {
+  if (HoldsRules(path)) {
+    LoadRules(path, rules);
+    rules.ExpandBoxes(from, to, true);
+    for (TBasicPoint* point : rules.Points) {
+      auto* box = static_cast<TBasicBox*>(point);
+      box->SetCode("R" + std::to_string(box->Group));
+      boxes.push_back(box);
+    }
+    return;
+  }
+  TBasicPointMgr set;
+  LoadDocument(path, set);
+  for (TBasicPoint* point : set.Points) {
+    if (!point->Solap(from, to)) continue;
+    owned.push_back(std::make_unique<TBasicBox>(point));
+    boxes.push_back(owned.back().get());
+  }
+}
+
+// Whole days from midnight are drawn over their calendar days, as a planner
+// shows leave and holidays; everything else over its exact span.
+bool IsWholeDays(const TBasicBox& box) {
+  return box.GetDurationValue() >= 86400 && box.GetDurationValue() % 86400 == 0 &&
+         box.StartValue() % 86400 == 0;
+}
+
+std::vector<Row> LayOut(const std::vector<TBasicBox*>& boxes, TFecha from, TFecha to, bool byDay) {
+  const int64_t span = byDay ? 86400 : 7 * 86400;
+  std::vector<Row> rows;
+  for (TFecha origin = byDay ? TFecha(from.Date()) : from.StartOfWeek(); origin <= to;
+       origin = TFecha(origin.Value() + span)) {
+    if (rows.size() == kMostRows) {
+      throw EConvertError("the range gives more than " + std::to_string(kMostRows) +
+                          " rows; draw a shorter one");
+    }
+    rows.push_back({origin,
+                    byDay
+                        ? origin.ToString("ddd dd/mm/yyyy")
+                        : "S" + std::to_string(origin.Week()) + " " + origin.ToString("dd/mm/yyyy"),
+                    {}});
+  }
+  double scale = static_cast<double>(kRowWidth) / (static_cast<double>(span) / 60.0);
+  int x0 = 0;
+  const TRect band{0, 0, 0, kLaneHeight};
+  for (Row& row : rows) {
+    const int64_t rowEnd = row.origin.Value() + span;
+    for (TBasicBox* box : boxes) {
+      const int64_t end = std::max(box->EndValue(), box->StartValue() + 1);
+      if (box->StartValue() >= rowEnd || end <= row.origin.Value()) continue;
+      const TRect r = IsWholeDays(*box) ? box->CalculateFullBox(band, row.origin, x0, scale)
+                                        : box->CalculateBox(band, row.origin, x0, scale);
+      const int left = std::clamp(r.Left, 0, kRowWidth);
+      const int right = std::clamp(std::max(r.Right, left + 2), 0, kRowWidth);
+      if (right > left) row.pieces.push_back({box, left, right});
+    }
+    // Overlapping boxes go into lanes of their own, first fit by start.
+    std::sort(row.pieces.begin(), row.pieces.end(),
+              [](const Piece& a, const Piece& b) { return a.left < b.left; });
+    std::vector<int> laneEnds;
+    for (Piece& piece : row.pieces) {
+      size_t lane = 0;
+      while (lane < laneEnds.size() && laneEnds[lane] > piece.left) ++lane;
+      if (lane == laneEnds.size()) laneEnds.push_back(0);
+      laneEnds[lane] = piece.right;
+      piece.lane = lane;
+    }
+    row.lanes = std::max<size_t>(1, laneEnds.size());
+  }
+  return rows;
+}
+
+std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDay) {
+  std::map<int, const TBasicBox*> types;  // one box of each type drawn, for the legend
+  for (const Row& row : rows) {
+    for (const Piece& piece : row.pieces)
+      types.emplace(static_cast<int>(piece.box->Type), piece.box);
+  }
+  int rowsHeight = 0;
+  for (const Row& row : rows)
+    rowsHeight += static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) + kRowGap;
+  const int width = kMargin * 2 + kRowLabelWidth + kRowWidth;
+  const int top = kMargin + 24 + kAxisHeight;
+  const int legendTop = top + rowsHeight + 12;
+  const int height =
+      legendTop + kLegendRow * static_cast<int>(std::max<size_t>(1, types.size())) + kMargin;
+  const int x = kMargin + kRowLabelWidth;
+
+  std::string svg;
+  char buffer[512];
+  const auto put = [&](const char* format, auto... values) {
+    std::snprintf(buffer, sizeof buffer, format, values...);
+    svg += buffer;
+  };
+  put("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\" "
+      "font-family=\"DejaVu Sans, Arial, sans-serif\" font-size=\"11\">\n",
+      width, height, width, height);
+  put("<rect width=\"%d\" height=\"%d\" fill=\"#ffffff\"/>\n", width, height);
+  svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(kMargin + 12) +
+         "\" font-size=\"14\" font-weight=\"bold\">" +
+         Escape("Cuadrante " + from.ToString("dd/mm/yyyy") + " - " + to.ToString("dd/mm/yyyy")) +
+         "</text>\n";
+
+  // The axis: a tick and a label a day by week, every two hours by day.
+  const int ticks = byDay ? 12 : 7;
+  const int axisY = kMargin + 24;
+  svg += "<g class=\"axis\" fill=\"#333333\">\n";
+  for (int i = 0; i <= ticks; ++i) {
+    const int tx = x + kRowWidth * i / ticks;
+    put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#d0d0d0\"/>\n", tx, axisY + 18, tx,
+        top + rowsHeight);
+    if (i == ticks) break;
+    const std::string label =
+        byDay ? (i * 2 < 10 ? "0" : "") + std::to_string(i * 2) + ":00"
+              : TFecha(rows.front().origin.Value() + i * 86400LL).ToString("ddd");
+    svg += "<text x=\"" + std::to_string(tx + 3) + "\" y=\"" + std::to_string(axisY + 12) + "\">" +
+           Escape(label) + "</text>\n";
+  }
+  svg += "</g>\n";
+
+  int y = top;
+  for (const Row& row : rows) {
+    const int rowHeight = static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) - kLaneGap;
+    svg += "<g class=\"row\">\n<text x=\"" + std::to_string(kMargin) + "\" y=\"" +
+           std::to_string(y + 16) + "\">" + Escape(row.label) + "</text>\n";
+    put("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"none\" stroke=\"#e4e4e4\"/>\n",
+        x, y, kRowWidth, rowHeight);
+    for (const Piece& piece : row.pieces) {
+      const TBasicBox& box = *piece.box;
+      const int by = y + static_cast<int>(piece.lane) * (kLaneHeight + kLaneGap);
+      const int bw = piece.right - piece.left;
+      std::string label = box.GetTypeStr();
+      if (!Trim(box.Code).empty()) label += " " + Trim(box.Code);
+      const std::string fill = Hex(box.GetColor());
+      put("<rect class=\"box\" data-type=\"%d\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
+          "fill=\"%s\" stroke=\"#555555\" stroke-width=\"0.5\">",
+          static_cast<int>(box.Type), x + piece.left, by, bw, kLaneHeight, fill.c_str());
+      svg += "<title>" + Escape(label + ": " + box.ToString(4)) + "</title></rect>\n";
+      // About 6.5 px a character at this size: a label that does not fit is
+      // left to the tooltip rather than spilling over its neighbours.
+      if (static_cast<double>(Characters(label)) * 6.5 + 6 <= bw) {
+        svg += "<text x=\"" + std::to_string(x + piece.left + 3) + "\" y=\"" +
+               std::to_string(by + 16) + "\" fill=\"" + InkFor(box.GetColor()) + "\">" +
+               Escape(label) + "</text>\n";
+      }
+    }
+    svg += "</g>\n";
+    y += rowHeight + kLaneGap + kRowGap;
+  }
+
+  svg += "<g class=\"legend\">\n";
+  int ly = legendTop;
+  if (types.empty()) {
+    svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(ly + 12) +
+           "\">Sin intervalos en el periodo</text>\n";
+  }
+  for (const auto& [type, box] : types) {
+    put("<rect x=\"%d\" y=\"%d\" width=\"14\" height=\"14\" fill=\"%s\" stroke=\"#555555\"/>\n",
+        kMargin, ly, Hex(box->GetColor()).c_str());
+    svg += "<text x=\"" + std::to_string(kMargin + 20) + "\" y=\"" + std::to_string(ly + 11) +
+           "\">" + Escape(std::to_string(type) + " " + box->GetTypeStr()) + "</text>\n";
+    ly += kLegendRow;
+  }
+  svg += "</g>\n</svg>\n";
+  return svg;
+}
+
+}  // namespace
+
+void HelpRender() {
+  std::printf(
+      "usage: cuadrante render RULES.xml|POINTS.xml --from DATE --to DATE -o FILE.svg\n"
+      "                        [--by week|day]\n\n"
+      "Draws the timeline of a rules document (unrolled into boxes, each labelled\n"
+      "with its type and the number of its rule) or of a stored point-set document:\n"
+      "one row a week (or a day), each box placed by the library's box geometry and\n"
+      "filled with the colour of its type, a time axis and a legend. Whole days\n"
+      "from midnight are drawn over their calendar days. The file is written whole\n"
+      "or not at all.\n\n"
+      "example:\n"
+      "  cuadrante render examples/rules.xml --from 2026-11-01 --to 2026-11-30 -o roster.svg\n");
+}
+
+int RunRender(const Args& args) {
+  const Options options = Parse(args, {"--from", "--to", "-o", "--by"}, {});
+  if (options.words.size() != 1) throw Misuse("expects one document (see `cuadrante help render`)");
+  const auto by = options.values.find("--by");
+  const std::string group = by == options.values.end() ? "week" : by->second;
+  if (group != "week" && group != "day")
+    throw Misuse("--by takes week or day, not '" + group + "'");
+  const std::string& output = options.Need("-o");
+  TFecha from;
+  TFecha to;
+  ParseRange(options, from, to);
+
+  TCyclePointMgr rules;
+  std::vector<std::unique_ptr<TBasicBox>> owned;
+  std::vector<TBasicBox*> boxes;
+  LoadBoxes(options.words[0], from, to, rules, owned, boxes);
+  const std::vector<Row> rows = LayOut(boxes, from, to, group == "day");
+  const std::string svg = Draw(rows, from, to, group == "day");
+  try {
+    WriteFileAtomically(output, svg);
+  } catch (const Exception& e) {
+    throw EFileError(output + ": " + e.Message);
+  }
+  size_t pieces = 0;
+  for (const Row& row : rows) pieces += row.pieces.size();
+  std::printf("%s: %zu rows, %zu boxes of %zu occurrences\n", output.c_str(), rows.size(), pieces,
+              boxes.size());
+  return 0;
+}
+
+}  // namespace cuadrante::tool
