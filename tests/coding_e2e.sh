@@ -1,29 +1,7 @@
 #!/usr/bin/env bash
 # Runs the coding commands of the built host (zip, unzip, base64) on stdin and
 # checks their output and exit status, also against the system's gzip and base64.
-set -u
-tool=${1:?usage: coding_e2e.sh PATH-TO-cuadrante}
-failures=0
-passes=0
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-
-# expect STATUS PATTERN INPUT ARGS...: with the file INPUT on stdin, exit status
-# STATUS and output (stdout+stderr) matching PATTERN.
-expect() {
-  local status=$1 pattern=$2 input=$3
-  shift 3
-  local out code
-  out=$("$tool" "$@" <"$input" 2>&1)
-  code=$?
-  if [[ $code -ne $status ]] || ! grep -qE -- "$pattern" <<<"$out"; then
-    echo "FAIL: cuadrante $* < $(basename "$input") -> status $code (want $status), output:"
-    sed 's/^/    /' <<<"$out" | head -n 5
-    failures=$((failures + 1))
-  else
-    passes=$((passes + 1))
-  fi
-}
+source "$(dirname "$0")/e2e.sh" "$@"
 
 # same NAME FILE-A FILE-B: the two files hold the same bytes.
 same() {
@@ -42,14 +20,14 @@ printf 'YW Jj\r\n' >"$work/abc.b64"
 head -c 300000 /dev/urandom >"$work/random"
 { head -c 100000 /dev/urandom; printf 'año %.0s' {1..20000}; } >"$work/mixed"
 
-expect 0 '^YWJj$' "$work/abc" base64
-expect 0 '^abc$' "$work/abc.b64" base64 -d
-expect 0 '^$' "$work/empty" base64
-expect 0 '^H4sIAAAAAAAAA[A-Za-z0-9+/]+=*$' "$work/text" zip
+expect_in 0 '^YWJj$' "$work/abc" base64
+expect_in 0 '^abc$' "$work/abc.b64" base64 -d
+expect_in 0 '^$' "$work/empty" base64
+expect_in 0 '^H4sIAAAAAAAAA[A-Za-z0-9+/]+=*$' "$work/text" zip
 "$tool" zip <"$work/text" >"$work/text.z"
-expect 0 '^Turno de noche$' "$work/text.z" unzip
-expect 0 '^$' "$work/empty" zip
-expect 0 '^$' "$work/empty" unzip
+expect_in 0 '^Turno de noche$' "$work/text.z" unzip
+expect_in 0 '^$' "$work/empty" zip
+expect_in 0 '^$' "$work/empty" unzip
 
 # Round trips of binary data, and our forms read by the system's tools and theirs by us.
 for f in random mixed; do
@@ -77,23 +55,22 @@ size=$(stat -c %s "$work/random.gz")
 cp "$work/random.gz" "$work/crc.gz"
 printf '\x00\x00\x00\x00' | dd of="$work/crc.gz" bs=1 seek=$((size - 8)) conv=notrunc 2>/dev/null
 base64 -w0 <"$work/crc.gz" >"$work/crc.z"
-expect 1 '^cuadrante unzip: stdin is no Base64 form of a gzip stream: Gunzip: CRC check error$' \
+expect_in 1 '^cuadrante unzip: stdin is no Base64 form of a gzip stream: Gunzip: CRC check error$' \
   "$work/crc.z" unzip
 head -c $((size / 2)) "$work/random.gz" | base64 -w0 >"$work/cut.z"
-expect 1 'Inflator: unexpected end of compressed block$' "$work/cut.z" unzip
-expect 1 'Gunzip: header decoding error$' "$work/abc" unzip
+expect_in 1 'Inflator: unexpected end of compressed block$' "$work/cut.z" unzip
+expect_in 1 'Gunzip: header decoding error$' "$work/abc" unzip
 head -c 20000000 /dev/zero | gzip -6 | base64 -w0 >"$work/bomb.z"
-expect 1 'Inflator: output exceeds the limit of 1000000 bytes$' "$work/bomb.z" unzip --limit 1000000
+expect_in 1 'Inflator: output exceeds the limit of 1000000 bytes$' "$work/bomb.z" unzip --limit 1000000
 if [[ $("$tool" unzip --limit 20000000 <"$work/bomb.z" | wc -c) -ne 20000000 ]]; then
   echo "FAIL: unzip --limit 20000000 of 20000000 zero bytes"; failures=$((failures + 1))
 fi
 
 # Misuse: exit status 2.
-expect 2 "takes no argument but 'x'" "$work/abc" zip x
-expect 2 "takes no argument but '-x'" "$work/abc" base64 -x
-expect 2 "--limit takes a number of bytes, not 'lots'" "$work/abc" unzip --limit lots
-expect 0 'usage: cuadrante unzip' "$work/empty" unzip --help
-expect 0 'example' "$work/empty" help zip
+expect_in 2 "takes no argument but 'x'" "$work/abc" zip x
+expect_in 2 "takes no argument but '-x'" "$work/abc" base64 -x
+expect_in 2 "--limit takes a number of bytes, not 'lots'" "$work/abc" unzip --limit lots
+expect_in 0 'usage: cuadrante unzip' "$work/empty" unzip --help
+expect_in 0 'example' "$work/empty" help zip
 
-echo "$passes passed, $failures failed"
-[[ $failures -eq 0 ]]
+finish

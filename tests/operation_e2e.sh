@@ -1,28 +1,7 @@
 #!/usr/bin/env bash
 # Runs `cuadrante demo-operation` and checks the record it prints and its exit status.
-set -u
-tool=$(realpath "${1:?usage: operation_e2e.sh PATH-TO-cuadrante}")
-failures=0
-passes=0
+source "$(dirname "$0")/e2e.sh" "$@"
 
-# expect STATUS PATTERN ARGS...: exit status STATUS and output (stdout+stderr) matching PATTERN.
-expect() {
-  local status=$1 pattern=$2
-  shift 2
-  local out code
-  out=$("$tool" "$@" 2>&1)
-  code=$?
-  if [[ $code -ne $status ]] || ! grep -qE -- "$pattern" <<<"$out"; then
-    echo "FAIL: cuadrante $* -> status $code (want $status), output:"
-    sed 's/^/    /' <<<"$out"
-    failures=$((failures + 1))
-  else
-    passes=$((passes + 1))
-  fi
-}
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1
 export TMPDIR="$work"  # the demo's own environment document goes here too
 
@@ -46,9 +25,9 @@ expect 0 'final type +2 \(stopped\)' demo-operation --stop-at 3 --steps 100 --st
 expect 0 'stopped at step [3-9]' demo-operation --stop-at 3 --steps 100 --step-ms 20
 
 # The monitor follows the environment document.
-"$tool" env set GENERAL ZV_MON_TIMEOUT 0 --file "$work/env.xml" > /dev/null
+"$tool" env set GENERAL ZV_MON_TIMEOUT 0 --env "$work/env.xml" > /dev/null
 expect 0 "^monitor off \(ZV_MON_TIMEOUT in '$work/env.xml'\)" demo-operation --env "$work/env.xml" --step-ms 1
-"$tool" env set GENERAL ZV_MON_TIMEOUT 600 --file "$work/env.xml" > /dev/null
+"$tool" env set GENERAL ZV_MON_TIMEOUT 600 --env "$work/env.xml" > /dev/null
 expect 0 '^monitor on' demo-operation --env "$work/env.xml" --step-ms 1
 
 # Misuse.
@@ -58,5 +37,4 @@ expect 2 '--step-ms needs a number' demo-operation --step-ms
 expect 2 "unknown argument '--fast'" demo-operation --fast
 expect 0 'usage: cuadrante demo-operation' demo-operation --help
 
-echo "$passes passed, $failures failed"
-[[ $failures -eq 0 ]]
+finish

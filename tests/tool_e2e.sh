@@ -1,25 +1,6 @@
 #!/usr/bin/env bash
 # Runs the built command-line host and checks its output and exit status.
-set -u
-tool=${1:?usage: tool_e2e.sh PATH-TO-cuadrante}
-failures=0
-passes=0
-
-# expect STATUS PATTERN ARGS...: exit status STATUS and output (stdout+stderr) matching PATTERN.
-expect() {
-  local status=$1 pattern=$2
-  shift 2
-  local out code
-  out=$("$tool" "$@" 2>&1)
-  code=$?
-  if [[ $code -ne $status ]] || ! grep -qE -- "$pattern" <<<"$out"; then
-    echo "FAIL: cuadrante $* -> status $code (want $status), output:"
-    sed 's/^/    /' <<<"$out"
-    failures=$((failures + 1))
-  else
-    passes=$((passes + 1))
-  fi
-}
+source "$(dirname "$0")/e2e.sh" "$@"
 
 # A timetable on Monday 23/11/2026 from 08:00 to 16:00.
 expect 0 'type +2 Horario' point "4004582400;28800;2;1"
@@ -43,26 +24,22 @@ expect 0 'usage: cuadrante date' date --help
 expect 0 'commands:' help
 
 # Point-set documents: a list and week and month grids of the example roster.
-examples=$(cd "$(dirname "$0")/../examples" && pwd)
 expect 0 '^12 points, 5 d 18 h in all' points "$examples/points.xml"
-expect 0 '21/11/2026 22:00 - 22/11/2026 06:00 +8 h +8 Cobertura' points "$examples/points.xml"
-expect 0 'S47 16/11 +2 Horario +8 +8 +8 +8 +- +- +- +32.00 h' grid "$examples/points.xml"
+expect 0 '^ +7 21/11/2026 22:00 22/11/2026 06:00 8 h +8 Cobertura$' points "$examples/points.xml"
+expect 0 'S47 16/11 +2 Horario +8 +8 +8 +8 +- +- +- +32.00 h$' grid "$examples/points.xml"
 expect 0 'S47 16/11 +8 Cobertura +- +- +- +- +- +8 +- +8.00 h' grid "$examples/points.xml"
 expect 0 'S48 23/11 +7 Baja laboral +- +- +24 +24 +- +- +- +48.00 h' grid "$examples/points.xml"
 expect 0 'nov 2026 +2 Horario .* 56.00 h' grid "$examples/points.xml" --by month --type 2
 expect 1 "no-such.xml" points "$examples/no-such.xml"
-printf '<POINTSMGR><POINT>1;2;3;4</POINT>' > "${TMPDIR:-/tmp}/cuadrante-e2e-bad.xml"
-expect 1 'cuadrante-e2e-bad.xml' points "${TMPDIR:-/tmp}/cuadrante-e2e-bad.xml"
-rm -f "${TMPDIR:-/tmp}/cuadrante-e2e-bad.xml"
 expect 2 '--by takes week or month' grid "$examples/points.xml" --by year
 expect 1 'is no point type' grid "$examples/points.xml" --type 14
 
 # Rules unrolled, periods, and a month's roster of the example rules.
-expect 0 '^4 +03/11/2026 09:00 - 04/11/2026 09:00 1 d +8 Cobertura' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03
+expect 0 '^ +4 03/11/2026 09:00 04/11/2026 09:00 1 d +8 Cobertura$' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03
 expect 0 '^5 occurrences of 8 rules, 2 d 8 h in all' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03
-expect 0 '#FFFF00' expand "$examples/rules.xml" --from 02/11/2026 --to 03/11/2026 --boxes
-expect 0 '^02/11/2026  15/11/2026   Q23 +Quincenal: noviembre 2026 Q23' periods --from 2026-11-01 --to 2026-12-31 --group fortnight
-expect 0 '^01/10/2026  31/12/2026' periods --from 2026-11-01 --to 2026-11-30 --group quarter
+expect 0 '8 Cobertura +#0000ff$' expand "$examples/rules.xml" --from 02/11/2026 --to 03/11/2026 --boxes
+expect 0 '^02/11/2026 15/11/2026  Q23 +Quincenal: noviembre 2026 Q23$' periods --from 2026-11-01 --to 2026-12-31 --group fortnight
+expect 0 '^01/10/2026 31/12/2026' periods --from 2026-11-01 --to 2026-11-30 --group quarter
 expect 0 'S46 09/11 +2 Horario +16 +16 +16 +16 +16 +- +- +80.00 h' roster "$examples/rules.xml" --month 2026-11
 expect 1 'ends before it starts' expand "$examples/rules.xml" --from 2026-11-03 --to 2026-11-02
 expect 1 'longer than ten years' expand "$examples/rules.xml" --from 2000-01-01 --to 2026-01-01
@@ -71,16 +48,15 @@ expect 2 '--group takes' periods --from 2026-11-01 --to 2026-11-30 --group year
 expect 1 'no-such.xml' roster "$examples/no-such.xml" --month 2026-11
 
 # The environment document and the configuration file.
-env="$(mktemp -d)/env.xml"
-expect 0 '^$' env set GENERAL ZV_MON_TIMEOUT 1 --file "$env"
-expect 0 '^1$' env get general zv_mon_timeout --file "$env"
-expect 0 '^<GENERAL><ZV_MON_TIMEOUT>1</ZV_MON_TIMEOUT></GENERAL>$' env show GENERAL --file "$env"
+env="$work/env.xml"
+expect 0 '^$' env set GENERAL ZV_MON_TIMEOUT 1 --env "$env"
+expect 0 '^1$' env get general zv_mon_timeout --env "$env"
+expect 0 '^<GENERAL><ZV_MON_TIMEOUT>1</ZV_MON_TIMEOUT></GENERAL>$' env show GENERAL --env "$env"
 if ! grep -q '<?xml version="1.0" encoding="UTF-8" standalone="no"?>' "$env"; then
   echo "FAIL: the environment document lacks its declaration"; failures=$((failures + 1))
 fi
-expect 1 "cannot read or create '/nonexistent/env.xml'" env get A B --file /nonexistent/env.xml
+expect 1 "cannot read or create '/nonexistent/env.xml'" env get A B --env /nonexistent/env.xml
 expect 2 'expects get' env frobnicate
-rm -rf "$(dirname "$env")"
 ini="e2e-$$.ini"
 expect 0 '^$' config set GENERAL PORT 8080 --file "$ini"
 expect 0 '^8080$' config get GENERAL PORT --file "$ini"
@@ -88,8 +64,6 @@ expect 1 'is a path' config get GENERAL PORT --file /tmp/x.ini
 rm -f "$(dirname "$tool")/$ini"
 
 # Translation with a dictionary; the unknown labels come back as rows to fill in.
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 printf '[Localization]\nDictionary=.dic\n' > "$work/en.ini"
 printf 'Horario\tTimetable\r\n' > "$work/en.ini.dic"
 expect 0 'type +2 Timetable' point "4004582400;28800;2;1" --dict "$work/en.ini"
@@ -100,5 +74,4 @@ fi
 expect 0 'week start +<N/A> 23/11' date 2026-11-25 --dict "$work/en.ini"  # then the unfilled row
 expect 2 'needs a settings file' point "1;2;3;4" --dict
 
-echo "$passes passed, $failures failed"
-[[ $failures -eq 0 ]]
+finish

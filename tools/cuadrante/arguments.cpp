@@ -1,10 +1,15 @@
 // Arguments and documents shared by the commands.
+#include <cstdint>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/xmldocument.h"
+#include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicpoint.h"
 #include "cuadrante/time/cyclepoint.h"
 #include "tools/cuadrante/commands.h"
@@ -14,6 +19,8 @@ namespace cuadrante::tool {
 // A day count of a range the tool will unroll; beyond it the output is no
 // longer something a person reads, so it is refused rather than printed.
 constexpr int64_t kLongestRangeInDays = 10 * 366;
+// Far beyond any roster a host stores; a larger file is a mistake, not a plan.
+constexpr uintmax_t kLargestDocumentBytes = uintmax_t{256} << 20;
 
 Options Parse(const Args& args, std::initializer_list<const char*> withValue,
               std::initializer_list<const char*> bare) {
@@ -41,6 +48,14 @@ Options Parse(const Args& args, std::initializer_list<const char*> withValue,
   return options;
 }
 
+Format ParseFormat(const Options& options) {
+  const std::string name = options.Get("--format", "text");
+  if (name == "text") return Format::kText;
+  if (name == "csv") return Format::kCsv;
+  if (name == "xml") return Format::kXml;
+  throw Misuse("--format takes text, csv or xml, not '" + name + "'");
+}
+
 void ParseRange(const Options& options, TFecha& from, TFecha& to) {
   from = TFecha(TFecha(ParseDateArgument(options.Need("--from"))).Date());
   to = TFecha(ParseDateArgument(options.Need("--to"))).EndOfDay();
@@ -54,31 +69,90 @@ void ParseRange(const Options& options, TFecha& from, TFecha& to) {
   }
 }
 
-void LoadRules(const std::string& path, TCyclePointMgr& rules) {
-  const AnsiString text = ReadWholeFile(path);
-  TCyclePoint prototype;
-  bool loaded = false;
+DocumentKind ReadDocument(const std::string& path, AnsiString& text) {
+  std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    // A fifo or a device would be read until it ends, which may be never.
+    throw EFOpenError(path + ": is no regular file");
+  }
+  if (std::filesystem::exists(status) &&
+      std::filesystem::file_size(path, error) > kLargestDocumentBytes) {
+    throw EFOpenError(path + ": is larger than " + std::to_string(kLargestDocumentBytes >> 20) +
+                      " MiB, too large for a point-set document");
+  }
+  text = ReadWholeFile(path);
+  TXMLDocument document;
   try {
-    loaded = rules.LoadCyclesFromXML(text, &prototype);
+    document.LoadFromXML(text);
   } catch (const Exception& e) {
     throw EConvertError(path + ": " + e.Message);
   }
-  if (!loaded) throw EConvertError(path + ": the document holds no rules");
+  const TXMLNode root = document.DocumentElement();
+  if (root.Name() != "POINTSMGR") {
+    throw EConvertError(path + ": is no point-set document (its root is " +
+                        std::string(root.Name()) + ", not POINTSMGR)");
+  }
+  size_t fields = 0;
+  size_t index = 0;
+  TVectorStrings parts;
+  for (TXMLNode point = root.FirstChild(); point; point = point.NextSibling()) {
+    ++index;
+    parts.clear();  // GetStrings appends
+    const auto count =
+        static_cast<size_t>(RutinasText::GetStrings(AnsiString(point.Text()), ";", parts));
+    if (count != 4 && count != 7 && count != 8) {
+      throw EConvertError(path + ": element " + std::to_string(index) + " has " +
+                          std::to_string(count) + " fields; a point has 4, a box 7 and a rule 8");
+    }
+    if (fields != 0 && count != fields) {
+      throw EConvertError(path + ": element " + std::to_string(index) + " has " +
+                          std::to_string(count) + " fields where the ones before have " +
+                          std::to_string(fields));
+    }
+    fields = count;
+  }
+  if (fields == 0) throw EConvertError(path + ": the document holds no points");
+  return fields == 8   ? DocumentKind::kRules
+         : fields == 7 ? DocumentKind::kBoxes
+                       : DocumentKind::kPoints;
+}
+
+void LoadRules(const std::string& path, TCyclePointMgr& rules) {
+  AnsiString text;
+  if (ReadDocument(path, text) != DocumentKind::kRules) {
+    throw EConvertError(path + ": holds stored points, not rules (list them with `points`)");
+  }
+  TCyclePoint prototype;
+  try {
+    rules.LoadCyclesFromXML(text, &prototype);
+  } catch (const Exception& e) {
+    throw EConvertError(path + ": " + e.Message);
+  }
   rules.RangeStart = TFecha();
   rules.RangeEnd = TFecha();
 }
 
 void LoadDocument(const std::string& path, TBasicPointMgr& set) {
-  const AnsiString text = ReadWholeFile(path);
+  AnsiString text;
+  if (ReadDocument(path, text) == DocumentKind::kRules) {
+    // A rule's first fields read as a point, but only its first occurrence.
+    throw EConvertError(path + ": holds rules, not stored points (unroll them with `expand`)");
+  }
   TBasicPoint prototype;
-  bool loaded = false;
   try {
-    loaded = set.LoadFromXML(text, &prototype);
+    set.LoadFromXML(text, &prototype);
   } catch (const Exception& e) {
-    // Malformed XML or a field that is no number: say which file.
+    // A field that is no number: say which file.
     throw EConvertError(path + ": " + e.Message);
   }
-  if (!loaded) throw EConvertError(path + ": the document holds no points");
 }
+
+namespace {
+std::string environmentOption;
+}  // namespace
+
+const std::string& EnvironmentOption() { return environmentOption; }
+void SetEnvironmentOption(const std::string& path) { environmentOption = path; }
 
 }  // namespace cuadrante::tool

@@ -10,6 +10,8 @@
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/runtime/graphics.h"
+#include "tools/cuadrante/table.h"
 
 namespace cuadrante::tool {
 
@@ -40,6 +42,12 @@ struct Options {
     if (found == values.end()) throw Misuse("needs " + name);
     return found->second;
   }
+  bool Has(const std::string& name) const { return values.count(name) != 0; }
+  // A copy: `otherwise` is often a temporary.
+  std::string Get(const std::string& name, const std::string& otherwise) const {
+    const auto found = values.find(name);
+    return found == values.end() ? otherwise : found->second;
+  }
   bool Flag(const std::string& name) const {
     for (const std::string& flag : flags) {
       if (flag == name) return true;
@@ -49,23 +57,43 @@ struct Options {
 };
 
 // Reads `args`: the options named in `withValue` take the next argument, those
-// in `bare` stand alone; any other "--" word is misuse.
+// in `bare` stand alone; any other word that starts with "-" is misuse.
 Options Parse(const Args& args, std::initializer_list<const char*> withValue,
               std::initializer_list<const char*> bare);
+// The --format of a command that prints a list: text (default), csv or xml.
+Format ParseFormat(const Options& options);
 // The range of --from and --to: whole days, the second one included; a
 // reversed range or one of more than ten years is bad input.
 void ParseRange(const Options& options, TFecha& from, TFecha& to);
+
+// What the POINT elements of a point-set document hold, told by their field
+// count: stored points (4 fields), boxes (7) or rules (8).
+enum class DocumentKind { kPoints, kBoxes, kRules };
+// Reads the document at `path` into `text` and tells its kind. A file that is
+// missing, no regular file, too large, malformed XML, of another root than
+// POINTSMGR, without points, or whose points differ in kind is bad input,
+// raised as an Exception that names the path.
+DocumentKind ReadDocument(const std::string& path, AnsiString& text);
 // Loads the rules of `path`; the expansion is not clipped by a range of its own.
 void LoadRules(const std::string& path, TCyclePointMgr& rules);
-// Loads the document at `path` into `set`; a file without points is bad input.
+// Loads the stored points or boxes at `path` into `set`, as points.
 void LoadDocument(const std::string& path, TBasicPointMgr& set);
+
+// The environment document that --env named, or "" when it was not given.
+const std::string& EnvironmentOption();
+void SetEnvironmentOption(const std::string& path);
 
 int RunPoint(const Args& args);
 void HelpPoint();
 int RunDate(const Args& args);
 void HelpDate();
 // Rows of a grid, one column a day (7 for weeks, 31 for months) and the total.
-void PrintGrid(const SetPointsGrid& grid, TTimesGroup group);
+void PrintGrid(const SetPointsGrid& grid, TTimesGroup group, Format format);
+// One row a point: its group (or, for unrolled rules, the rule), first and
+// closing minute, length, type and label, and the colour of boxes.
+void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours);
+// A colour of the library (red in the low byte) as "#rrggbb".
+std::string ColourHex(TColor colour);
 
 int RunPoints(const Args& args);
 void HelpPoints();

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/exception.h"
@@ -17,15 +18,20 @@ namespace cuadrante::tool {
 
 void HelpExpand() {
   std::printf(
-      "usage: cuadrante expand RULES.xml --from DATE --to DATE [--boxes]\n\n"
+      "usage: cuadrante expand RULES.xml --from DATE --to DATE [--boxes]\n"
+      "                        [--format text|csv|xml]\n\n"
       "Unrolls every rule of a rules document between two dates (both days\n"
       "included) and prints the occurrences in time order with the number of the\n"
-      "rule they come from. --boxes unrolls into boxes, with their colour.\n\n"
-      "example:\n  cuadrante expand examples/rules.xml --from 2026-11-01 --to 2026-11-30\n");
+      "rule they come from. --boxes unrolls into boxes, with their colour. As xml\n"
+      "the occurrences are a point-set document that `points`, `grid` and `render`\n"
+      "read.\n\n"
+      "examples:\n  cuadrante expand examples/rules.xml --from 2026-11-01 --to 2026-11-30\n"
+      "  cuadrante expand examples/rules.xml --from 01/11/2026 --to 07/11/2026 --format xml\n");
 }
 
 int RunExpand(const Args& args) {
-  const Options options = Parse(args, {"--from", "--to"}, {"--boxes"});
+  const Options options = Parse(args, {"--from", "--to", "--format"}, {"--boxes"});
+  const Format format = ParseFormat(options);
   if (options.words.size() != 1)
     throw Misuse("expects one RULES.xml (see `cuadrante help expand`)");
   TFecha from;
@@ -40,19 +46,14 @@ int RunExpand(const Args& args) {
     rules.Expand(from, to, true);
   }
   rules.Sort();
-  std::printf("%-4s %-35s %-10s %s\n", "rule", "interval", "length", "type");
-  for (const TBasicPoint* point : rules.Points) {
-    std::string colour;
-    if (boxes) {
-      char text[16];
-      std::snprintf(text, sizeof text, " #%06X",
-                    static_cast<unsigned>(point->GetColor()) & 0xFFFFFF);
-      colour = text;
-    }
-    std::printf("%-4d %-35s %-10s %d %s%s\n", static_cast<int>(point->Group),
-                point->ToString(4).c_str(), Trim(point->GetDuration().GetSmartString()).c_str(),
-                static_cast<int>(point->Type), point->GetTypeStr().c_str(), colour.c_str());
+  if (format == Format::kXml) {
+    AnsiString xml;
+    rules.SaveToXML(xml);
+    std::printf("%s\n", xml.c_str());
+    return 0;
   }
+  PrintPoints(rules.Points, format, true, boxes);
+  if (format != Format::kText) return 0;
   std::printf("\n%zu occurrences of %zu rules, %s in all\n", rules.Points.size(),
               rules.Cycles.Points.size(),
               Trim(rules.GetTotalDuration(tptNone).GetSmartString()).c_str());
@@ -61,19 +62,19 @@ int RunExpand(const Args& args) {
 
 void HelpPeriods() {
   std::printf(
-      "usage: cuadrante periods --from DATE --to DATE --group week|month|quarter|fortnight|day\n\n"
+      "usage: cuadrante periods --from DATE --to DATE --group week|month|quarter|fortnight|day\n"
+      "                         [--format text|csv|xml]\n\n"
       "Cuts the range into calendar periods aligned to their grid (a week starts on\n"
       "Monday, a quarter on 1 January, April, July or October) and prints each one\n"
       "with its first and closing date and its short and long labels.\n\n"
-      "example:\n  cuadrante periods --from 2026-11-01 --to 2026-12-31 --group week\n");
+      "examples:\n  cuadrante periods --from 2026-11-01 --to 2026-12-31 --group week\n"
+      "  cuadrante periods --from 01/01/2026 --to 31/12/2026 --group quarter --format csv\n");
 }
 
 int RunPeriods(const Args& args) {
-  const Options options = Parse(args, {"--from", "--to", "--group"}, {});
+  const Options options = Parse(args, {"--from", "--to", "--group", "--format"}, {});
+  const Format format = ParseFormat(options);
   if (!options.words.empty()) throw Misuse("takes no file (see `cuadrante help periods`)");
-  TFecha from;
-  TFecha to;
-  ParseRange(options, from, to);
   const std::string& name = options.Need("--group");
   const std::map<std::string, TTimesGroup> groups = {{"day", tgDay},
                                                      {"week", tgWeek},
@@ -84,36 +85,65 @@ int RunPeriods(const Args& args) {
   if (group == groups.end()) {
     throw Misuse("--group takes week, month, quarter, fortnight or day, not '" + name + "'");
   }
+  TFecha from;
+  TFecha to;
+  ParseRange(options, from, to);
+  const bool forPeople = format == Format::kText;
+  const char* const dateForm = forPeople ? "dd/mm/yyyy" : "yyyy-mm-dd";
+  Table table("periods", {{"first", "first", 10},
+                          {"last", "last", 10},
+                          {"label", "label", 21},
+                          {"full", "full label", 0}});
   for (const RutinasFecha::TFechasPair& period :
        RutinasFecha::GetPairedFechas(from, to.Date(), group->second)) {
-    std::printf("%s  %s  %-22s %s\n", period.First.ToString("dd/mm/yyyy").c_str(),
-                period.Second.ToString("dd/mm/yyyy").c_str(), period.Label.c_str(),
-                period.FullLabel.c_str());
+    table.Add({period.First.ToString(dateForm), period.Second.ToString(dateForm), period.Label,
+               period.FullLabel});
   }
+  table.Print(format);
   return 0;
 }
 
 void HelpRoster() {
   std::printf(
-      "usage: cuadrante roster RULES.xml --month YYYY-MM\n\n"
-      "Unrolls the rules over one month and lays the occurrences out in week rows\n"
-      "by type, one column a day, with each row's total. An occurrence counts whole\n"
-      "under the day it starts.\n\n"
-      "example:\n  cuadrante roster examples/rules.xml --month 2026-11\n");
+      "usage: cuadrante roster RULES.xml --month YYYY-MM | --from DATE --to DATE\n"
+      "                        [--format text|csv|xml]\n\n"
+      "Unrolls the rules over one month (or a range) and lays the occurrences out in\n"
+      "week rows by type, one column a day, with each row's total. An occurrence\n"
+      "counts whole under the day it starts.\n\n"
+      "examples:\n  cuadrante roster examples/rules.xml --month 2026-11\n"
+      "  cuadrante roster examples/rules.xml --from 2026-11-02 --to 2026-11-15 --format csv\n");
 }
 
 int RunRoster(const Args& args) {
-  const Options options = Parse(args, {"--month"}, {});
+  const Options options = Parse(args, {"--month", "--from", "--to", "--format"}, {});
+  const Format format = ParseFormat(options);
   if (options.words.size() != 1)
     throw Misuse("expects one RULES.xml (see `cuadrante help roster`)");
-  const std::string& month = options.Need("--month");
-  const TFecha first(ParseDateArgument(month + "-01"));
-  const TFecha last = first.EndOfMonth();
+  TFecha first;
+  TFecha last;
+  if (options.Has("--month")) {
+    if (options.Has("--from") || options.Has("--to")) {
+      throw Misuse("takes --month or --from and --to, not both");
+    }
+    const std::string& month = options.Need("--month");
+    try {
+      first = TFecha(ParseDateArgument(month + "-01"));
+    } catch (const Exception&) {
+      throw EConvertError("--month '" + month + "' is no month (use 2026-11)");
+    }
+    last = first.EndOfMonth();
+  } else {
+    ParseRange(options, first, last);
+  }
   TCyclePointMgr rules;
   LoadRules(options.words[0], rules);
   rules.Expand(first, last, true);
-  std::printf("%s\n\n", first.ToString("mmmm yyyy").c_str());
-  PrintGrid(rules.GetPointsGrid(tgWeek, first, last, tptNone), tgWeek);
+  const bool forPeople = format == Format::kText;
+  if (forPeople && options.Has("--month")) {
+    std::printf("%s\n\n", first.ToString("mmmm yyyy").c_str());
+  }
+  PrintGrid(rules.GetPointsGrid(tgWeek, first, last, tptNone), tgWeek, format);
+  if (!forPeople) return 0;
   std::printf("\n%zu occurrences, %s in all\n", rules.Points.size(),
               Trim(rules.GetTotalDuration(tptNone).GetSmartString()).c_str());
   return 0;

@@ -8,41 +8,24 @@
 #include "tools/cuadrante/commands.h"
 
 namespace cuadrante::tool {
-namespace {
-
-// Takes "--file PATH" out of `args`, answering PATH or "" when absent.
-std::string TakeFileOption(Args& args) {
-  for (size_t i = 0; i < args.size(); ++i) {
-    if (args[i] != "--file") continue;
-    if (i + 1 == args.size()) throw Misuse("--file needs a path");
-    std::string path = args[i + 1];
-    args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
-               args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
-    return path;
-  }
-  return "";
-}
-
-}  // namespace
-
 void HelpEnv() {
   std::printf(
-      "usage: cuadrante env get SECTION VALUE   [--file PATH]\n"
-      "       cuadrante env set SECTION VALUE TEXT [--file PATH]\n"
-      "       cuadrante env show SECTION        [--file PATH]\n\n"
+      "usage: cuadrante env get SECTION VALUE      [--env PATH]\n"
+      "       cuadrante env set SECTION VALUE TEXT [--env PATH]\n"
+      "       cuadrante env show SECTION           [--env PATH]\n\n"
       "Reads and writes the environment document (default \"Enviroment.xml\" in the\n"
       "current folder; created with an empty DATAPACKET the first time). Names are\n"
       "found without regard to case; a new name keeps the spelling given. Every\n"
       "change is saved at once, replacing the file whole.\n\n"
-      "examples:\n  cuadrante env set GENERAL ZV_MON_TIMEOUT 1 --file /tmp/env.xml\n"
-      "  cuadrante env get general zv_mon_timeout --file /tmp/env.xml\n");
+      "examples:\n  cuadrante env set GENERAL ZV_MON_TIMEOUT 1 --env /tmp/env.xml\n"
+      "  cuadrante env get general zv_mon_timeout --env /tmp/env.xml\n");
 }
 
-int RunEnv(const Args& arguments) {
-  Args args = arguments;
-  const std::string file = TakeFileOption(args);
+int RunEnv(const Args& args) {
   if (args.empty()) throw Misuse("expects get, set or show (see `cuadrante help env`)");
-  if (!file.empty()) _GlobalMgr.SetFileEnv(file);
+  for (const std::string& arg : args) {
+    if (arg.rfind("--", 0) == 0) throw Misuse("unknown option " + arg);
+  }
   const std::string& verb = args[0];
   if (verb == "get" && args.size() == 3) {
     if (!_GlobalMgr.LoadEnviroment()) {
@@ -74,12 +57,14 @@ void HelpConfig() {
       "Reads and writes the configuration INI file (default \"ZelvorinSrv.ini\"),\n"
       "which lives in the program's own folder; NAME is a file name in that folder.\n"
       "A missing key reads as the empty text.\n\n"
-      "example:\n  cuadrante config set GENERAL PORT 8080\n");
+      "examples:\n  cuadrante config set GENERAL PORT 8080\n"
+      "  cuadrante config get GENERAL PORT --file test.ini\n");
 }
 
 int RunConfig(const Args& arguments) {
-  Args args = arguments;
-  const std::string file = TakeFileOption(args);
+  const Options options = Parse(arguments, {"--file"}, {});
+  const Args& args = options.words;
+  const std::string file = options.Get("--file", "");
   if (!file.empty()) {
     if (file.find('/') != std::string::npos) {
       throw EConvertError("'" + file + "' is a path; --file takes a name in " +

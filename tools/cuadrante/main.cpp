@@ -5,10 +5,12 @@
 // stderr naming the input), 2 on misuse.
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/translate.h"
 #include "tools/cuadrante/commands.h"
 
@@ -61,7 +63,54 @@ void PrintUsage(std::FILE* out) {
   }
   std::fprintf(out, "  %-15s %s\n", "help", "this text, or `cuadrante help COMMAND`");
   std::fprintf(out,
-               "\noptions:\n  --dict INI  translate labels with the dictionary that INI names\n");
+               "\noptions of every command:\n"
+               "  --dict INI       translate labels with the dictionary that INI names\n"
+               "  --env PATH       the environment document (default \"Enviroment.xml\" here)\n"
+               "  --help           what the command does, with examples\n"
+               "\noptions of the commands that print a list:\n"
+               "  --format F       text (default), csv or xml\n"
+               "  --from, --to     dates as 2026-11-23 or 23/11/2026, both days included\n"
+               "\nexit status: 0 done, 1 bad input (one line on stderr says which and why),\n"
+               "2 misuse of the command line\n");
+}
+
+// The options every command takes, taken out before the command reads its
+// own: --dict INI switches translation on with that settings file (the rows
+// the dictionary collects on the way are written back when the command ends),
+// --env PATH names the environment document.
+void TakeGlobalOptions(std::vector<std::string>& args) {
+  for (size_t i = 0; i < args.size();) {
+    const std::string& arg = args[i];
+    if (arg != "--dict" && arg != "--env") {
+      ++i;
+      continue;
+    }
+    if (i + 1 == args.size()) {
+      throw cuadrante::tool::Misuse(
+          arg + (arg == "--dict" ? " needs a settings file" : " needs the path of a document"));
+    }
+    const std::string value = args[i + 1];
+    args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
+               args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
+    if (arg == "--dict") {
+      bTransActivated = true;
+      InitTRANS(value);
+    } else {
+      cuadrante::tool::SetEnvironmentOption(value);
+      _GlobalMgr.SetFileEnv(value);
+    }
+  }
+}
+
+// Messages of the library and of Crypto++ may hold line breaks; a script
+// reading stderr expects one line.
+std::string OneLine(const char* message) {
+  std::string line;
+  for (const char* c = message; *c != '\0'; ++c) {
+    if (*c == '\r') continue;
+    line += *c == '\n' ? std::string("; ") : std::string(1, *c);
+  }
+  return line;
 }
 
 const Command* Find(std::string_view name) {
@@ -82,14 +131,17 @@ int main(int argc, char** argv) {
   const std::string name = args.front();
   args.erase(args.begin());
   if (name == "help" || name == "--help" || name == "-h") {
-    if (!args.empty()) {
-      if (const Command* command = Find(args.front())) {
-        command->help();
-        return 0;
-      }
+    if (args.empty()) {
+      PrintUsage(stdout);
+      return 0;
     }
-    PrintUsage(stdout);
-    return 0;
+    if (const Command* command = Find(args.front())) {
+      command->help();
+      return 0;
+    }
+    std::fprintf(stderr, "cuadrante help: unknown command '%s'\n", args.front().c_str());
+    PrintUsage(stderr);
+    return cuadrante::tool::kMisuse;
   }
   const Command* command = Find(name);
   if (command == nullptr) {
@@ -104,25 +156,18 @@ int main(int argc, char** argv) {
     }
   }
   try {
-    // --dict INI switches translation on with that settings file; the rows the
-    // dictionary collects on the way are written back when the command ends.
-    for (size_t i = 0; i < args.size(); ++i) {
-      if (args[i] != "--dict") continue;
-      if (i + 1 == args.size()) throw cuadrante::tool::Misuse("--dict needs a settings file");
-      bTransActivated = true;
-      InitTRANS(args[i + 1]);
-      args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
-                 args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
-      break;
-    }
+    TakeGlobalOptions(args);
     const int status = command->run(args);
     EndTRANS();
     return status;
   } catch (const cuadrante::tool::Misuse& e) {
-    std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), e.what());
+    std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), OneLine(e.what()).c_str());
     return cuadrante::tool::kMisuse;
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "cuadrante %s: out of memory\n", name.c_str());
+    return cuadrante::tool::kBadInput;
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), e.what());
+    std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), OneLine(e.what()).c_str());
     return cuadrante::tool::kBadInput;
   }
 }

@@ -28,7 +28,6 @@ struct DemoOptions {
   int stepMs = 25;
   bool fail = false;
   int stopAt = 0;  // 0: never
-  std::string env;
 };
 
 int WholeNumber(const Args& args, size_t& i, int low, int high) {
@@ -61,9 +60,6 @@ DemoOptions ParseOptions(const Args& args) {
       options.stopAt = WholeNumber(args, i, 1, 100000);
     } else if (args[i] == "--fail") {
       options.fail = true;
-    } else if (args[i] == "--env") {
-      if (i + 1 == args.size()) throw Misuse("--env needs a path");
-      options.env = args[++i];
     } else {
       throw Misuse("unknown argument '" + args[i] + "' (see `cuadrante help demo-operation`)");
     }
@@ -123,14 +119,12 @@ const char* FinalTypeLabel(short finalType) {
 }
 
 // Points the library at the environment document for the monitor switch: the
-// user's, or one of the demo's own, with the monitor on, removed afterwards.
+// user's (--env, already set by then), or one of the demo's own, with the
+// monitor on, removed afterwards.
 class DemoEnvironment {
  public:
   explicit DemoEnvironment(const std::string& path) {
-    if (!path.empty()) {
-      _GlobalMgr.SetFileEnv(path);
-      return;
-    }
+    if (!path.empty()) return;
     own_ = std::filesystem::temp_directory_path() /
            ("cuadrante-demo-" + std::to_string(::getpid()) + ".xml");
     _GlobalMgr.SetFileEnv(own_.string());
@@ -171,7 +165,7 @@ class ManagerScope {
 void HelpDemoOperation() {
   std::printf(
       "usage: cuadrante demo-operation [--steps N] [--step-ms MS] [--fail] [--stop-at K]\n"
-      "                                [--env FILE]\n\n"
+      "                                [--env PATH]\n\n"
       "Runs a long operation through the operation manager, as a host does: a worker\n"
       "thread counts N steps (default 40) of MS milliseconds (default 25) in three\n"
       "phases and reports each one; the command polls the manager and draws a progress\n"
@@ -181,13 +175,15 @@ void HelpDemoOperation() {
       "               final type 3 and the message tells why\n"
       "  --stop-at K  the command stops the operation once K steps are reported:\n"
       "               final type 2\n"
-      "  --env FILE   the environment document whose GENERAL/ZV_MON_TIMEOUT switches\n"
-      "               the monitor (default: a document of the demo's own, monitor on)\n");
+      "  --env PATH   the environment document whose GENERAL/ZV_MON_TIMEOUT switches\n"
+      "               the monitor (default: a document of the demo's own, monitor on)\n\n"
+      "examples:\n  cuadrante demo-operation --steps 8\n"
+      "  cuadrante demo-operation --fail --step-ms 5\n");
 }
 
 int RunDemoOperation(const Args& args) {
   const DemoOptions options = ParseOptions(args);
-  DemoEnvironment environment(options.env);
+  DemoEnvironment environment(EnvironmentOption());
   ManagerScope scope;
   TUnderOperationMgr& manager = *_UnderOperationMgr;
   std::printf("monitor %s (ZV_MON_TIMEOUT in %s)\n", manager.MonitorEnabled ? "on" : "off",

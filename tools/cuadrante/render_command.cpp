@@ -12,7 +12,7 @@
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
-#include "cuadrante/runtime/xmldocument.h"
+#include "cuadrante/services/translate.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicbox.h"
 #include "tools/cuadrante/commands.h"
@@ -54,15 +54,6 @@ std::string Escape(const std::string& text) {
   return out;
 }
 
-// Colours keep red in the low byte.
-std::string Hex(TColor colour) {
-  const auto value = static_cast<unsigned>(colour);
-  char text[8];
-  std::snprintf(text, sizeof text, "#%02x%02x%02x", value & 0xFF, (value >> 8) & 0xFF,
-                (value >> 16) & 0xFF);
-  return text;
-}
-
 // Dark text on light fills, white on dark ones.
 const char* InkFor(TColor colour) {
   const auto value = static_cast<unsigned>(colour);
@@ -93,36 +84,46 @@ struct Row {
   size_t lanes = 1;
 };
 
-// A rules document holds the eight-field text of a cycle in each point.
-bool HoldsRules(const std::string& path) {
-  TXMLDocument document;
-  document.LoadFromXML(ReadWholeFile(path));
-  const TXMLNode first = document.DocumentElement().FirstChild();
-  if (!first) return false;
-  TVectorStrings fields;
-  return RutinasText::GetStrings(AnsiString(first.Text()), ";", fields) >= 8;
-}
+// The boxes to draw over [from, to], and who owns them: rules unrolled into
+// boxes that carry the number of their rule as code, or a stored document of
+// boxes or points, the points made boxes.
+struct Timeline {
+  TCyclePointMgr rules;
+  TBasicPointMgr stored;
+  std::vector<std::unique_ptr<TBasicBox>> madeBoxes;
+  std::vector<TBasicBox*> boxes;
+};
 
-// The boxes of the document over [from, to]: rules unrolled into boxes that
-// carry the number of their rule as code, stored points made boxes as they are.
-void LoadBoxes(const std::string& path, TFecha from, TFecha to, TCyclePointMgr& rules,
-               std::vector<std::unique_ptr<TBasicBox>>& owned, std::vector<TBasicBox*>& boxes) {
-  if (HoldsRules(path)) {
-    LoadRules(path, rules);
-    rules.ExpandBoxes(from, to, true);
-    for (TBasicPoint* point : rules.Points) {
+void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeline) {
+  AnsiString text;
+  const DocumentKind kind = ReadDocument(path, text);
+  if (kind == DocumentKind::kRules) {
+    LoadRules(path, timeline.rules);
+    timeline.rules.ExpandBoxes(from, to, true);
+    for (TBasicPoint* point : timeline.rules.Points) {
       auto* box = static_cast<TBasicBox*>(point);
       box->SetCode("R" + std::to_string(box->Group));
-      boxes.push_back(box);
+      timeline.boxes.push_back(box);
     }
     return;
   }
-  TBasicPointMgr set;
-  LoadDocument(path, set);
-  for (TBasicPoint* point : set.Points) {
-    if (!point->Solap(from, to)) continue;
-    owned.push_back(std::make_unique<TBasicBox>(point));
-    boxes.push_back(owned.back().get());
+  TBasicBox boxPrototype;
+  TBasicPoint pointPrototype;
+  try {
+    timeline.stored.LoadFromXML(text,
+                                kind == DocumentKind::kBoxes ? &boxPrototype : &pointPrototype);
+  } catch (const Exception& e) {
+    throw EConvertError(path + ": " + e.Message);
+  }
+  const TFecha end(to.Value() + 1);  // the last second of the range is in it
+  for (TBasicPoint* point : timeline.stored.Points) {
+    if (!point->Solap(from, end)) continue;
+    if (kind == DocumentKind::kBoxes) {
+      timeline.boxes.push_back(static_cast<TBasicBox*>(point));
+    } else {
+      timeline.madeBoxes.push_back(std::make_unique<TBasicBox>(point));
+      timeline.boxes.push_back(timeline.madeBoxes.back().get());
+    }
   }
 }
 
@@ -133,35 +134,58 @@ bool IsWholeDays(const TBasicBox& box) {
          box.StartValue() % 86400 == 0;
 }
 
-std::vector<Row> LayOut(const std::vector<TBasicBox*>& boxes, TFecha from, TFecha to, bool byDay) {
-  const int64_t span = byDay ? 86400 : 7 * 86400;
+int64_t RowSpan(bool byDay) { return byDay ? 86400 : 7 * 86400; }
+
+// The rows of the picture, empty, each with its origin and label; a range of
+// more rows than a person reads is bad input, told before anything unrolls.
+std::vector<Row> MakeRows(TFecha from, TFecha to, bool byDay) {
+  const TFecha first = byDay ? TFecha(from.Date()) : from.StartOfWeek();
+  const int64_t span = RowSpan(byDay);
+  const int64_t count = (to.Value() - first.Value()) / span + 1;
+  if (count > static_cast<int64_t>(kMostRows)) {
+    throw EConvertError("the range " + from.ToString("dd/mm/yyyy") + " .. " +
+                        to.ToString("dd/mm/yyyy") + " gives " + std::to_string(count) +
+                        " rows, more than " + std::to_string(kMostRows) + "; draw a shorter one");
+  }
   std::vector<Row> rows;
-  for (TFecha origin = byDay ? TFecha(from.Date()) : from.StartOfWeek(); origin <= to;
-       origin = TFecha(origin.Value() + span)) {
-    if (rows.size() == kMostRows) {
-      throw EConvertError("the range gives more than " + std::to_string(kMostRows) +
-                          " rows; draw a shorter one");
-    }
+  rows.reserve(static_cast<size_t>(count));
+  for (int64_t i = 0; i < count; ++i) {
+    const TFecha origin(first.Value() + i * span);
     rows.push_back({origin,
                     byDay
                         ? origin.ToString("ddd dd/mm/yyyy")
                         : "S" + std::to_string(origin.Week()) + " " + origin.ToString("dd/mm/yyyy"),
                     {}});
   }
+  return rows;
+}
+
+// Places every box on each row it reaches, in one pass over the boxes: a
+// box's rows follow from its ends, so no row looks at boxes far from it.
+void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, bool byDay) {
+  const int64_t span = RowSpan(byDay);
+  const int64_t first = rows.front().origin.Value();
+  const auto lastRow = static_cast<int64_t>(rows.size()) - 1;
+  // Non-const: the library takes its geometry arguments by reference.
   double scale = static_cast<double>(kRowWidth) / (static_cast<double>(span) / 60.0);
   int x0 = 0;
   const TRect band{0, 0, 0, kLaneHeight};
-  for (Row& row : rows) {
-    const int64_t rowEnd = row.origin.Value() + span;
-    for (TBasicBox* box : boxes) {
-      const int64_t end = std::max(box->EndValue(), box->StartValue() + 1);
-      if (box->StartValue() >= rowEnd || end <= row.origin.Value()) continue;
+  for (TBasicBox* box : boxes) {
+    // A box of no length still gets a sliver on the row of its start.
+    const int64_t end = std::max(box->EndValue(), box->StartValue() + 1);
+    if (end <= first) continue;
+    const int64_t top = std::max<int64_t>(0, (box->StartValue() - first) / span);
+    const int64_t bottom = std::min(lastRow, (end - 1 - first) / span);
+    for (int64_t index = top; index <= bottom; ++index) {
+      Row& row = rows[static_cast<size_t>(index)];
       const TRect r = IsWholeDays(*box) ? box->CalculateFullBox(band, row.origin, x0, scale)
                                         : box->CalculateBox(band, row.origin, x0, scale);
       const int left = std::clamp(r.Left, 0, kRowWidth);
       const int right = std::clamp(std::max(r.Right, left + 2), 0, kRowWidth);
       if (right > left) row.pieces.push_back({box, left, right});
     }
+  }
+  for (Row& row : rows) {
     // Overlapping boxes go into lanes of their own, first fit by start.
     std::sort(row.pieces.begin(), row.pieces.end(),
               [](const Piece& a, const Piece& b) { return a.left < b.left; });
@@ -175,7 +199,6 @@ std::vector<Row> LayOut(const std::vector<TBasicBox*>& boxes, TFecha from, TFech
     }
     row.lanes = std::max<size_t>(1, laneEnds.size());
   }
-  return rows;
 }
 
 std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDay) {
@@ -207,7 +230,8 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
   put("<rect width=\"%d\" height=\"%d\" fill=\"#ffffff\"/>\n", width, height);
   svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(kMargin + 12) +
          "\" font-size=\"14\" font-weight=\"bold\">" +
-         Escape("Cuadrante " + from.ToString("dd/mm/yyyy") + " - " + to.ToString("dd/mm/yyyy")) +
+         Escape(Transport::Translate("Cuadrante") + " " + from.ToString("dd/mm/yyyy") + " - " +
+                to.ToString("dd/mm/yyyy")) +
          "</text>\n";
 
   // The axis: a tick and a label a day by week, every two hours by day.
@@ -238,19 +262,24 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
       const TBasicBox& box = *piece.box;
       const int by = y + static_cast<int>(piece.lane) * (kLaneHeight + kLaneGap);
       const int bw = piece.right - piece.left;
-      std::string label = box.GetTypeStr();
-      if (!Trim(box.Code).empty()) label += " " + Trim(box.Code);
-      const std::string fill = Hex(box.GetColor());
+      const std::string code = Trim(box.Code);
+      const std::string label = code.empty() ? box.GetTypeStr() : box.GetTypeStr() + " " + code;
+      const std::string fill = ColourHex(box.GetColor());
       put("<rect class=\"box\" data-type=\"%d\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
           "fill=\"%s\" stroke=\"#555555\" stroke-width=\"0.5\">",
           static_cast<int>(box.Type), x + piece.left, by, bw, kLaneHeight, fill.c_str());
       svg += "<title>" + Escape(label + ": " + box.ToString(4)) + "</title></rect>\n";
-      // About 6.5 px a character at this size: a label that does not fit is
-      // left to the tooltip rather than spilling over its neighbours.
-      if (static_cast<double>(Characters(label)) * 6.5 + 6 <= bw) {
+      // About 6.5 px a character at this size. A narrow box shows its code
+      // alone, the legend tells its type; one narrower still is left to the
+      // tooltip rather than spilling over its neighbours.
+      const auto fits = [bw](const std::string& text) {
+        return !text.empty() && static_cast<double>(Characters(text)) * 6.5 + 6 <= bw;
+      };
+      const std::string& shown = fits(label) ? label : code;
+      if (fits(shown)) {
         svg += "<text x=\"" + std::to_string(x + piece.left + 3) + "\" y=\"" +
                std::to_string(by + 16) + "\" fill=\"" + InkFor(box.GetColor()) + "\">" +
-               Escape(label) + "</text>\n";
+               Escape(shown) + "</text>\n";
       }
     }
     svg += "</g>\n";
@@ -260,12 +289,12 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
   svg += "<g class=\"legend\">\n";
   int ly = legendTop;
   if (types.empty()) {
-    svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(ly + 12) +
-           "\">Sin intervalos en el periodo</text>\n";
+    svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(ly + 12) + "\">" +
+           Escape(Transport::Translate("Sin intervalos en el periodo")) + "</text>\n";
   }
   for (const auto& [type, box] : types) {
     put("<rect x=\"%d\" y=\"%d\" width=\"14\" height=\"14\" fill=\"%s\" stroke=\"#555555\"/>\n",
-        kMargin, ly, Hex(box->GetColor()).c_str());
+        kMargin, ly, ColourHex(box->GetColor()).c_str());
     svg += "<text x=\"" + std::to_string(kMargin + 20) + "\" y=\"" + std::to_string(ly + 11) +
            "\">" + Escape(std::to_string(type) + " " + box->GetTypeStr()) + "</text>\n";
     ly += kLegendRow;
@@ -302,12 +331,12 @@ int RunRender(const Args& args) {
   TFecha to;
   ParseRange(options, from, to);
 
-  TCyclePointMgr rules;
-  std::vector<std::unique_ptr<TBasicBox>> owned;
-  std::vector<TBasicBox*> boxes;
-  LoadBoxes(options.words[0], from, to, rules, owned, boxes);
-  const std::vector<Row> rows = LayOut(boxes, from, to, group == "day");
-  const std::string svg = Draw(rows, from, to, group == "day");
+  const bool byDay = group == "day";
+  std::vector<Row> rows = MakeRows(from, to, byDay);
+  Timeline timeline;
+  LoadBoxes(options.words[0], from, to, timeline);
+  LayOut(timeline.boxes, rows, byDay);
+  const std::string svg = Draw(rows, from, to, byDay);
   try {
     WriteFileAtomically(output, svg);
   } catch (const Exception& e) {
@@ -316,7 +345,7 @@ int RunRender(const Args& args) {
   size_t pieces = 0;
   for (const Row& row : rows) pieces += row.pieces.size();
   std::printf("%s: %zu rows, %zu boxes of %zu occurrences\n", output.c_str(), rows.size(), pieces,
-              boxes.size());
+              timeline.boxes.size());
   return 0;
 }
 

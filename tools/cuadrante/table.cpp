@@ -1,0 +1,94 @@
+#include "tools/cuadrante/table.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "cuadrante/runtime/xmldocument.h"
+
+namespace cuadrante::tool {
+
+std::string Pad(const std::string& text, size_t width, bool right) {
+  size_t characters = 0;
+  for (const char c : text) characters += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  const std::string blanks(characters < width ? width - characters : 0, ' ');
+  return right ? blanks + text : text + blanks;
+}
+
+std::string CsvField(const std::string& text) {
+  const bool quote = text.find_first_of(",\"\r\n") != std::string::npos ||
+                     (!text.empty() && (text.front() == ' ' || text.back() == ' '));
+  if (!quote) return text;
+  std::string out = "\"";
+  for (const char c : text) {
+    if (c == '"') out += '"';
+    out += c;
+  }
+  return out + "\"";
+}
+
+Table::Table(std::string name, std::vector<Column> columns)
+    : name_(std::move(name)), columns_(std::move(columns)) {}
+
+void Table::Add(std::vector<std::string> cells) {
+  if (cells.size() != columns_.size()) {
+    throw std::logic_error("a row of " + std::to_string(cells.size()) + " cells in a table of " +
+                           std::to_string(columns_.size()) + " columns");
+  }
+  rows_.push_back(std::move(cells));
+}
+
+void Table::Print(Format format, std::FILE* out) const {
+  switch (format) {
+    case Format::kText:
+      PrintText(out);
+      break;
+    case Format::kCsv:
+      PrintCsv(out);
+      break;
+    case Format::kXml:
+      PrintXml(out);
+      break;
+  }
+}
+
+void Table::PrintText(std::FILE* out) const {
+  const auto line = [&](auto cellOf) {
+    std::string text;
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (i > 0) text += ' ';
+      // The last column is not padded, so that lines carry no trailing blanks.
+      const bool last = i + 1 == columns_.size();
+      text += last && !columns_[i].right ? cellOf(i)
+                                         : Pad(cellOf(i), columns_[i].width, columns_[i].right);
+    }
+    std::fprintf(out, "%s\n", text.c_str());
+  };
+  line([&](size_t i) -> const std::string& { return columns_[i].header; });
+  for (const auto& row : rows_) line([&](size_t i) -> const std::string& { return row[i]; });
+}
+
+void Table::PrintCsv(std::FILE* out) const {
+  const auto line = [&](auto cellOf) {
+    std::string text;
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (i > 0) text += ',';
+      text += CsvField(cellOf(i));
+    }
+    std::fprintf(out, "%s\r\n", text.c_str());
+  };
+  line([&](size_t i) -> const std::string& { return columns_[i].key; });
+  for (const auto& row : rows_) line([&](size_t i) -> const std::string& { return row[i]; });
+}
+
+void Table::PrintXml(std::FILE* out) const {
+  TXMLDocument document;
+  const TXMLNode root = document.CreateDocumentElement(name_);
+  for (const auto& row : rows_) {
+    const TXMLNode element = root.AddChild("row");
+    for (size_t i = 0; i < columns_.size(); ++i) element.AddChild(columns_[i].key).SetText(row[i]);
+  }
+  const std::string text = document.SaveToXML();
+  std::fprintf(out, "%s%s", text.c_str(), !text.empty() && text.back() == '\n' ? "" : "\n");
+}
+
+}  // namespace cuadrante::tool
