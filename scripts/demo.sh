@@ -1,43 +1,37 @@
 #!/usr/bin/env bash
-# The demo: runs the command-line host on real inputs, one step at a time.
+# The demo: the main job of the library, run through the command-line host on
+# the example rules for the current month, one step at a time.
 set -euo pipefail
-tool=${1:?usage: demo.sh PATH-TO-cuadrante}
+tool=$(realpath "${1:?usage: demo.sh PATH-TO-cuadrante}")
+cd "$(dirname "$0")/.."
+mkdir -p build/demo
 
-step() { printf '\n== %s\n$ %s\n' "$1" "${*:2}"; "${@:2}"; }
+# step HEADER ARGS...: a one-line header, the command as typed, its output.
+step() {
+  printf '\n== %s\n$ cuadrante %s\n' "$1" "${*:2}"
+  "$tool" "${@:2}"
+}
 
-step "A time point from its stored text: forms, type label, classes" \
-  "$tool" point "4004582400;28800;2;1"
-step "The calendar around today" "$tool" date "$(date +%F)"
-step "A date across the change of ISO year" "$tool" date 2026-12-31
+first=$(date +%Y-%m-01)
+last=$(date -d "$first +1 month -1 day" +%F)
 
-# Translation: a small English dictionary; the labels it lacks are collected.
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-printf '[Localization]\nDictionary=.dic\n' > "$work/en.ini"
-printf 'Horario\tTimetable\r\nLunes\tMonday\r\nDomingo\tSunday\r\n' > "$work/en.ini.dic"
-step "The same point and date with an English dictionary" \
-  "$tool" point "4004582400;28800;2;1" --dict "$work/en.ini"
-"$tool" date 2026-11-25 --dict "$work/en.ini" | head -4
-step "The rows the dictionary collected for a translator to fill in" cat "$work/en.ini.dic"
+step "The shift rules unrolled over this month, occurrence by occurrence" \
+  expand examples/rules.xml --from "$first" --to "$last"
+step "This month's roster: week rows by type, hours a day, totals" \
+  roster examples/rules.xml --month "$(date +%Y-%m)"
+step "The same month drawn as a picture (open it in a browser)" \
+  render examples/rules.xml --from "$first" --to "$last" -o build/demo/roster.svg
+step "A long operation on a worker thread, polled with a progress bar" \
+  demo-operation --steps 40
 
-month=$(date +%Y-%m)
-step "Shift rules unrolled over this month's first week" \
-  "$tool" expand "$(dirname "$0")/../examples/rules.xml" --from "$month-01" --to "$month-07"
-step "This month's roster from the rules: week rows by type, hours a day, totals" \
-  "$tool" roster "$(dirname "$0")/../examples/rules.xml" --month "$month"
-step "The month cut into fortnights with their labels" \
-  "$tool" periods --from "$month-01" --to "$month-28" --group fortnight
-
-step "A stored roster (point-set document) listed point by point" \
-  "$tool" points "$(dirname "$0")/../examples/points.xml"
-step "The same roster laid out by week, one column a day, with totals" \
-  "$tool" grid "$(dirname "$0")/../examples/points.xml"
-
-step "A long job in the background: live progress, then the record the manager keeps after the thread is gone" \
-  "$tool" demo-operation
-step "The same job stopped by the host at step 10" "$tool" demo-operation --stop-at 10
-
-line=$("$tool" zip < "$(dirname "$0")/../examples/rules.xml")
-step "The rules document as one printable line (Base64 of its gzip stream)" echo "${line:0:72}..."
-printf '\n== And back: the first lines of the document unzipped from that line\n$ %s unzip | head -4\n' "$tool"
-"$tool" unzip <<<"$line" | head -4
+printf '\n== The rules document zipped to one printable line (Base64 of gzip) and back\n'
+printf '$ cuadrante zip < examples/rules.xml | cuadrante unzip\n'
+line=$("$tool" zip <examples/rules.xml)
+"$tool" unzip <<<"$line" >build/demo/rules.unzipped.xml
+printf '%s... (%d characters for %d bytes)\n' "${line:0:60}" "${#line}" \
+  "$(wc -c <examples/rules.xml)"
+if ! cmp -s examples/rules.xml build/demo/rules.unzipped.xml; then
+  echo "unzipped: the text differs from examples/rules.xml" >&2
+  exit 1
+fi
+echo "unzipped: the same $(wc -c <examples/rules.xml) bytes as examples/rules.xml"
