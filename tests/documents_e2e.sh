@@ -128,6 +128,10 @@ check "a box crossing midnight is drawn on both days" test "$(grep -c 'data-type
 expect 0 'empty.svg: 1 rows, 0 boxes' render "$examples/points.xml" --from 2027-01-04 --to 2027-01-04 --by day -o "$work/empty.svg"
 check "an empty picture says so" grep -q 'Sin intervalos en el periodo' "$work/empty.svg"
 
+# The picture in the README is the tool's own drawing of the example rules.
+"$tool" render "$examples/rules.xml" "${range[@]}" -o "$work/readme.svg" >/dev/null
+check "docs/roster.svg is what render draws today" cmp -s "$examples/../docs/roster.svg" "$work/readme.svg"
+
 # Help for every command, with an example.
 for command in $("$tool" help | awk '/^commands:/{on=1; next} /^$/{on=0} on {print $1}'); do
   [[ $command == help ]] && continue

@@ -36,7 +36,7 @@ const Command kCommands[] = {
      cuadrante::tool::HelpExpand},
     {"periods", "cut a range into labelled calendar periods", cuadrante::tool::RunPeriods,
      cuadrante::tool::HelpPeriods},
-    {"roster", "a month's week grid of the unrolled rules", cuadrante::tool::RunRoster,
+    {"roster", "week grid of the rules unrolled over a month or range", cuadrante::tool::RunRoster,
      cuadrante::tool::HelpRoster},
     {"render", "draw the timeline of a document as an SVG picture", cuadrante::tool::RunRender,
      cuadrante::tool::HelpRender},
