@@ -1,0 +1,233 @@
+#!/usr/bin/env bash
+# Draws the example rosters with `cuadrante render`, has headless Chromium parse
+# and screenshot each SVG, and compares the pixels with the SVG through
+# cuadrante_svgprobe. Tampered pictures must fail the same checks, so we know
+# they can. Exits 77 (skipped) when Chromium is missing and cannot be installed.
+#
+# usage: render_browser.sh PATH-TO-cuadrante PATH-TO-cuadrante_svgprobe
+# Set CUADRANTE_BROWSER_KEEP=DIR to keep the SVGs and screenshots there.
+set -u
+tool=${1:?usage: render_browser.sh PATH-TO-cuadrante PATH-TO-cuadrante_svgprobe}
+probe=${2:?usage: render_browser.sh PATH-TO-cuadrante PATH-TO-cuadrante_svgprobe}
+root=$(cd "$(dirname "$0")/.." && pwd)
+examples=$root/examples
+
+# Installing needs root, or sudo that asks no password, and apt; without them
+# the test cannot run here, which is not the same as the picture being wrong.
+if ! command -v chromium >/dev/null || ! command -v pngcrush >/dev/null; then
+  if command -v apt-get >/dev/null && { [ "$(id -u)" -eq 0 ] || sudo -n true 2>/dev/null; }; then
+    "$root/scripts/deps.sh" --browser >&2 || echo "render_browser: deps.sh --browser failed" >&2
+  fi
+fi
+if ! command -v chromium >/dev/null; then
+  echo "SKIP: chromium is not installed and could not be installed here" \
+    "(scripts/deps.sh --browser needs apt and root or password-less sudo)"
+  exit 77
+fi
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/cuadrante-browser.XXXXXX")
+cleanup() {
+  if [ -n "${CUADRANTE_BROWSER_KEEP:-}" ]; then
+    mkdir -p "$CUADRANTE_BROWSER_KEEP" && cp "$work"/*.svg "$work"/*.png "$CUADRANTE_BROWSER_KEEP"/
+  fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+failures=0
+passes=0
+pass() { passes=$((passes + 1)); echo "ok   $*"; }
+fail() { failures=$((failures + 1)); echo "FAIL $*"; }
+
+# Chromium writes dbus complaints to stderr on machines without a session bus:
+# they go to a log that is shown only when Chromium itself fails.
+chromium_run() {
+  local profile
+  profile=$(mktemp -d "$work/profile.XXXXXX")
+  timeout 60 chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run \
+    --disable-background-networking --disable-component-update --disable-sync \
+    --user-data-dir="$profile" --hide-scrollbars --force-device-scale-factor=1 "$@" \
+    2>>"$work/chromium.log"
+  local status=$?
+  rm -rf "$profile"
+  if [ $status -ne 0 ]; then
+    echo "chromium $* exited with $status; the end of its log:"
+    tail -n 15 "$work/chromium.log" | sed 's/^/    /'
+  fi
+  return $status
+}
+
+# size SVG: "W H" from the root element.
+size() {
+  sed -n 's/.*<svg [^>]*width="\([0-9]*\)" height="\([0-9]*\)".*/\1 \2/p' "$1" | head -n 1
+}
+
+# screenshot SVG PNG [W H]: the SVG at its own size unless another is given.
+screenshot() {
+  local w h
+  read -r w h <<<"${3:+$3 $4}"
+  [ -n "${w:-}" ] || read -r w h <<<"$(size "$1")"
+  rm -f "$2"
+  chromium_run --window-size="$w,$h" --screenshot="$2" "file://$1" >/dev/null && [ -s "$2" ]
+}
+
+# dom_check SVG: Chromium parsed the whole file: no parser error, and every box
+# of the file is in the document it built.
+dom_check() {
+  local dom="$work/dom.html" want got
+  chromium_run --dump-dom "file://$1" >"$dom" || return 1
+  if grep -q parsererror "$dom"; then
+    echo "    $(basename "$1"): Chromium reports a parser error:" \
+      "$(grep -o 'following errors:</h3><div[^>]*>[^<]*' "$dom" | sed 's/.*>//' | head -n 1)"
+    return 1
+  fi
+  want=$(grep -o 'class="box"' "$1" | wc -l)
+  got=$(grep -o 'class="box"' "$dom" | wc -l)
+  if [ "$got" -eq 0 ] || [ "$got" -ne "$want" ]; then
+    echo "    $(basename "$1"): $got boxes in Chromium's document, $want in the file"
+    return 1
+  fi
+}
+
+# probe_expect STATUS PATTERN ARGS...: the probe exits with STATUS and prints PATTERN.
+probe_expect() {
+  local status=$1 pattern=$2 out code
+  shift 2
+  out=$("$probe" "$@" 2>&1)
+  code=$?
+  if [ $code -eq "$status" ] && grep -qE -- "$pattern" <<<"$out"; then
+    return 0
+  fi
+  echo "    cuadrante_svgprobe $* -> status $code (want $status), output:"
+  sed 's/^/      /' <<<"$out" | head -n 20
+  return 1
+}
+
+# The two pictures: a month of the rules by week, two weeks of points by day.
+render() {
+  local name=$1
+  shift
+  if "$tool" render "$@" -o "$work/$name.svg" >"$work/render.out" 2>&1 && [ -s "$work/$name.svg" ]; then
+    pass "render $name"
+  else
+    fail "render $name: $(cat "$work/render.out")"
+  fi
+}
+render rules-week "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --by week
+render points-day "$examples/points.xml" --from 2026-11-16 --to 2026-11-29 --by day
+
+for name in rules-week points-day; do
+  svg=$work/$name.svg
+  [ -s "$svg" ] || continue
+  if dom_check "$svg"; then pass "$name parses in Chromium"; else fail "$name parses in Chromium"; fi
+  if screenshot "$svg" "$work/$name.png"; then
+    if probe_expect 0 'all pass' "$svg" "$work/$name.png"; then
+      pass "$name screenshot matches the SVG: $("$probe" "$svg" "$work/$name.png" | tail -n 1)"
+    else
+      fail "$name screenshot matches the SVG"
+    fi
+  else
+    fail "$name screenshot"
+  fi
+done
+
+# Negative controls on the weekly picture: each tampering must be caught.
+svg=$work/rules-week.svg
+if [ -s "$svg" ] && [ -s "$work/rules-week.png" ]; then
+  read -r w h <<<"$(size "$svg")"
+
+  # The first box drawn in another colour than the SVG we hold it to.
+  first=$(grep -m 1 -o 'class="box"[^>]*fill="#[0-9a-f]*"' "$svg" | grep -o '#[0-9a-f]\{6\}')
+  other='#ff00ff'
+  [ "$first" = "$other" ] && other='#00ff00'
+  sed "0,/class=\"box\"/{/class=\"box\"/s/fill=\"$first\"/fill=\"$other\"/}" "$svg" >"$work/recoloured.svg"
+  if cmp -s "$svg" "$work/recoloured.svg"; then
+    fail "recoloured box: the copy did not change"
+  elif screenshot "$work/recoloured.svg" "$work/recoloured.png" &&
+    probe_expect 1 "^FAIL box #0 .*expected $first .*found $other" "$svg" "$work/recoloured.png" &&
+    probe_expect 1 ': 1 failure\(s\)$' "$svg" "$work/recoloured.png"; then
+    pass "a recoloured box is caught, and only it"
+  else
+    fail "a recoloured box is caught"
+  fi
+
+  # A mark where the SVG draws nothing: only the background check can see it.
+  sed "s|</svg>|<rect x=\"$((w - 60))\" y=\"4\" width=\"20\" height=\"8\" fill=\"#ff0000\"/></svg>|" \
+    "$svg" >"$work/stray.svg"
+  if screenshot "$work/stray.svg" "$work/stray.png" &&
+    probe_expect 1 '^FAIL background: [0-9]+ pixels' "$svg" "$work/stray.png" &&
+    probe_expect 1 ': 1 failure\(s\)$' "$svg" "$work/stray.png"; then
+    pass "a stray mark on the background is caught"
+  else
+    fail "a stray mark on the background is caught"
+  fi
+
+  # A window of the wrong size.
+  if screenshot "$svg" "$work/narrow.png" $((w - 100)) "$h" &&
+    probe_expect 1 "^FAIL screenshot is $((w - 100))x$h, the SVG is ${w}x$h" "$svg" "$work/narrow.png"; then
+    pass "a screenshot of the wrong size is caught"
+  else
+    fail "a screenshot of the wrong size is caught"
+  fi
+
+  # Half a file: Chromium must report the parser error, and the probe refuse it.
+  head -c $(($(wc -c <"$svg") / 2)) "$svg" >"$work/truncated.svg"
+  if dom_check "$work/truncated.svg" >/dev/null; then
+    fail "a truncated SVG is caught by the DOM check"
+  else
+    pass "a truncated SVG is caught by the DOM check"
+  fi
+  if probe_expect 2 'truncated.svg: .* at offset [0-9]+' "$work/truncated.svg" "$work/rules-week.png"; then
+    pass "a truncated SVG is refused by the probe"
+  else
+    fail "a truncated SVG is refused by the probe"
+  fi
+
+  # The PNG reader against an independent encoder: the screenshot written again
+  # with each filter type alone, and as RGBA, must decode to the same pixels.
+  png=$work/rules-week.png
+  if command -v pngcrush >/dev/null; then
+    "$probe" --ppm "$png" "$work/reference.ppm"
+    names=(none sub up average paeth)
+    for f in 0 1 2 3 4; do
+      pngcrush -q -noreduce -force -m 1 -f $f "$png" "$work/filter$f.png" >/dev/null 2>&1
+      if probe_expect 0 "${names[$f]} $h( |$)" --info "$work/filter$f.png" &&
+        "$probe" --ppm "$work/filter$f.png" "$work/filter$f.ppm" &&
+        cmp -s "$work/reference.ppm" "$work/filter$f.ppm"; then
+        pass "PNG rows filtered by ${names[$f]} decode to the screenshot's pixels"
+      else
+        fail "PNG rows filtered by ${names[$f]} decode to the screenshot's pixels"
+      fi
+    done
+    pngcrush -q -noreduce -force -c 6 "$png" "$work/rgba.png" >/dev/null 2>&1
+    if probe_expect 0 'RGBA' --info "$work/rgba.png" &&
+      "$probe" --ppm "$work/rgba.png" "$work/rgba.ppm" && cmp -s "$work/reference.ppm" "$work/rgba.ppm"; then
+      pass "an RGBA PNG decodes to the screenshot's pixels"
+    else
+      fail "an RGBA PNG decodes to the screenshot's pixels"
+    fi
+    pngcrush -q -force -c 0 "$png" "$work/grey.png" >/dev/null 2>&1
+    if probe_expect 2 'colour type 0 \(only 8-bit RGB and RGBA are read\)' --info "$work/grey.png"; then
+      pass "a greyscale PNG is refused"
+    else
+      fail "a greyscale PNG is refused"
+    fi
+  else
+    echo "note: pngcrush is missing, so the PNG reader is not checked against each filter type"
+  fi
+  head -c $(($(wc -c <"$png") / 2)) "$png" >"$work/cut.png"
+  middle=$(($(wc -c <"$png") / 2))
+  cp "$png" "$work/flipped.png"
+  byte=$(od -An -tu1 -j "$middle" -N 1 "$png" | tr -d ' ')
+  printf '%b' "\\0$(printf %03o $((byte ^ 0x55)))" |
+    dd of="$work/flipped.png" bs=1 seek="$middle" conv=notrunc status=none
+  if probe_expect 2 'cut.png: (truncated chunk|chunk IDAT runs past the end)' --info "$work/cut.png" &&
+    probe_expect 2 'flipped.png: bad CRC in chunk IDAT' --info "$work/flipped.png"; then
+    pass "a cut or damaged PNG is refused"
+  else
+    fail "a cut or damaged PNG is refused"
+  fi
+fi
+
+echo "render_browser: $passes passed, $failures failed"
+[ $failures -eq 0 ]
