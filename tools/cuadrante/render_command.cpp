@@ -21,7 +21,6 @@ namespace cuadrante::tool {
 namespace {
 
 constexpr int kRowLabelWidth = 120;
-constexpr int kRowWidth = 1008;  // 144 px a day by week, 42 px an hour by day
 constexpr int kMargin = 16;
 constexpr int kAxisHeight = 28;
 constexpr int kLaneHeight = 24;
@@ -136,6 +135,15 @@ bool IsWholeDays(const TBasicBox& box) {
 
 int64_t RowSpan(bool byDay) { return byDay ? 86400 : 7 * 86400; }
 
+// Pixels a minute: powers of two, so that the library's truncation of
+// minutes times scale never lands a pixel short of a whole hour's line, as
+// 0.7 (1320 * 0.7 == 923.999...) would.
+double PixelsPerMinute(bool byDay) { return byDay ? 0.75 : 0.125; }
+// 45 px an hour by day, 180 px a day by week.
+int RowWidth(bool byDay) {
+  return static_cast<int>(static_cast<double>(RowSpan(byDay)) / 60.0 * PixelsPerMinute(byDay));
+}
+
 // The rows of the picture, empty, each with its origin and label; a range of
 // more rows than a person reads is bad input, told before anything unrolls.
 std::vector<Row> MakeRows(TFecha from, TFecha to, bool byDay) {
@@ -167,7 +175,8 @@ void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, bool b
   const int64_t first = rows.front().origin.Value();
   const auto lastRow = static_cast<int64_t>(rows.size()) - 1;
   // Non-const: the library takes its geometry arguments by reference.
-  double scale = static_cast<double>(kRowWidth) / (static_cast<double>(span) / 60.0);
+  double scale = PixelsPerMinute(byDay);
+  const int rowWidth = RowWidth(byDay);
   int x0 = 0;
   const TRect band{0, 0, 0, kLaneHeight};
   for (TBasicBox* box : boxes) {
@@ -180,8 +189,8 @@ void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, bool b
       Row& row = rows[static_cast<size_t>(index)];
       const TRect r = IsWholeDays(*box) ? box->CalculateFullBox(band, row.origin, x0, scale)
                                         : box->CalculateBox(band, row.origin, x0, scale);
-      const int left = std::clamp(r.Left, 0, kRowWidth);
-      const int right = std::clamp(std::max(r.Right, left + 2), 0, kRowWidth);
+      const int left = std::clamp(r.Left, 0, rowWidth);
+      const int right = std::clamp(std::max(r.Right, left + 2), 0, rowWidth);
       if (right > left) row.pieces.push_back({box, left, right});
     }
   }
@@ -210,7 +219,9 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
   int rowsHeight = 0;
   for (const Row& row : rows)
     rowsHeight += static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) + kRowGap;
-  const int width = kMargin * 2 + kRowLabelWidth + kRowWidth;
+  const int rowWidth = RowWidth(byDay);
+  const double scale = PixelsPerMinute(byDay);
+  const int width = kMargin * 2 + kRowLabelWidth + rowWidth;
   const int top = kMargin + 24 + kAxisHeight;
   const int legendTop = top + rowsHeight + 12;
   const int height =
@@ -234,14 +245,23 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
                 to.ToString("dd/mm/yyyy")) +
          "</text>\n";
 
-  // The axis: a tick and a label a day by week, every two hours by day.
+  // The axis: a labelled line a day by week and every two hours by day, and
+  // fainter ones every six hours and every hour between them.
   const int ticks = byDay ? 12 : 7;
+  const int minorTicks = byDay ? 24 : 28;
   const int axisY = kMargin + 24;
+  const int axisBottom = top + rowsHeight - kRowGap;
   svg += "<g class=\"axis\" fill=\"#333333\">\n";
+  for (int i = 1; i < minorTicks; ++i) {
+    if (i % (minorTicks / ticks) == 0) continue;
+    const int tx = x + rowWidth * i / minorTicks;
+    put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#eeeeee\"/>\n", tx, top, tx,
+        axisBottom);
+  }
   for (int i = 0; i <= ticks; ++i) {
-    const int tx = x + kRowWidth * i / ticks;
+    const int tx = x + rowWidth * i / ticks;
     put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#d0d0d0\"/>\n", tx, axisY + 18, tx,
-        top + rowsHeight);
+        axisBottom);
     if (i == ticks) break;
     const std::string label =
         byDay ? (i * 2 < 10 ? "0" : "") + std::to_string(i * 2) + ":00"
@@ -257,7 +277,25 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
     svg += "<g class=\"row\">\n<text x=\"" + std::to_string(kMargin) + "\" y=\"" +
            std::to_string(y + 16) + "\">" + Escape(row.label) + "</text>\n";
     put("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"none\" stroke=\"#e4e4e4\"/>\n",
-        x, y, kRowWidth, rowHeight);
+        x, y, rowWidth, rowHeight);
+    // The days of a week row that lie outside the range are greyed: they are
+    // not free, they were not asked for.
+    const auto minutesInto = [&row](int64_t value) {
+      return static_cast<double>(value - row.origin.Value()) / 60.0;
+    };
+    const int before = std::clamp(static_cast<int>(minutesInto(from.Value()) * scale), 0, rowWidth);
+    const int after =
+        std::clamp(static_cast<int>(minutesInto(to.Value() + 1) * scale), 0, rowWidth);
+    if (before > 0) {
+      put("<rect class=\"outside\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
+          "fill=\"#f0f0f0\"/>\n",
+          x, y, before, rowHeight);
+    }
+    if (after < rowWidth) {
+      put("<rect class=\"outside\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
+          "fill=\"#f0f0f0\"/>\n",
+          x + after, y, rowWidth - after, rowHeight);
+    }
     for (const Piece& piece : row.pieces) {
       const TBasicBox& box = *piece.box;
       const int by = y + static_cast<int>(piece.lane) * (kLaneHeight + kLaneGap);
