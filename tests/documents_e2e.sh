@@ -112,6 +112,12 @@ expect 0 '^ +4 03/11/2026 09:00 04/11/2026 09:00 1 d +8 Cobertura' expand "$exam
 expect 0 '^<POINTSMGR>' points "$work/week.xml" --format xml
 expect 0 '^12 points, 4 d 10 h in all' points "$work/week.xml"
 expect 0 'S45 02/11 +2 Horario +16 +16 +16 +16 +16 +- +- +80.00 h$' grid "$work/week.xml"
+# Labels come through the dictionary; CSV quotes what would split a field.
+printf '[Localization]\nDictionary=.dic\n' >"$work/quote.ini"
+printf 'Horario\tTurno "A", ma\xc3\xb1ana\r\n' >"$work/quote.ini.dic"
+expect 0 '^8,2026-11-23 08:00:00,2026-11-23 16:00:00,28800,2,"Turno ""A"", mañana"'$'\r$' \
+  points "$examples/points.xml" --format csv --dict "$work/quote.ini"
+expect 0 '<label>Turno "A", mañana</label>' grid "$examples/points.xml" --format xml --dict "$work/quote.ini"
 csv_rows=$("$tool" expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --format csv | wc -l)
 xml_rows=$("$tool" expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --format xml | grep -c '<POINT>')
 check "csv and xml give one row an occurrence ($csv_rows header+rows, $xml_rows points)" test "$csv_rows" -eq $((xml_rows + 1))

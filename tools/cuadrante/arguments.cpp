@@ -1,5 +1,6 @@
 // Arguments and documents shared by the commands.
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -123,6 +124,10 @@ void LoadRules(const std::string& path, TCyclePointMgr& rules) {
   if (ReadDocument(path, text) != DocumentKind::kRules) {
     throw EConvertError(path + ": holds stored points, not rules (list them with `points`)");
   }
+  LoadRulesFrom(path, text, rules);
+}
+
+void LoadRulesFrom(const std::string& path, const AnsiString& text, TCyclePointMgr& rules) {
   TCyclePoint prototype;
   try {
     rules.LoadCyclesFromXML(text, &prototype);
@@ -151,6 +156,12 @@ void LoadDocument(const std::string& path, TBasicPointMgr& set) {
 namespace {
 std::string environmentOption;
 }  // namespace
+
+void PrintAsDocument(const TBasicPointMgr& set) {
+  AnsiString xml;
+  set.SaveToXML(xml);
+  std::printf("%s\n", xml.c_str());
+}
 
 const std::string& EnvironmentOption() { return environmentOption; }
 void SetEnvironmentOption(const std::string& path) { environmentOption = path; }

@@ -76,6 +76,8 @@ enum class DocumentKind { kPoints, kBoxes, kRules };
 DocumentKind ReadDocument(const std::string& path, AnsiString& text);
 // Loads the rules of `path`; the expansion is not clipped by a range of its own.
 void LoadRules(const std::string& path, TCyclePointMgr& rules);
+// The same from the `text` of a document that ReadDocument found to hold rules.
+void LoadRulesFrom(const std::string& path, const AnsiString& text, TCyclePointMgr& rules);
 // Loads the stored points or boxes at `path` into `set`, as points.
 void LoadDocument(const std::string& path, TBasicPointMgr& set);
 
@@ -92,6 +94,8 @@ void PrintGrid(const SetPointsGrid& grid, TTimesGroup group, Format format);
 // One row a point: its group (or, for unrolled rules, the rule), first and
 // closing minute, length, type and label, and the colour of boxes.
 void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours);
+// The set as a point-set document on stdout, which the commands read back.
+void PrintAsDocument(const TBasicPointMgr& set);
 // A colour of the library (red in the low byte) as "#rrggbb".
 std::string ColourHex(TColor colour);
 

@@ -47,9 +47,7 @@ int RunExpand(const Args& args) {
   }
   rules.Sort();
   if (format == Format::kXml) {
-    AnsiString xml;
-    rules.SaveToXML(xml);
-    std::printf("%s\n", xml.c_str());
+    PrintAsDocument(rules);
     return 0;
   }
   PrintPoints(rules.Points, format, true, boxes);

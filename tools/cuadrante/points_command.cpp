@@ -173,9 +173,7 @@ int RunPoints(const Args& args) {
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
   if (format == Format::kXml) {
-    AnsiString xml;
-    set.SaveToXML(xml);
-    std::printf("%s\n", xml.c_str());
+    PrintAsDocument(set);
     return 0;
   }
   PrintPoints(set.Points, format, false, false);

@@ -97,7 +97,7 @@ void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeli
   AnsiString text;
   const DocumentKind kind = ReadDocument(path, text);
   if (kind == DocumentKind::kRules) {
-    LoadRules(path, timeline.rules);
+    LoadRulesFrom(path, text, timeline.rules);
     timeline.rules.ExpandBoxes(from, to, true);
     for (TBasicPoint* point : timeline.rules.Points) {
       auto* box = static_cast<TBasicBox*>(point);
