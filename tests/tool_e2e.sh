@@ -73,5 +73,8 @@ if ! grep -q $'^Lunes\t<N/A>\r$' "$work/en.ini.dic"; then
 fi
 expect 0 'week start +<N/A> 23/11' date 2026-11-25 --dict "$work/en.ini"  # then the unfilled row
 expect 2 'needs a settings file' point "1;2;3;4" --dict
+expect 1 'missing.ini: no such settings file' point "1;2;3;4" --dict "$work/missing.ini"
+printf '[Other]\nKey=1\n' > "$work/other.ini"
+expect 1 'other.ini: names no dictionary' point "1;2;3;4" --dict "$work/other.ini"
 
 finish

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/translate.h"
 #include "tools/cuadrante/commands.h"
@@ -93,8 +95,14 @@ void TakeGlobalOptions(std::vector<std::string>& args) {
     args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
                args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
     if (arg == "--dict") {
+      // The library takes a missing or empty settings file for "no
+      // translation"; a person who asked for one is told instead.
+      if (!FileExists(value)) throw EFOpenError(value + ": no such settings file");
       bTransActivated = true;
       InitTRANS(value);
+      if (_Translate == nullptr || _Translate->DictionaryFile == _Translate->BasePath) {
+        throw EConvertError(value + ": names no dictionary (section Localization, key Dictionary)");
+      }
     } else {
       cuadrante::tool::SetEnvironmentOption(value);
       _GlobalMgr.SetFileEnv(value);
