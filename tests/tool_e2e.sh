@@ -57,6 +57,12 @@ if ! grep -q '<?xml version="1.0" encoding="UTF-8" standalone="no"?>' "$env"; th
 fi
 expect 1 "cannot read or create '/nonexistent/env.xml'" env get A B --env /nonexistent/env.xml
 expect 2 'expects get' env frobnicate
+printf '<DATAPACKET><GENERAL><ZV' > "$work/broken-env.xml"
+cp "$work/broken-env.xml" "$work/broken-env.copy"
+expect 1 'broken-env.xml: .*not well-formed.*\(left as it is\)' env set GENERAL X 1 --env "$work/broken-env.xml"
+expect 1 'broken-env.xml: .*not well-formed' demo-operation --steps 1 --env "$work/broken-env.xml"
+check "a broken environment document is left as it was" cmp -s "$work/broken-env.xml" "$work/broken-env.copy"
+expect 1 'points.xml: is no environment document \(its root is POINTSMGR' env get GENERAL X --env "$examples/points.xml"
 ini="e2e-$$.ini"
 expect 0 '^$' config set GENERAL PORT 8080 --file "$ini"
 expect 0 '^8080$' config get GENERAL PORT --file "$ini"

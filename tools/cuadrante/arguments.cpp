@@ -157,6 +157,24 @@ namespace {
 std::string environmentOption;
 }  // namespace
 
+void CheckEnvironmentDocument(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) return;
+  if (!std::filesystem::is_regular_file(path, error)) {
+    throw EFOpenError(path + ": is no regular file");
+  }
+  TXMLDocument document;
+  try {
+    document.LoadFromXML(ReadWholeFile(path));
+  } catch (const Exception& e) {
+    throw EConvertError(path + ": " + e.Message + " (left as it is)");
+  }
+  if (document.DocumentElement().Name() != "DATAPACKET") {
+    throw EConvertError(path + ": is no environment document (its root is " +
+                        std::string(document.DocumentElement().Name()) + ", not DATAPACKET)");
+  }
+}
+
 void PrintAsDocument(const TBasicPointMgr& set) {
   AnsiString xml;
   set.SaveToXML(xml);

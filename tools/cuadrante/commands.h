@@ -81,6 +81,10 @@ void LoadRulesFrom(const std::string& path, const AnsiString& text, TCyclePointM
 // Loads the stored points or boxes at `path` into `set`, as points.
 void LoadDocument(const std::string& path, TBasicPointMgr& set);
 
+// The library replaces an environment document that does not parse; a person
+// who named a broken or foreign file is told instead, and the file is kept.
+// A missing file is fine: the library creates it.
+void CheckEnvironmentDocument(const std::string& path);
 // The environment document that --env named, or "" when it was not given.
 const std::string& EnvironmentOption();
 void SetEnvironmentOption(const std::string& path);

@@ -26,6 +26,7 @@ int RunEnv(const Args& args) {
   for (const std::string& arg : args) {
     if (arg.rfind("--", 0) == 0) throw Misuse("unknown option " + arg);
   }
+  CheckEnvironmentDocument(_GlobalMgr.GetFileEnv());
   const std::string& verb = args[0];
   if (verb == "get" && args.size() == 3) {
     if (!_GlobalMgr.LoadEnviroment()) {

@@ -124,7 +124,10 @@ const char* FinalTypeLabel(short finalType) {
 class DemoEnvironment {
  public:
   explicit DemoEnvironment(const std::string& path) {
-    if (!path.empty()) return;
+    if (!path.empty()) {
+      CheckEnvironmentDocument(path);
+      return;
+    }
     own_ = std::filesystem::temp_directory_path() /
            ("cuadrante-demo-" + std::to_string(::getpid()) + ".xml");
     _GlobalMgr.SetFileEnv(own_.string());
