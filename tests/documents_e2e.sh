@@ -118,6 +118,11 @@ printf 'Horario\tTurno "A", ma\xc3\xb1ana\r\n' >"$work/quote.ini.dic"
 expect 0 '^8,2026-11-23 08:00:00,2026-11-23 16:00:00,28800,2,"Turno ""A"", mañana"'$'\r$' \
   points "$examples/points.xml" --format csv --dict "$work/quote.ini"
 expect 0 '<label>Turno "A", mañana</label>' grid "$examples/points.xml" --format xml --dict "$work/quote.ini"
+# Boxes saved as XML keep their seven fields; render colours them by type.
+"$tool" expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-08 --boxes --format xml >"$work/boxes.xml"
+sed -i 's/;16776960;/;255;/' "$work/boxes.xml"  # stored colour red instead of the table's cyan
+expect 0 'boxes.svg: 1 rows, 12 boxes' render "$work/boxes.xml" --from 2026-11-02 --to 2026-11-08 -o "$work/boxes.svg"
+check "stored boxes are drawn in the colour of their type" test "$(grep -c 'fill="#00ffff"' "$work/boxes.svg")" -eq 11
 csv_rows=$("$tool" expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --format csv | wc -l)
 xml_rows=$("$tool" expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --format xml | grep -c '<POINT>')
 check "csv and xml give one row an occurrence ($csv_rows header+rows, $xml_rows points)" test "$csv_rows" -eq $((xml_rows + 1))

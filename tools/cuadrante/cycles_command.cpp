@@ -42,6 +42,14 @@ int RunExpand(const Args& args) {
   const bool boxes = options.Flag("--boxes");
   if (boxes) {
     rules.ExpandBoxes(from, to, true);
+    // A rule without a code or description gives its boxes empty ones, and an
+    // empty field vanishes from the stored text: one blank, the boxes' own
+    // default, keeps the saved document readable.
+    for (TBasicPoint* point : rules.Points) {
+      auto* box = static_cast<TBasicBox*>(point);
+      if (box->Code.empty()) box->SetCode(" ");
+      if (box->Description.empty()) box->SetDescription(" ");
+    }
   } else {
     rules.Expand(from, to, true);
   }

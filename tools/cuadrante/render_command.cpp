@@ -118,7 +118,11 @@ void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeli
   for (TBasicPoint* point : timeline.stored.Points) {
     if (!point->Solap(from, end)) continue;
     if (kind == DocumentKind::kBoxes) {
-      timeline.boxes.push_back(static_cast<TBasicBox*>(point));
+      // A stored box carries a colour of its own; the picture colours by type,
+      // from the colour table, so that the legend tells every box apart.
+      auto* box = static_cast<TBasicBox*>(point);
+      box->RestartColor();
+      timeline.boxes.push_back(box);
     } else {
       timeline.madeBoxes.push_back(std::make_unique<TBasicBox>(point));
       timeline.boxes.push_back(timeline.madeBoxes.back().get());
