@@ -13,7 +13,7 @@ packages=(
 for arg in "$@"; do
   case "$arg" in
     --bench) packages+=(libboost-dev libical-dev zlib1g-dev libdeflate-dev) ;;
-    --browser) packages+=(chromium pngcrush) ;;
+    --browser) packages+=(chromium) ;;
     *) echo "deps.sh: unknown option '$arg'" >&2; exit 2 ;;
   esac
 done
