@@ -48,11 +48,17 @@ TTimePointType ParseType(const Options& options) {
 // The points of the document at `path` that overlap --from .. --to, when they
 // are given, and are of --type, when it is given; sorted by start.
 void LoadSelection(const std::string& path, const Options& options, TBasicPointMgr& kept) {
+  const TTimePointType type = ParseType(options);
+  const bool ranged = options.Has("--from") || options.Has("--to");
+  if (!ranged && type == tptNone) {
+    LoadDocument(path, kept);
+    kept.Sort();
+    return;
+  }
   TBasicPointMgr all;
   LoadDocument(path, all);
   all.Sort();
-  const TTimePointType type = ParseType(options);
-  if (options.Has("--from") || options.Has("--to")) {
+  if (ranged) {
     TFecha from;
     TFecha to;
     ParseRange(options, from, to);
@@ -71,7 +77,7 @@ void LoadSelection(const std::string& path, const Options& options, TBasicPointM
     return;
   }
   for (TBasicPoint* point : all.Points) {
-    if (type == tptNone || point->Type == type) kept.Add(point->Instance());
+    if (point->Type == type) kept.Add(point->Instance());
   }
 }
 
@@ -214,9 +220,9 @@ int RunGrid(const Args& args) {
     from = set.GetFirstDate(TFecha());
     to = set.Points.back()->GetInicio().EndOfDay();
   }
-  PrintGrid(
-      set.Points.empty() ? SetPointsGrid() : set.GetPointsGrid(group, from, to, ParseType(options)),
-      group, format);
+  // The set holds the chosen type alone already.
+  PrintGrid(set.Points.empty() ? SetPointsGrid() : set.GetPointsGrid(group, from, to, tptNone),
+            group, format);
   return 0;
 }
 

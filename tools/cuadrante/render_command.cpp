@@ -61,12 +61,6 @@ const char* InkFor(TColor colour) {
   return luma > 140000 ? "#1a1a1a" : "#ffffff";
 }
 
-size_t Characters(const std::string& text) {
-  size_t count = 0;
-  for (const char c : text) count += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-  return count;
-}
-
 // One piece of a box on one row: a box that crosses a row's end (a night
 // shift, a leave over a weekend) is drawn on every row it reaches.
 struct Piece {

@@ -7,9 +7,14 @@
 
 namespace cuadrante::tool {
 
+size_t Characters(const std::string& text) {
+  size_t count = 0;
+  for (const char c : text) count += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  return count;
+}
+
 std::string Pad(const std::string& text, size_t width, bool right) {
-  size_t characters = 0;
-  for (const char c : text) characters += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  const size_t characters = Characters(text);
   const std::string blanks(characters < width ? width - characters : 0, ' ');
   return right ? blanks + text : text + blanks;
 }

@@ -40,6 +40,8 @@ class Table {
   std::vector<std::vector<std::string>> rows_;
 };
 
+// Characters of UTF-8 `text`: the bytes that begin one.
+size_t Characters(const std::string& text);
 // `text` padded with blanks to `width` characters, not bytes: labels are UTF-8.
 std::string Pad(const std::string& text, size_t width, bool right = false);
 
