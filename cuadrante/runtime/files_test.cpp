@@ -1,19 +1,29 @@
 #include "cuadrante/runtime/files.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <random>
 #include <thread>
 
+#include "cuadrante/internal/faultyfilesystem.h"
 #include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/filesystem.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using cuadrante::testing::CheckEveryFault;
+using cuadrante::testing::NamesIn;
 using cuadrante::testing::ReadText;
 using cuadrante::testing::TempFolder;
+using cuadrante::testing::TFaultyFileSystem;
 using cuadrante::testing::WriteText;
 
 auto EntriesIn(const std::string& folder) {
@@ -115,6 +125,257 @@ TEST(Files, ConcurrentReplacementsEachLeaveAWholeFile) {
   const std::string result = ReadText(path);
   EXPECT_TRUE(result == a || result == b) << result.size();
   EXPECT_EQ(EntriesIn(folder.Path()), 1);
+}
+
+TEST(Files, ReadsOnlyRegularFilesWithinTheLimitAndNeverBlocks) {
+  TempFolder folder;
+  WriteText(folder / "ten", "0123456789");
+  EXPECT_EQ(cuadrante::ReadWholeFile(folder / "ten", 10), "0123456789");
+  EXPECT_NE(MessageOf<EFOpenError>([&] {
+              cuadrante::ReadWholeFile(folder / "ten", 9);
+            }).find("limit of 9 bytes"),
+            std::string::npos);
+  // A FIFO that nobody writes would hold a plain read forever.
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  for (const std::string& path : {folder / "fifo", std::string("/dev/zero")}) {
+    const std::string message = MessageOf<EFOpenError>([&] { cuadrante::ReadWholeFile(path); });
+    EXPECT_NE(message.find(path), std::string::npos) << message;
+    EXPECT_NE(message.find("not a regular file"), std::string::npos) << message;
+  }
+  // A failing read is reported, never taken for the end of the file.
+  TFaultyFileSystem faulty;
+  faulty.failAt = 2;  // open, fstat, then the first read
+  cuadrante::TFileSystemOverride use(faulty);
+  EXPECT_NE(MessageOf<EFOpenError>([&] {
+              cuadrante::ReadWholeFile(folder / "ten");
+            }).find("Input/output error"),
+            std::string::npos);
+}
+
+TEST(Files, FollowsLinksToTheirFinalTargetAndRefusesLoops) {
+  TempFolder folder;
+  fs::create_directory(folder / "real");
+  // A chain whose last name does not exist yet: the file is made there, with
+  // relative links counted from the folder of the link.
+  fs::create_symlink("b", folder / "a");
+  fs::create_symlink("real/c", folder / "b");
+  cuadrante::WriteFileAtomically(folder / "a", "through two links");
+  EXPECT_EQ(ReadText(folder / "real/c"), "through two links");
+  EXPECT_TRUE(fs::is_symlink(folder / "a") && fs::is_symlink(folder / "b"));
+  cuadrante::WriteFileAtomically(folder / "a", "again");
+  EXPECT_EQ(ReadText(folder / "real/c"), "again");
+  EXPECT_EQ(NamesIn(folder / "real"), std::set<std::string>{"c"});
+
+  fs::create_symlink("loop2", folder / "loop1");
+  fs::create_symlink("loop1", folder / "loop2");
+  const std::string message =
+      MessageOf<EFCreateError>([&] { cuadrante::WriteFileAtomically(folder / "loop1", "x"); });
+  EXPECT_NE(message.find("symbolic links"), std::string::npos) << message;
+  EXPECT_TRUE(fs::is_symlink(folder / "loop1") && fs::is_symlink(folder / "loop2"));
+}
+
+TEST(Files, WritesThroughWhatIsNotARegularFile) {
+  TempFolder folder;
+  cuadrante::WriteFileAtomically("/dev/null", "nothing");
+  const std::string full =
+      MessageOf<EFCreateError>([&] { cuadrante::WriteFileAtomically("/dev/full", "x"); });
+  EXPECT_NE(full.find("No space left"), std::string::npos) << full;
+  struct stat info {};
+  ASSERT_EQ(::stat("/dev/full", &info), 0);
+  EXPECT_TRUE(S_ISCHR(info.st_mode));
+  // A device node of our own, where root may make one.
+  if (::mknod((folder / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)) == 0) {
+    cuadrante::WriteFileAtomically(folder / "null", "x");
+    ASSERT_EQ(::stat((folder / "null").c_str(), &info), 0);
+    EXPECT_TRUE(S_ISCHR(info.st_mode));
+  }
+
+  // A FIFO with a reader gets the bytes and stays a FIFO; without one the
+  // write is refused rather than left waiting.
+  const std::string fifo = folder / "fifo";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_NE(MessageOf<EFCreateError>([&] {
+              cuadrante::WriteFileAtomically(fifo, "x");
+            }).find("No process is reading"),
+            std::string::npos);
+  const std::string payload(200000, 'f');  // more than a pipe holds at once
+  std::string received;
+  const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(reader, 0);
+  std::thread drain([&] {
+    ::fcntl(reader, F_SETFL, 0);
+    char buffer[4096];
+    for (ssize_t got; (got = ::read(reader, buffer, sizeof buffer)) != 0;) {
+      if (got > 0) received.append(buffer, static_cast<size_t>(got));
+    }
+  });
+  cuadrante::WriteFileAtomically(fifo, payload);
+  drain.join();
+  ::close(reader);
+  EXPECT_EQ(received, payload);
+  ASSERT_EQ(::lstat(fifo.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+
+  // A link to a descriptor of this process writes into what it is open on.
+  int pipeEnds[2];
+  ASSERT_EQ(::pipe(pipeEnds), 0);
+  fs::create_symlink("/proc/self/fd/" + std::to_string(pipeEnds[1]), folder / "out");
+  cuadrante::WriteFileAtomically(folder / "out", "into the pipe");
+  ::close(pipeEnds[1]);
+  char buffer[64] = {};
+  EXPECT_EQ(std::string(buffer, static_cast<size_t>(::read(pipeEnds[0], buffer, sizeof buffer))),
+            "into the pipe");
+  ::close(pipeEnds[0]);
+  EXPECT_TRUE(fs::is_symlink(folder / "out"));
+}
+
+TEST(Files, KeepsOwnerGroupAndModeAndTakesNamesUpToTheLimit) {
+  TempFolder folder;
+  const std::string path = folder / "settings.ini";
+  WriteText(path, "old");
+  ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
+  const bool root = ::geteuid() == 0;
+  if (root) {
+    ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
+  }
+  cuadrante::WriteFileAtomically(path, "new");
+  struct stat info {};
+  ASSERT_EQ(::stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0600u);
+  if (root) {
+    EXPECT_EQ(info.st_uid, 65534u);
+    EXPECT_EQ(info.st_gid, 65534u);
+  }
+  // A new file gets what any new file gets: 0666 less the umask.
+  const mode_t mask = ::umask(027);
+  cuadrante::WriteFileAtomically(folder / "fresh", "x");
+  ::umask(mask);
+  ASSERT_EQ(::stat((folder / "fresh").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0640u);
+
+  for (size_t length : {250u, 255u}) {
+    const std::string longName = folder / std::string(length, 'n');
+    cuadrante::WriteFileAtomically(longName, "long");
+    cuadrante::WriteFileAtomically(longName, "longer");
+    EXPECT_EQ(ReadText(longName), "longer") << length;
+  }
+}
+
+TEST(Files, EveryFailingStepLeavesTheOldFileWholeAndNoDebris) {
+  TempFolder folder;
+  const std::string path = folder / "doc.xml";
+  const std::string before = "old contents", after(100000, 'n');
+  WriteText(folder / "neighbour", "untouched");
+  for (bool noUnnamedFiles : {false, true}) {
+    const int steps = CheckEveryFault(
+        path, before, after, [&] { WriteText(path, before); },
+        [&] { cuadrante::WriteFileAtomically(path, after); }, noUnnamedFiles);
+    EXPECT_GE(steps, 10) << noUnnamedFiles;
+    // A file that does not exist yet stays missing.
+    CheckEveryFault(
+        path, "", after, [&] { fs::remove(path); },
+        [&] { cuadrante::WriteFileAtomically(path, after); }, noUnnamedFiles);
+  }
+  // Short writes are no failure: the writer goes on until every byte is out.
+  TFaultyFileSystem shortWrites;
+  shortWrites.shortWrites = true;
+  {
+    cuadrante::TFileSystemOverride use(shortWrites);
+    cuadrante::WriteFileAtomically(path, "written seven bytes at a time");
+  }
+  EXPECT_EQ(ReadText(path), "written seven bytes at a time");
+  EXPECT_EQ(ReadText(folder / "neighbour"), "untouched");
+}
+
+TEST(Files, KilledAtAnyStepLeavesTheOldFileOrTheNewOne) {
+  TempFolder folder;
+  const std::string path = folder / "roster.xml";
+  const std::string before(1 << 20, 'o'), after(3 << 20, 'n');
+  int steps = 0;
+  {
+    WriteText(path, before);
+    TFaultyFileSystem counter;
+    cuadrante::TFileSystemOverride use(counter);
+    cuadrante::WriteFileAtomically(path, after);
+    steps = counter.steps;
+  }
+  // Every step in turn, then rounds at random steps of either kind of folder.
+  std::mt19937 random(20261124);
+  int unnamedDebris = 0;  // rounds of the unnamed-file kind that left the temporary name
+  for (int round = 0; round < steps * 2 + 100; ++round) {
+    const bool everyStep = round < steps * 2;
+    const int step = everyStep ? round / 2 : static_cast<int>(random() % steps);
+    const bool noUnnamedFiles = everyStep ? round % 2 == 1 : random() % 2 == 1;
+    WriteText(path, before);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      TFaultyFileSystem killer;
+      killer.failAt = step;
+      killer.kill = true;
+      killer.noUnnamedFiles = noUnnamedFiles;
+      cuadrante::TFileSystemOverride use(killer);
+      try {
+        cuadrante::WriteFileAtomically(path, after);
+      } catch (...) {
+        ::_exit(4);
+      }
+      ::_exit(3);  // not killed: the step was never reached
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status)) << "step " << step;
+    const std::string left = ReadText(path);
+    EXPECT_TRUE(left == before || left == after) << "step " << step << ": " << left.size();
+    std::set<std::string> names = NamesIn(folder.Path());
+    // The one instant between naming the new file and renaming it over the old
+    // one leaves the folder's temporary name, and nothing else.
+    // Where the file system has no unnamed files, the name is there from the
+    // start of the write.
+    if (names.erase(".cuadrante.tmp") == 1 && everyStep && !noUnnamedFiles) ++unnamedDebris;
+    EXPECT_EQ(names, std::set<std::string>{"roster.xml"}) << "step " << step;
+    fs::remove(folder / ".cuadrante.tmp");
+  }
+  EXPECT_EQ(unnamedDebris, 1);
+  // The next write in the folder clears what a killed writer left.
+  WriteText(folder / ".cuadrante.tmp", "debris");
+  cuadrante::WriteFileAtomically(path, "after the kills");
+  EXPECT_EQ(NamesIn(folder.Path()), std::set<std::string>{"roster.xml"});
+}
+
+TEST(Files, UpdatesUnderTheFolderLockLoseNothingAcrossThreadsAndProcesses) {
+  TempFolder folder;
+  const std::string path = folder / "counter";
+  WriteText(path, "0");
+  // Read, add one, write back: without the lock two writers read the same
+  // number and one increment is lost.
+  const auto increment = [&](int times) {
+    for (int i = 0; i < times; ++i) {
+      cuadrante::TFileUpdateLock lock(path);
+      const int value = std::stoi(cuadrante::ReadWholeFile(path));
+      cuadrante::WriteFileAtomically(path, std::to_string(value + 1));
+    }
+  };
+  std::vector<pid_t> children;
+  for (int i = 0; i < 2; ++i) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      increment(150);
+      ::_exit(0);
+    }
+    children.push_back(child);
+  }
+  std::thread other(increment, 150);
+  increment(150);
+  other.join();
+  for (pid_t child : children) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  EXPECT_EQ(ReadText(path), "600");
+  EXPECT_EQ(NamesIn(folder.Path()), std::set<std::string>{"counter"});
 }
 
 }  // namespace
