@@ -5,12 +5,17 @@
 #define SI_IMPLEMENTATION
 #include <SimpleIni.h>
 
+#include <sys/stat.h>
+
 #include <cctype>
+#include <cerrno>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/filesystem.h"
 
 namespace cuadrante::detail {
 namespace {
@@ -25,15 +30,73 @@ struct Ini {
   CSimpleIniA data;
 };
 
-// What cannot be read reads as empty, like a missing file.
+// For a read, what cannot be read (a FIFO, a device, a file over the limit)
+// reads as empty, like a missing file.
 void Load(const AnsiString& fileName, Ini& ini) {
   AnsiString contents;
   try {
-    contents = cuadrante::ReadWholeFile(fileName);
+    contents = cuadrante::ReadWholeFile(fileName, cuadrante::kSettingsFileLimit);
   } catch (const EFileError&) {
     return;
   }
   if (ini.data.LoadData(contents) < 0) ini.data.Reset();
+}
+
+// For a write only a missing file is empty: a file that is there but cannot
+// be read must not be replaced by one that holds the new key alone.
+void LoadForChange(const AnsiString& fileName, Ini& ini) {
+  struct stat info {};
+  if (cuadrante::FileSystem().Stat(fileName.c_str(), &info) != 0 &&
+      (errno == ENOENT || errno == ENOTDIR)) {
+    return;
+  }
+  const AnsiString contents = cuadrante::ReadWholeFile(fileName, cuadrante::kSettingsFileLimit);
+  if (ini.data.LoadData(contents) < 0) throw EFOpenError("Cannot read file \"" + fileName + "\"");
+}
+
+bool IsControl(char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; }
+
+// Why `text` cannot stand where `what` goes in an INI file, or null when it
+// can. The reader trims blanks around names and values, ends a line at CR or
+// LF, takes the first '=' as the end of the key, and a line that begins with
+// ';' or '#' as a comment and with '[' as a section.
+const char* Unwritable(std::string_view text, char what) {
+  if (!cuadrante::IsValidUtf8(text)) return "is not valid UTF-8";
+  for (char c : text) {
+    if (c == '\n' || c == '\r') return "holds a line break";
+    if (c == '\0') return "holds a NUL character";
+    if (what != 'v' && IsControl(c)) return "holds a control character";
+  }
+  if (!text.empty() && (static_cast<unsigned char>(text.front()) <= ' ' ||
+                        static_cast<unsigned char>(text.back()) <= ' ')) {
+    return "begins or ends with a blank";
+  }
+  if (what == 's' && text.find_first_of("[]") != std::string_view::npos) {
+    return "holds a square bracket";
+  }
+  if (what == 'k') {
+    if (text.empty()) return "is empty";
+    if (text.find('=') != std::string_view::npos) return "holds '='";
+    if (text.front() == ';' || text.front() == '#') return "begins as a comment does";
+    if (text.front() == '[') return "begins as a section does";
+  }
+  return nullptr;
+}
+
+// Raises Exception, before anything is written, for a section, key or value
+// that would not read back as written or would change other entries.
+void CheckWritable(const AnsiString& fileName, const AnsiString& section, const AnsiString& ident,
+                   const AnsiString& value) {
+  const std::pair<const AnsiString*, char> parts[] = {
+      {&section, 's'}, {&ident, 'k'}, {&value, 'v'}};
+  for (const auto& [text, what] : parts) {
+    if (const char* why = Unwritable(*text, what)) {
+      const char* name = what == 's' ? "section name" : what == 'k' ? "key" : "value";
+      throw Exception("Cannot write key \"" + ident + "\" of section [" + section + "] in \"" +
+                      fileName + "\": the " + name + " " + why +
+                      ", which an INI file cannot carry");
+    }
+  }
 }
 
 void Save(const AnsiString& fileName, const Ini& ini) {
@@ -129,8 +192,12 @@ bool TIniFile::ValueExists(const AnsiString& section, const AnsiString& ident) c
 
 void TIniFile::WriteString(const AnsiString& section, const AnsiString& ident,
                            const AnsiString& value) {
+  CheckWritable(fileName_, section, ident, value);
+  // Read again under the lock, so that what other writers saved meanwhile is
+  // kept and only this key changes.
+  const cuadrante::TFileUpdateLock lock(fileName_);
   Ini ini;
-  Load(fileName_, ini);
+  LoadForChange(fileName_, ini);
   // A key that is there keeps the spelling of its name; only its value changes.
   AnsiString name = ident;
   const SI_GenericNoCase<char> less;
@@ -152,13 +219,15 @@ void TIniFile::WriteBool(const AnsiString& section, const AnsiString& ident, boo
 }
 
 void TIniFile::DeleteKey(const AnsiString& section, const AnsiString& ident) {
+  const cuadrante::TFileUpdateLock lock(fileName_);
   Ini ini;
-  Load(fileName_, ini);
+  LoadForChange(fileName_, ini);
   if (ini.data.Delete(section.c_str(), ident.c_str(), false)) Save(fileName_, ini);
 }
 
 void TIniFile::EraseSection(const AnsiString& section) {
+  const cuadrante::TFileUpdateLock lock(fileName_);
   Ini ini;
-  Load(fileName_, ini);
+  LoadForChange(fileName_, ini);
   if (ini.data.Delete(section.c_str(), nullptr)) Save(fileName_, ini);
 }

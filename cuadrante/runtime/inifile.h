@@ -2,9 +2,13 @@
 //
 // The file is the store: every read parses it afresh and every write replaces
 // it whole (atomically, beside the old one) before the call returns, so several
-// objects and processes on one file see each other's writes. Section and key
-// names ignore case; a key written twice in a section reads as its first value.
-// A missing file is an empty INI. One object is for one thread at a time.
+// objects and processes on one file see each other's writes. A write reads the
+// file again under the folder's update lock (files.h) and changes only its own
+// key, so concurrent writers, in this process or others, lose nothing. Section
+// and key names ignore case; a key written twice in a section reads as its
+// first value. A missing file is an empty INI, and so, for reads, is anything
+// that is not a regular file of at most kSettingsFileLimit bytes. One object is
+// for one thread at a time.
 //
 // Example:
 //   TIniFile ini("/opt/app/app.ini");
@@ -43,7 +47,12 @@ class CUADRANTE_API TIniFile : public TObject {
 
   // Writes create the section and the file as needed, keep comments and the
   // order of what was there, and raise EFCreateError when the file can't be
-  // replaced (the old file then stays as it was).
+  // replaced, or EFOpenError when a file that is there can't be read (the old
+  // file then stays as it was). What the format cannot carry is refused with
+  // Exception before anything is written: a line break, NUL or invalid UTF-8
+  // anywhere; blanks around a name or value; control characters, '[' or ']'
+  // in a section name; an empty key, or one with '=', or beginning with ';',
+  // '#' or '['.
   void WriteString(const AnsiString& section, const AnsiString& ident, const AnsiString& value);
   void WriteInteger(const AnsiString& section, const AnsiString& ident, int value);
   void WriteBool(const AnsiString& section, const AnsiString& ident, bool value);  // "1" / "0"

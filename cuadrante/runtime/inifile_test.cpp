@@ -1,9 +1,14 @@
 #include "cuadrante/runtime/inifile.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <string>
 
+#include "cuadrante/internal/faultyfilesystem.h"
 #include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 
@@ -97,6 +102,127 @@ TEST_F(TIniFileTest, AMissingFileReadsAsEmptyAndAFailedWriteRaises) {
   EXPECT_THROW(below.WriteString("A", "k", "x"), EFCreateError);
   EXPECT_EQ(below.ReadString("A", "k", "none"), "none");
   EXPECT_EQ(Read(), "[A]\nk=v\n");
+}
+
+TEST_F(TIniFileTest, RefusesWhatTheFormatCannotCarryAndLeavesTheFileAsItWas) {
+  Write("[GENERAL]\nPORT=8080\nHOST=a\n[Seguridad]\nCLAVE=old\n");
+  const std::string before = Read();
+  TIniFile ini(path_);
+  struct Case {
+    const char *section, *key, *value, *why;
+  };
+  const Case cases[] = {
+      {"GENERAL", "PORT", "9090\nADMIN=1\n[Seguridad]\nCLAVE=abc", "line break"},
+      {"GENERAL", "PORT", "9090\rADMIN=1", "line break"},
+      {"GENERAL", "A=B", "1", "'='"},
+      {"GENERAL", ";PORT", "1", "comment"},
+      {"GENERAL", "#PORT", "1", "comment"},
+      {"GENERAL", "[X]", "1", "section"},
+      {"GENERAL", "", "1", "empty"},
+      {"GENERAL", " PORT", "1", "blank"},
+      {"GENERAL", "PO\tRT", "1", "control"},
+      {"GEN]ERAL", "PORT", "1", "bracket"},
+      {"GENERAL\nX", "PORT", "1", "line break"},
+      {"GENERAL", "PORT", "\xC3", "UTF-8"},
+      {"GENERAL", "PORT", " 9090", "blank"},
+      {"GENERAL", "PORT", "9090\t", "blank"},
+  };
+  for (const Case& c : cases) {
+    try {
+      ini.WriteString(c.section, c.key, c.value);
+      ADD_FAILURE() << "accepted " << c.key << " = " << c.value;
+    } catch (const EFileError& e) {
+      ADD_FAILURE() << "a file error for a refused text: " << e.Message;
+    } catch (const Exception& e) {
+      EXPECT_NE(e.Message.find(c.why), std::string::npos) << e.Message;
+      EXPECT_NE(e.Message.find(path_), std::string::npos) << e.Message;
+    }
+  }
+  // NUL only travels in a text that carries its length.
+  EXPECT_THROW(ini.WriteString("GENERAL", "PORT",
+                               std::string("90\0"
+                                           "90",
+                                           5)),
+               Exception);
+  EXPECT_EQ(Read(), before);
+
+  // What the format carries reads back exactly: inner blanks and tabs, '=' and
+  // ';' in values, accents in every part.
+  const std::pair<const char*, const char*> fine[] = {
+      {"clave", "a = b; c\tz"}, {"AÑO", "día"}, {"vacío", ""}, {"x.y-z", "[1]"}};
+  for (const auto& [key, value] : fine) {
+    ini.WriteString("Sección", key, value);
+    EXPECT_EQ(ini.ReadString("Sección", key, "missing"), value) << key;
+  }
+}
+
+TEST_F(TIniFileTest, NotARegularFileReadsAsEmptyAndIsNeverReplacedByAWrite) {
+  const std::string fifo = folder_ / "fifo.ini";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path : {fifo, std::string("/dev/zero")}) {
+    TIniFile ini(path);
+    EXPECT_EQ(ini.ReadString("A", "k", "default"), "default") << path;
+    EXPECT_THROW(ini.WriteString("A", "k", "v"), EFOpenError) << path;
+  }
+  struct stat info {};
+  ASSERT_EQ(::stat(fifo.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+
+  // A file that is there but can't be read is not replaced by the new key alone.
+  Write("[A]\nkept=1\n");
+  struct FailingReads : cuadrante::testing::TFaultyFileSystem {
+    ssize_t Read(int, void*, size_t) override {
+      errno = EIO;
+      return -1;
+    }
+  } failingReads;
+  {
+    cuadrante::TFileSystemOverride use(failingReads);
+    EXPECT_THROW(TIniFile(path_).WriteString("A", "new", "2"), EFOpenError);
+  }
+  EXPECT_EQ(Read(), "[A]\nkept=1\n");
+}
+
+TEST_F(TIniFileTest, EveryFailingStepOfAWriteKeepsTheOldFile) {
+  const std::string before = "[A]\nk=v\n";
+  cuadrante::testing::CheckEveryFault(
+      path_, before, "[A]\nk=v\nnew=1\n", [&] { Write(before); },
+      [&] { TIniFile(path_).WriteString("A", "new", "1"); });
+}
+
+TEST_F(TIniFileTest, ProcessesWritingAtOnceLoseNoKey) {
+  // Two processes write keys of their own; then both write one key, and one
+  // whole value wins.
+  const auto writeKeys = [&](const std::string& prefix) {
+    TIniFile ini(path_);
+    for (int i = 0; i < 300; ++i) ini.WriteString("GENERAL", prefix + std::to_string(i), "v");
+    ini.WriteString("GENERAL", "shared", std::string(5000, prefix[0]));
+  };
+  pid_t children[2];
+  for (int i = 0; i < 2; ++i) {
+    children[i] = ::fork();
+    ASSERT_GE(children[i], 0);
+    if (children[i] == 0) {
+      writeKeys(i == 0 ? "a" : "b");
+      ::_exit(0);
+    }
+  }
+  for (pid_t child : children) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  const TIniFile ini(path_);
+  TStringList keys;
+  ini.ReadSection("GENERAL", keys);
+  EXPECT_EQ(keys.Count(), 601);
+  for (const char* prefix : {"a", "b"}) {
+    for (int i = 0; i < 300; ++i) {
+      EXPECT_EQ(ini.ReadString("GENERAL", prefix + std::to_string(i), ""), "v") << prefix << i;
+    }
+  }
+  const std::string shared = ini.ReadString("GENERAL", "shared", "");
+  EXPECT_TRUE(shared == std::string(5000, 'a') || shared == std::string(5000, 'b'));
 }
 
 }  // namespace

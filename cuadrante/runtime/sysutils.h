@@ -46,8 +46,7 @@ CUADRANTE_API AnsiString IntToStr(int64_t value);
 // `precision` significant digits at most; `digits` after the separator for the
 // fixed, number and currency formats. A value whose integer part needs more
 // than `precision` digits is written in the general (exponent) form instead.
-CUADRANTE_API AnsiString FloatToStrF(double value, TFloatFormat format, int precision,
-                                     int digits);
+CUADRANTE_API AnsiString FloatToStrF(double value, TFloatFormat format, int precision, int digits);
 // Shortest text that reads back to the same double, with the process separator.
 CUADRANTE_API AnsiString FloatToStr(double value);
 
@@ -59,3 +58,11 @@ CUADRANTE_API AnsiString Trim(std::string_view text);
 // Case-insensitive comparison by Unicode case folding: <0, 0 or >0.
 CUADRANTE_API int AnsiCompareText(std::string_view a, std::string_view b);
 CUADRANTE_API bool SameText(std::string_view a, std::string_view b);
+
+namespace cuadrante {
+
+// True when `text` is well-formed UTF-8: no stray continuation bytes, no
+// truncated or overlong sequences, no surrogates, nothing above U+10FFFF.
+CUADRANTE_API bool IsValidUtf8(std::string_view text) noexcept;
+
+}  // namespace cuadrante

@@ -1,6 +1,7 @@
 #include "cuadrante/runtime/sysutils.h"
 
 #include <gtest/gtest.h>
+#include <unicode/ustring.h>
 
 #include <climits>
 #include <string>
@@ -110,6 +111,42 @@ TEST(SysUtils, CaseChangesComparisonsAndTrimKnowAccentedLetters) {
   EXPECT_EQ(Trim(" \t "), "");
   EXPECT_EQ(Trim(""), "");
   EXPECT_EQ(Trim("ñ"), "ñ");  // UTF-8 bytes are above the blank
+}
+
+}  // namespace
+
+namespace {
+
+// ICU's strict conversion as the judge of what is UTF-8.
+bool IcuAccepts(std::string_view text) {
+  UErrorCode status = U_ZERO_ERROR;
+  UChar out[8];
+  int32_t length = 0;
+  u_strFromUTF8(out, 8, &length, text.data(), static_cast<int32_t>(text.size()), &status);
+  return U_SUCCESS(status);
+}
+
+TEST(SysUtils, IsValidUtf8AgreesWithIcuOnEverySequenceOfUpToThreeBytes) {
+  EXPECT_TRUE(cuadrante::IsValidUtf8(""));
+  EXPECT_TRUE(cuadrante::IsValidUtf8("año \xF0\x9F\x98\x80 DÍA"));
+  for (const char* bad : {"\x80", "\xC0\xAF", "\xC3", "\xED\xA0\x80", "\xF4\x90\x80\x80",
+                          "\xF0\x8F\xBF\xBF", "\xF8\x88\x80\x80\x80", "a\xE2\x82"}) {
+    EXPECT_FALSE(cuadrante::IsValidUtf8(bad)) << bad;
+  }
+  std::string text(3, '\0');
+  for (int a = 0x80; a < 0x100; ++a) {
+    for (int b = 0; b < 0x100; ++b) {
+      text.assign({static_cast<char>(a), static_cast<char>(b)});
+      ASSERT_EQ(cuadrante::IsValidUtf8(text), IcuAccepts(text)) << a << " " << b;
+      for (int c = 0; c < 0x100 && a >= 0xE0; ++c) {
+        text.assign({static_cast<char>(a), static_cast<char>(b), static_cast<char>(c)});
+        ASSERT_EQ(cuadrante::IsValidUtf8(text), IcuAccepts(text)) << a << " " << b << " " << c;
+        // Four bytes: every lead and second byte, the rest plain continuations.
+        text += '\x80';
+        ASSERT_EQ(cuadrante::IsValidUtf8(text), IcuAccepts(text)) << a << " " << b << " " << c;
+      }
+    }
+  }
 }
 
 }  // namespace
