@@ -109,10 +109,15 @@ class CUADRANTE_API TGlobalMgr {
   // Colors anew: the 14 constants, in order.
   void RestartColors();
 
-  // --- The environment document. One thread at a time; no lock is taken. ---
+  // --- The environment document. One thread at a time; the global lock is
+  // not taken. ---
   // Names of sections and values compare in lower case; the first match in
   // document order wins. Every change is saved to EnvFile at once, replacing
-  // the file whole.
+  // the file whole. A change reads the file again under its update lock
+  // (files.h) and applies itself to what it finds, so changes of other
+  // processes survive it and are seen from then on. The file is read only
+  // when it is a regular file of at most kSettingsFileLimit bytes; one that
+  // can't be read is left as it is and the call fails.
 
   // Drops the loaded document and takes the new path; the file is not touched.
   void SetFileEnv(const AnsiString& file);
@@ -135,10 +140,15 @@ class CUADRANTE_API TGlobalMgr {
   bool SetNodeEnv(const AnsiString& section, const AnsiString& xml);
   // Sets the value's text, creating the section and the value at the end as
   // needed (new names as spelled here; found ones keep theirs), then saves.
-  // A name that is no XML name raises EXMLDocError.
+  // A name that is no XML name raises EXMLDocError. A value that XML cannot
+  // carry back (NUL, CR, other control characters but tab and line feed,
+  // invalid UTF-8) gives false, and nothing is written.
   bool SetValueEnv(const AnsiString& section, const AnsiString& valueName, const AnsiString value);
 
  private:
+  template <typename Change>
+  bool iChangeEnviroment(Change change);
+
   std::unique_ptr<TMultiReadExclusiveWriteSynchronizer> lock_;
   // The loaded environment document, or null. Kept by the instance rather
   // than as a file-level static so that an instance of its own in a test never

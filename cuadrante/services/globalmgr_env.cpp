@@ -1,7 +1,16 @@
 // The environment document of TGlobalMgr: a root "DATAPACKET" whose children
 // are sections and whose grandchildren are text values.
+//
+// A change is made to the document as the file holds it at that moment: the
+// file is read again under the folder's update lock, the change is applied and
+// the document saved before the lock is let go, so processes that change one
+// document at once lose nothing of each other's.
 #include "cuadrante/services/globalmgr.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <exception>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -9,6 +18,7 @@
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/filesystem.h"
 #include "cuadrante/runtime/xmldocument.h"
 
 namespace cuadrante::detail {
@@ -53,10 +63,43 @@ void CheckElementName(std::string_view name) {
   scratch.CreateDocumentElement(name);
 }
 
+// Whether an XML 1.0 document carries `text` back as it was: valid UTF-8, and
+// no control character but tab and line feed (a carriage return is turned
+// into a line feed by every reader).
+bool CanCarryValue(std::string_view text) {
+  for (char c : text) {
+    if (static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n') return false;
+  }
+  // U+FFFE and U+FFFF are no XML characters either.
+  return cuadrante::IsValidUtf8(text) && text.find("\xEF\xBF\xBE") == std::string_view::npos &&
+         text.find("\xEF\xBF\xBF") == std::string_view::npos;
+}
+
 // A fresh document holding the empty root alone.
 std::unique_ptr<cuadrante::TXMLDocument> EmptyEnvironment() {
   auto document = std::make_unique<cuadrante::TXMLDocument>();
   document->CreateDocumentElement(kRootName);
+  return document;
+}
+
+// The document as `path` holds it: an empty one when the file is missing,
+// and when it is empty or isn't XML (that file is then replaced at the next
+// save, as a first load does). A file that is there but can't be read (not a
+// regular file, over the size limit, an I/O error) raises EFileError: it must
+// not be replaced by a document that lost its contents.
+std::unique_ptr<cuadrante::TXMLDocument> ReadEnvironment(const AnsiString& path, bool& missing) {
+  struct stat info {};
+  missing = cuadrante::FileSystem().Stat(path.c_str(), &info) != 0 &&
+            (errno == ENOENT || errno == ENOTDIR);
+  if (missing) return EmptyEnvironment();
+  const AnsiString text = cuadrante::ReadWholeFile(path, cuadrante::kSettingsFileLimit);
+  auto document = std::make_unique<cuadrante::TXMLDocument>();
+  try {
+    document->LoadFromXML(text);
+  } catch (const EXMLDocError&) {
+    missing = true;  // to be written afresh
+    return EmptyEnvironment();
+  }
   return document;
 }
 
@@ -75,25 +118,47 @@ AnsiString TGlobalMgr::GetFileEnv() const { return EnvFile; }
 bool TGlobalMgr::LoadEnviroment() {
   if (env_) return true;
   try {
-    if (!FileExists(EnvFile)) {
-      // The file comes into being with its first save; the save is atomic, so
-      // no empty file is made first.
-      env_ = EmptyEnvironment();
-      env_->SaveToFile(EnvFile);
-      return true;
+    bool missing = false;
+    {
+      const cuadrante::TFileUpdateLock lock(EnvFile);
+      env_ = ReadEnvironment(EnvFile, missing);
+      // A missing file comes into being with its first save, and a file that
+      // isn't XML starts afresh; the save is atomic, so no empty file is made
+      // first. Any well-formed root plays the part of "DATAPACKET".
+      if (missing) env_->SaveToFile(EnvFile);
     }
-    env_ = std::make_unique<cuadrante::TXMLDocument>();
-    try {
-      env_->LoadFromFile(EnvFile);
-    } catch (const Exception&) {
-      // Not XML, empty or unreadable: the settings start afresh.
-      env_ = EmptyEnvironment();
-      env_->SaveToFile(EnvFile);
-    }
-    // Any well-formed root plays the part of "DATAPACKET".
     return true;
-  } catch (const Exception&) {
+  } catch (const std::exception&) {
+    // An Exception, or no memory for a huge document: nothing is loaded.
     env_.reset();
+    return false;
+  }
+}
+
+// Applies `change` to the document as the file holds it now and saves it,
+// all under the file's update lock. The document read then becomes the loaded
+// one, whether the save succeeds or not; with no file, or one that isn't XML,
+// the loaded document takes the change. False when the file can't be read or
+// written; a name that isn't XML raises EXMLDocError with nothing saved.
+template <typename Change>
+bool TGlobalMgr::iChangeEnviroment(Change change) {
+  if (!LoadEnviroment()) return false;
+  try {
+    const cuadrante::TFileUpdateLock lock(EnvFile);
+    bool missing = false;
+    std::unique_ptr<cuadrante::TXMLDocument> current = ReadEnvironment(EnvFile, missing);
+    // With nothing readable in the file, the loaded document is what the
+    // change applies to, and what the file will hold.
+    if (missing) {
+      change(env_->DocumentElement());
+    } else {
+      change(current->DocumentElement());
+      env_ = std::move(current);
+    }
+    return SaveEnviroment();
+  } catch (const EXMLDocError&) {
+    throw;
+  } catch (const std::exception&) {
     return false;
   }
 }
@@ -103,7 +168,7 @@ bool TGlobalMgr::SaveEnviroment() {
   try {
     env_->SaveToFile(EnvFile);
     return true;
-  } catch (const Exception&) {
+  } catch (const std::exception&) {
     return false;
   }
 }
@@ -136,30 +201,33 @@ bool TGlobalMgr::SetNodeEnv(const AnsiString& section, const AnsiString& xml) {
     }
   }
   for (const auto& [name, text] : values) CheckElementName(name);
-
-  const cuadrante::TXMLNode root = env_->DocumentElement();
-  cuadrante::TXMLNode target = FindChild(root, section);
-  if (target) {
-    target.ClearChildren();
-  } else {
-    target = root.AddChild(section);
-  }
-  for (const auto& [name, text] : values) target.AddChild(name).SetText(text);
-  return SaveEnviroment();
+  return iChangeEnviroment([&](cuadrante::TXMLNode root) {
+    cuadrante::TXMLNode target = FindChild(root, section);
+    if (target) {
+      target.ClearChildren();
+    } else {
+      target = root.AddChild(section);
+    }
+    for (const auto& [name, text] : values) target.AddChild(name).SetText(text);
+  });
 }
 
 bool TGlobalMgr::SetValueEnv(const AnsiString& section, const AnsiString& valueName,
                              const AnsiString value) {
   if (!LoadEnviroment()) return false;
-  const cuadrante::TXMLNode root = env_->DocumentElement();
-  const cuadrante::TXMLNode found = FindChild(root, section);
-  if (!found) {
-    CheckElementName(valueName);  // so that a bad value name adds no empty section
-    root.AddChild(section).AddChild(valueName).SetText(value);
-  } else if (const cuadrante::TXMLNode element = FindChild(found, valueName)) {
-    element.SetText(value);
-  } else {
-    found.AddChild(valueName).SetText(value);
-  }
-  return SaveEnviroment();
+  CheckElementName(section);
+  CheckElementName(valueName);
+  // A text that XML cannot carry would be cut, changed or make the file
+  // unreadable to other parsers: refused before anything is written.
+  if (!CanCarryValue(value)) return false;
+  return iChangeEnviroment([&](cuadrante::TXMLNode root) {
+    const cuadrante::TXMLNode found = FindChild(root, section);
+    if (!found) {
+      root.AddChild(section).AddChild(valueName).SetText(value);
+    } else if (const cuadrante::TXMLNode element = FindChild(found, valueName)) {
+      element.SetText(value);
+    } else {
+      found.AddChild(valueName).SetText(value);
+    }
+  });
 }

@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
 
+#include "cuadrante/internal/faultyfilesystem.h"
 #include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/xmldocument.h"
@@ -167,6 +171,90 @@ TEST_F(EnvironmentTest, FolderThatCantHoldTheFileFailsQuietly) {
   EXPECT_FALSE(_GlobalMgr.SetNodeEnv("C", "<r><D>3</D></r>"));
   EXPECT_FALSE(_GlobalMgr.SaveEnviroment());
   EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B") + _GlobalMgr.GetValueEnv("C", "D"), "23");
+}
+
+TEST_F(EnvironmentTest, ValuesThatXmlCannotCarryAreRefusedBeforeAnythingIsWritten) {
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "A", "kept"));
+  const std::string before = ReadText(path_);
+  for (const std::string& value :
+       {std::string("cut\0here", 8), std::string("line\rend"), std::string("bell\a"),
+        std::string("\xC3("), std::string("\xED\xA0\x80"), std::string("\xEF\xBF\xBF")}) {
+    EXPECT_FALSE(_GlobalMgr.SetValueEnv("GENERAL", "A", value)) << value;
+    EXPECT_FALSE(_GlobalMgr.SetValueEnv("GENERAL", "NEW", value)) << value;
+  }
+  EXPECT_EQ(ReadText(path_), before);
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), "kept");
+  // What XML carries comes back as it was, from the file as well.
+  const std::string fine = "tab\there\nnext line <&> \"ñ\" \xF0\x9F\x98\x80";
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "A", fine));
+  _GlobalMgr.Restart();
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), fine);
+}
+
+TEST_F(EnvironmentTest, WhatIsNotARegularFileIsNeitherReadNorReplaced) {
+  const std::string fifo = folder_ / "fifo.xml";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path : {fifo, std::string("/dev/zero")}) {
+    _GlobalMgr.SetFileEnv(path);
+    EXPECT_FALSE(_GlobalMgr.LoadEnviroment()) << path;
+    EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B"), "") << path;
+    EXPECT_FALSE(_GlobalMgr.SetValueEnv("A", "B", "1")) << path;
+  }
+  struct stat info {};
+  ASSERT_EQ(::stat(fifo.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+}
+
+TEST_F(EnvironmentTest, EveryFailingStepOfAChangeKeepsTheOldFile) {
+  cuadrante::TXMLDocument document;
+  document.CreateDocumentElement("DATAPACKET").AddChild("GENERAL").AddChild("A").SetText("1");
+  const std::string before = document.SaveToXML();
+  document.DocumentElement().FirstChild().AddChild("B").SetText("2");
+  const std::string after = document.SaveToXML();
+  cuadrante::testing::CheckEveryFault(
+      path_, before, after,
+      [&] {
+        WriteText(path_, before);
+        _GlobalMgr.Restart();
+      },
+      [&] {
+        if (!_GlobalMgr.SetValueEnv("GENERAL", "B", "2")) throw Exception("not saved");
+      });
+}
+
+TEST_F(EnvironmentTest, ProcessesChangingTheDocumentAtOnceLoseNothing) {
+  // Two processes set values of their own, then both set one value, and one
+  // whole text wins.
+  pid_t children[2];
+  for (int i = 0; i < 2; ++i) {
+    children[i] = ::fork();
+    ASSERT_GE(children[i], 0);
+    if (children[i] == 0) {
+      const std::string prefix = i == 0 ? "a" : "b";
+      bool ok = true;
+      for (int k = 0; k < 300; ++k) {
+        ok = _GlobalMgr.SetValueEnv("GENERAL", prefix + std::to_string(k), "v") && ok;
+      }
+      ok = _GlobalMgr.SetValueEnv("GENERAL", "shared", std::string(3000, prefix[0])) && ok;
+      ::_exit(ok ? 0 : 1);
+    }
+  }
+  for (pid_t child : children) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  cuadrante::TXMLDocument document;
+  document.LoadFromFile(path_);
+  EXPECT_EQ(document.DocumentElement().FirstChild().ChildCount(), 601u);
+  _GlobalMgr.Restart();
+  for (const char* prefix : {"a", "b"}) {
+    for (int k = 0; k < 300; ++k) {
+      EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", prefix + std::to_string(k)), "v") << prefix << k;
+    }
+  }
+  const std::string shared = _GlobalMgr.GetValueEnv("GENERAL", "shared");
+  EXPECT_TRUE(shared == std::string(3000, 'a') || shared == std::string(3000, 'b'));
 }
 
 }  // namespace
