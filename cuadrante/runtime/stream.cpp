@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/filesystem.h"
 
 EStreamError::~EStreamError() = default;
 EReadError::~EReadError() = default;
@@ -131,7 +132,7 @@ void TMemoryStream::Clear() {
 }
 
 void TMemoryStream::LoadFromFile(const AnsiString& fileName) {
-  bytes_ = cuadrante::ReadWholeFile(fileName);
+  bytes_ = cuadrante::ReadWholeFile(fileName, cuadrante::kDataFileLimit);
   position_ = 0;
 }
 
@@ -173,26 +174,28 @@ TFileStream::TFileStream(const AnsiString& fileName, uint16_t mode) : fileName_(
       flags |= O_RDONLY;
       break;
   }
-  fd_ = ::open(fileName.c_str(), flags, 0666);
+  fd_ = cuadrante::FileSystem().Open(fileName.c_str(), flags, 0666);
   int error = fd_ < 0 ? errno : 0;
   struct stat info {};
-  if (error == 0 && ::fstat(fd_, &info) == 0 && S_ISDIR(info.st_mode)) error = EISDIR;
+  if (error == 0 && cuadrante::FileSystem().FileStat(fd_, &info) == 0 && S_ISDIR(info.st_mode)) {
+    error = EISDIR;
+  }
   if (error != 0) {
-    if (fd_ >= 0) ::close(fd_);
+    if (fd_ >= 0) cuadrante::FileSystem().Close(fd_);
     const AnsiString cause = "\"" + fileName + "\". " + std::strerror(error);
     if (mode == fmCreate) throw EFCreateError("Cannot create file " + cause);
     throw EFOpenError("Cannot open file " + cause);
   }
 }
 
-TFileStream::~TFileStream() { ::close(fd_); }
+TFileStream::~TFileStream() { cuadrante::FileSystem().Close(fd_); }
 
 int64_t TFileStream::Read(void* buffer, int64_t count) {
   lastError_ = 0;
   int64_t done = 0;
   while (done < count) {
     const size_t piece = static_cast<size_t>(std::min<int64_t>(count - done, 1 << 30));
-    const ssize_t got = ::read(fd_, static_cast<char*>(buffer) + done, piece);
+    const ssize_t got = cuadrante::FileSystem().Read(fd_, static_cast<char*>(buffer) + done, piece);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) lastError_ = errno;
     if (got <= 0) break;
@@ -206,7 +209,8 @@ int64_t TFileStream::Write(const void* buffer, int64_t count) {
   int64_t done = 0;
   while (done < count) {
     const size_t piece = static_cast<size_t>(std::min<int64_t>(count - done, 1 << 30));
-    const ssize_t put = ::write(fd_, static_cast<const char*>(buffer) + done, piece);
+    const ssize_t put =
+        cuadrante::FileSystem().Write(fd_, static_cast<const char*>(buffer) + done, piece);
     if (put < 0 && errno == EINTR) continue;
     if (put <= 0) {
       lastError_ = put < 0 ? errno : ENOSPC;

@@ -99,7 +99,8 @@ class CUADRANTE_API TMemoryStream : public TStream {
   void Clear();
 
   // Replaces the bytes with the whole file and goes back to the start;
-  // EFOpenError naming the file when it can't be read.
+  // EFOpenError naming the file when it can't be read, is not a regular file
+  // or holds more than kDataFileLimit bytes (files.h).
   void LoadFromFile(const AnsiString& fileName);
   // Replaces the file with the bytes, atomically: EFCreateError naming the file
   // on failure, and an old file is then left whole.

@@ -1,6 +1,7 @@
 #include "cuadrante/services/globalmgr.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -18,6 +19,7 @@
 #include "cuadrante/runtime/application.h"
 #include "cuadrante/runtime/dateformat.h"
 #include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/filesystem.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/runtime/xmldocument.h"
 #include "cuadrante/services/callbacksmgr.h"
@@ -82,8 +84,9 @@ bool SumKiloBytes(const char* path, const std::array<std::string_view, N>& field
 
 // Creates `path` empty unless something is there; a failure is not looked at.
 void TouchFile(const AnsiString& path) {
-  if (FileExists(path)) return;
-  if (std::FILE* file = std::fopen(path.c_str(), "ab")) std::fclose(file);
+  const int fd =
+      cuadrante::FileSystem().Open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (fd >= 0) cuadrante::FileSystem().Close(fd);
 }
 
 }  // namespace

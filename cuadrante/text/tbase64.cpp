@@ -192,21 +192,23 @@ AnsiString TBase64::Decode(const AnsiString& text) const {
 }
 
 char* TBase64::EncodeFile(const AnsiString& inFile, int& outLen) const {
-  const AnsiString bytes = cuadrante::ReadWholeFile(inFile);
+  const AnsiString bytes = cuadrante::ReadWholeFile(inFile, cuadrante::kDataFileLimit);
   return EncodeBuffer(bytes.data(), bytes.size(), outLen);
 }
 
 char* TBase64::DecodeFile(const AnsiString& inFile, int& outLen) const {
-  const AnsiString text = cuadrante::ReadWholeFile(inFile);
+  const AnsiString text = cuadrante::ReadWholeFile(inFile, cuadrante::kDataFileLimit);
   return DecodeBuffer(text.data(), text.size(), outLen);
 }
 
 // The output is replaced atomically rather than emptied and written in place:
 // a disk that fills up half way must not cost the caller the old file.
 void TBase64::EncodeFile(const AnsiString& inFile, const AnsiString& outFile) const {
-  cuadrante::WriteFileAtomically(outFile, Encode(cuadrante::ReadWholeFile(inFile)));
+  cuadrante::WriteFileAtomically(
+      outFile, Encode(cuadrante::ReadWholeFile(inFile, cuadrante::kDataFileLimit)));
 }
 
 void TBase64::DecodeFile(const AnsiString& inFile, const AnsiString& outFile) const {
-  cuadrante::WriteFileAtomically(outFile, Decode(cuadrante::ReadWholeFile(inFile)));
+  cuadrante::WriteFileAtomically(
+      outFile, Decode(cuadrante::ReadWholeFile(inFile, cuadrante::kDataFileLimit)));
 }

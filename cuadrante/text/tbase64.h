@@ -33,7 +33,8 @@ class CUADRANTE_API TBase64 {
   // 0. An input whose encoding would not fit in an int raises Exception.
   char* Encode(const char* data, int len, int& outLen) const;
   char* Decode(const char* data, int len, int& outLen) const;
-  // The whole file, coded. EFOpenError naming the file when it can't be read.
+  // The whole file, coded. EFOpenError naming the file when it can't be read,
+  // is not a regular file or holds more than kDataFileLimit bytes (files.h).
   char* EncodeFile(const AnsiString& inFile, int& outLen) const;
   char* DecodeFile(const AnsiString& inFile, int& outLen) const;
 

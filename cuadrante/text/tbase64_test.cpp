@@ -1,12 +1,14 @@
 #include "cuadrante/text/tbase64.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <memory>
 #include <random>
 #include <string>
 #include <utility>
 
+#include "cuadrante/internal/faultyfilesystem.h"
 #include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 
@@ -133,6 +135,15 @@ TEST(TBase64, CodesFilesWholeAndRaisesTheFileErrors) {
   EXPECT_THROW(TBase64().EncodeFile(folder / "in", folder / "no-folder/out"), EFCreateError);
   EXPECT_THROW(TBase64().DecodeFile(folder / "in", folder.Path()), EFCreateError);
   EXPECT_EQ(ReadText(folder / "out"), bytes);
+
+  // Neither side waits on a FIFO that nobody writes, and every failing step
+  // of the write keeps the old output.
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  EXPECT_THROW(TBase64().EncodeFile(folder / "fifo", length), EFOpenError);
+  EXPECT_THROW(TBase64().EncodeFile(folder / "in", folder / "fifo"), EFCreateError);
+  cuadrante::testing::CheckEveryFault(
+      folder / "out", "old", Reference(bytes), [&] { WriteText(folder / "out", "old"); },
+      [&] { TBase64().EncodeFile(folder / "in", folder / "out"); });
 }
 
 }  // namespace
