@@ -57,9 +57,40 @@ bool IsXmlName(std::string_view name) {
 }
 
 void CheckName(std::string_view name) {
-  if (!IsXmlName(name)) {
+  if (!IsXmlName(name) || !IsValidUtf8(name)) {
     throw EXMLDocError("'" + std::string(name) + "' is not a valid XML element name");
   }
+}
+
+// How deep `node` lies: 1 for the document element. Bounded by the depth
+// limit, so the walk up is short.
+int DepthOf(pugi::xml_node node) {
+  int depth = 0;
+  for (; node && node.type() != pugi::node_document; node = node.parent()) ++depth;
+  return depth;
+}
+
+// The first element (in document order) deeper than the limit, or a null
+// node. The walk keeps no stack of its own: it goes down by first child and
+// on by next sibling or up by parent, so any depth is safe to look at.
+pugi::xml_node FirstTooDeep(const pugi::xml_document& doc) {
+  pugi::xml_node node = doc.first_child();
+  int depth = 1;
+  while (node) {
+    if (node.type() == pugi::node_element && depth > kMaxXmlDepth) return node;
+    if (node.first_child()) {
+      node = node.first_child();
+      ++depth;
+      continue;
+    }
+    while (node && !node.next_sibling()) {
+      node = node.parent();
+      --depth;
+      if (node.type() == pugi::node_document) return pugi::xml_node();
+    }
+    if (node) node = node.next_sibling();
+  }
+  return pugi::xml_node();
 }
 
 // "at offset 57 (line 3, column 12): why", lines and columns counted from 1
@@ -112,6 +143,14 @@ void CheckProlog(const pugi::xml_document& doc, std::string_view text, bool utf8
 }  // namespace
 }  // namespace detail
 
+bool CanCarryText(std::string_view text) noexcept {
+  for (char c : text) {
+    if (static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n') return false;
+  }
+  return IsValidUtf8(text) && text.find("\xEF\xBF\xBE") == std::string_view::npos &&
+         text.find("\xEF\xBF\xBF") == std::string_view::npos;
+}
+
 // TXMLNode ------------------------------------------------------------------
 
 std::string_view TXMLNode::Name() const noexcept { return pugi::xml_node(node_).name(); }
@@ -120,6 +159,10 @@ std::string_view TXMLNode::Text() const noexcept { return pugi::xml_node(node_).
 
 void TXMLNode::SetText(std::string_view text) const {
   if (node_ == nullptr) throw EXMLDocError("No element to set a text on");
+  if (!CanCarryText(text)) {
+    throw EXMLDocError("The text of <" + std::string(Name()) +
+                       "> holds a character that an XML document cannot carry");
+  }
   pugi::xml_node node(node_);
   if (text.empty()) {
     // No text at all rather than an empty piece, so that the element is
@@ -166,6 +209,10 @@ size_t TXMLNode::ChildCount() const noexcept {
 TXMLNode TXMLNode::AddChild(std::string_view name) const {
   if (node_ == nullptr) throw EXMLDocError("No element to add a child to");
   detail::CheckName(name);
+  if (detail::DepthOf(pugi::xml_node(node_)) >= kMaxXmlDepth) {
+    throw EXMLDocError("<" + std::string(name) + "> would lie deeper than " +
+                       std::to_string(kMaxXmlDepth) + " elements");
+  }
   // The parser takes names ending in a zero; short names stay on the stack.
   const std::string terminated(name);
   const pugi::xml_node child = pugi::xml_node(node_).append_child(terminated.c_str());
@@ -200,7 +247,15 @@ void TXMLDocument::LoadFromXML(std::string_view text) {
       detail::ThrowParseError(utf8 ? text : std::string_view(), result.offset,
                               result.description());
     detail::CheckProlog(*doc_, text, utf8);
+    if (const pugi::xml_node deep = detail::FirstTooDeep(*doc_)) {
+      // The parser gives the offset of the name; the element begins at its '<'.
+      const ptrdiff_t name = deep.offset_debug();
+      detail::ThrowParseError(utf8 ? text : std::string_view(), name > 0 ? name - 1 : name,
+                              "Elements nest deeper than " + std::to_string(kMaxXmlDepth));
+    }
   } catch (...) {
+    // Freeing the whole document releases its pages at once, whatever its
+    // depth; removing nodes one by one would recurse as deep as they nest.
     doc_->reset();
     throw;
   }

@@ -8,6 +8,11 @@
 // Texts are UTF-8 and the characters that XML reserves are escaped on the way
 // out and restored on the way in. A parse failure raises EXMLDocError saying
 // where the text went wrong (byte offset, line and column) and why.
+// Elements nest at most kMaxXmlDepth deep, the document element being at
+// depth 1: no real document comes near it, and the bound keeps every walk of
+// a tree shallow and every indented save linear in the document's size.
+// Texts that XML 1.0 cannot carry back as they are (see CanCarryText) are
+// refused rather than written into a file that readers then reject.
 // A document and its nodes are for one thread at a time; separate documents
 // may live on separate threads.
 //
@@ -32,6 +37,14 @@ struct xml_node_struct;
 
 namespace cuadrante {
 
+inline constexpr int kMaxXmlDepth = 256;
+
+// Whether an element's text can hold `text` and give it back unchanged after
+// a save and a load: valid UTF-8 without NUL, without control characters but
+// tab and line feed (a carriage return comes back as a line feed from every
+// reader), and without U+FFFE or U+FFFF.
+CUADRANTE_API bool CanCarryText(std::string_view text) noexcept;
+
 // A borrowed handle to an element of a TXMLDocument, or a null handle. It is
 // valid while its document lives, is not reloaded and keeps the element.
 // Copies are cheap and all refer to the same element; the const members that
@@ -49,7 +62,8 @@ class CUADRANTE_API TXMLNode {
   // it has none. Borrowed from the document until the text is changed.
   std::string_view Text() const noexcept;
   // Replaces the element's first piece of text, or adds one behind its
-  // children. The empty text removes every piece of text.
+  // children. The empty text removes every piece of text. A text that
+  // CanCarryText refuses raises EXMLDocError and changes nothing.
   void SetText(std::string_view text) const;
   // The element as XML text, its own tags included, on one line.
   AnsiString GetXML() const;
@@ -61,7 +75,8 @@ class CUADRANTE_API TXMLNode {
   // How many child elements there are; walks them.
   size_t ChildCount() const noexcept;
   // Appends a new element `name` behind the children. Raises EXMLDocError
-  // when `name` is no XML name, or on a null handle.
+  // when `name` is no XML name (or not valid UTF-8), when the new element
+  // would lie deeper than kMaxXmlDepth, or on a null handle.
   TXMLNode AddChild(std::string_view name) const;
   // Removes every child: elements and text.
   void ClearChildren() const;
@@ -84,8 +99,9 @@ class CUADRANTE_API TXMLDocument {
   TXMLDocument& operator=(const TXMLDocument&) = delete;
 
   // Replaces the contents by the parsed `text`. A text that is not one
-  // well-formed element (with its prolog) raises EXMLDocError naming the
-  // offset, line and column, and leaves the document empty.
+  // well-formed element (with its prolog), or whose elements nest deeper
+  // than kMaxXmlDepth, raises EXMLDocError naming the offset, line and column
+  // (of the first element too deep), and leaves the document empty.
   void LoadFromXML(std::string_view text);
   // The same from a file: EFOpenError when it cannot be read, EXMLDocError
   // naming the path as well when it does not parse.

@@ -63,8 +63,13 @@ TEST(TXMLDocument, WritesTheDeclarationAndOneElementALine) {
 }
 
 TEST(TXMLDocument, TextsComeBackAsTheyWent) {
-  const std::string texts[] = {"a & b < c > \"e\" 'f'", "]]> <![CDATA[ &amp;", " ", " around ",
-                               "\t\x01 control",        "line\nbreak",         ""};
+  const std::string texts[] = {"a & b < c > \"e\" 'f'",
+                               "]]> <![CDATA[ &amp;",
+                               " ",
+                               " around ",
+                               "\t control",
+                               "line\nbreak",
+                               ""};
   TXMLDocument doc, back;
   TXMLNode root = doc.CreateDocumentElement("R");
   for (const std::string& text : texts) root.AddChild("V").SetText(text);
@@ -137,7 +142,7 @@ TEST(TXMLDocument, ParseErrorsSayWhereAndWhy) {
 TEST(TXMLDocument, RefusesNamesThatAreNoXmlNames) {
   TXMLDocument doc;
   TXMLNode root = doc.CreateDocumentElement("R");
-  for (const std::string name : {"", "1A", "A B", "-A", "A<", "A&B", ".A", "A/"}) {
+  for (const std::string name : {"", "1A", "A B", "-A", "A<", "A&B", ".A", "A/", "\xC3", "A\xFF"}) {
     EXPECT_THROW(root.AddChild(name), EXMLDocError) << name;
     EXPECT_THROW(doc.CreateDocumentElement(name), EXMLDocError) << name;
   }
@@ -169,6 +174,64 @@ TEST(TXMLDocument, FilesAreWrittenWholeAndErrorsNameThePath) {
   }
   EXPECT_THROW(doc.SaveToFile(folder / "no-such-folder/x.xml"), EFCreateError);
   EXPECT_EQ(ReadText(path), "<DATAPACKET>");  // untouched by the failed write
+}
+
+// `depth` elements nested, each on a line of its own, with `text` innermost.
+std::string Nested(int depth, const std::string& text = "") {
+  std::string xml;
+  for (int i = 0; i < depth; ++i) xml += i == 0 ? "<E>" : "\n<E>";
+  xml += text;
+  for (int i = 0; i < depth; ++i) xml += "</E>";
+  return xml;
+}
+
+TEST(TXMLDocument, NestingStopsAtTheDepthLimitWhereverItIsReached) {
+  TXMLDocument doc;
+  doc.LoadFromXML(Nested(cuadrante::kMaxXmlDepth, "deepest"));
+  TXMLNode node = doc.DocumentElement();
+  for (int i = 1; i < cuadrante::kMaxXmlDepth; ++i) node = node.FirstChild();
+  EXPECT_EQ(node.Text(), "deepest");
+  // Built in memory, no element may lie deeper than a load accepts.
+  EXPECT_THROW(node.AddChild("E"), EXMLDocError);
+  EXPECT_EQ(node.ChildCount(), 0u);
+  // The save of the deepest document stays within two blanks a level a line.
+  const std::string saved = doc.SaveToXML();
+  EXPECT_LT(saved.size(), 2u * cuadrante::kMaxXmlDepth * (cuadrante::kMaxXmlDepth + 12));
+  doc.LoadFromXML(saved);
+
+  const std::string tooDeep = ParseErrorOf(Nested(cuadrante::kMaxXmlDepth + 1));
+  EXPECT_EQ(tooDeep, "XML text is not well-formed at offset " +
+                         std::to_string(4 * cuadrante::kMaxXmlDepth) + " (line " +
+                         std::to_string(cuadrante::kMaxXmlDepth + 1) +
+                         ", column 1): Elements nest deeper than 256");
+  // A million levels are refused without a deep walk: neither the check nor
+  // freeing the tree may recurse.
+  EXPECT_NE(ParseErrorOf(Nested(1000000)).find("deeper than"), std::string::npos);
+  // One deep branch among shallow ones is found where it is.
+  EXPECT_NE(ParseErrorOf("<R><A/><A>" + Nested(cuadrante::kMaxXmlDepth) + "</A></R>")
+                .find("line " + std::to_string(cuadrante::kMaxXmlDepth - 1) + ","),
+            std::string::npos);
+}
+
+TEST(TXMLDocument, RefusesTextsThatXmlCannotCarryBack) {
+  TXMLDocument doc;
+  const TXMLNode value = doc.CreateDocumentElement("R").AddChild("V");
+  value.SetText("kept");
+  for (const std::string& text :
+       {std::string("a\0b", 3), std::string("a\rb"), std::string("\x01"), std::string("\x1F"),
+        std::string("\xC3"), std::string("\xC0\xAF"), std::string("\xED\xA0\x80"),
+        std::string("\xEF\xBF\xBE"), std::string("\xF4\x90\x80\x80")}) {
+    EXPECT_FALSE(cuadrante::CanCarryText(text));
+    EXPECT_THROW(value.SetText(text), EXMLDocError);
+  }
+  EXPECT_EQ(value.Text(), "kept");
+  // What it carries comes back byte for byte.
+  const std::string fine = "\ttab\nline <&>\"' ñ \xE2\x82\xAC \xF0\x9F\x98\x80 \x7F";
+  EXPECT_TRUE(cuadrante::CanCarryText(fine));
+  value.SetText(fine);
+  TXMLDocument again;
+  again.LoadFromXML(doc.SaveToXML());
+  EXPECT_EQ(again.DocumentElement().FirstChild().Text(), fine);
 }
 
 }  // namespace

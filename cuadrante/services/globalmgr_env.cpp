@@ -63,18 +63,6 @@ void CheckElementName(std::string_view name) {
   scratch.CreateDocumentElement(name);
 }
 
-// Whether an XML 1.0 document carries `text` back as it was: valid UTF-8, and
-// no control character but tab and line feed (a carriage return is turned
-// into a line feed by every reader).
-bool CanCarryValue(std::string_view text) {
-  for (char c : text) {
-    if (static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n') return false;
-  }
-  // U+FFFE and U+FFFF are no XML characters either.
-  return cuadrante::IsValidUtf8(text) && text.find("\xEF\xBF\xBE") == std::string_view::npos &&
-         text.find("\xEF\xBF\xBF") == std::string_view::npos;
-}
-
 // A fresh document holding the empty root alone.
 std::unique_ptr<cuadrante::TXMLDocument> EmptyEnvironment() {
   auto document = std::make_unique<cuadrante::TXMLDocument>();
@@ -83,7 +71,8 @@ std::unique_ptr<cuadrante::TXMLDocument> EmptyEnvironment() {
 }
 
 // The document as `path` holds it: an empty one when the file is missing,
-// and when it is empty or isn't XML (that file is then replaced at the next
+// and when it is empty or isn't XML (a document nested deeper than
+// kMaxXmlDepth counts as one that isn't) (that file is then replaced at the next
 // save, as a first load does). A file that is there but can't be read (not a
 // regular file, over the size limit, an I/O error) raises EFileError: it must
 // not be replaced by a document that lost its contents.
@@ -219,7 +208,7 @@ bool TGlobalMgr::SetValueEnv(const AnsiString& section, const AnsiString& valueN
   CheckElementName(valueName);
   // A text that XML cannot carry would be cut, changed or make the file
   // unreadable to other parsers: refused before anything is written.
-  if (!CanCarryValue(value)) return false;
+  if (!cuadrante::CanCarryText(value)) return false;
   return iChangeEnviroment([&](cuadrante::TXMLNode root) {
     const cuadrante::TXMLNode found = FindChild(root, section);
     if (!found) {

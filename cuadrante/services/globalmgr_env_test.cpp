@@ -191,6 +191,23 @@ TEST_F(EnvironmentTest, ValuesThatXmlCannotCarryAreRefusedBeforeAnythingIsWritte
   EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), fine);
 }
 
+TEST_F(EnvironmentTest, ADocumentNestedAMillionDeepIsRefusedWithoutACrash) {
+  std::string deep;
+  for (int i = 0; i < 1000000; ++i) deep += "<S>";
+  for (int i = 0; i < 1000000; ++i) deep += "</S>";
+  // As a text to set, the parser's error reaches the caller; as the file, it
+  // counts as one that isn't XML and starts afresh.
+  try {
+    _GlobalMgr.SetNodeEnv("A", deep);
+    ADD_FAILURE() << "a million levels accepted";
+  } catch (const EXMLDocError& e) {
+    EXPECT_NE(e.Message.find("deeper than 256"), std::string::npos) << e.Message;
+  }
+  WriteText(path_, deep);
+  EXPECT_TRUE(_GlobalMgr.SetNodeEnv("A", "<r><B>1</B></r>"));
+  EXPECT_EQ(OnDisk(), "DATAPACKET A{B=1;}");
+}
+
 TEST_F(EnvironmentTest, WhatIsNotARegularFileIsNeitherReadNorReplaced) {
   const std::string fifo = folder_ / "fifo.xml";
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
