@@ -6,10 +6,14 @@
 #include <shared_mutex>
 #include <string_view>
 
+#include <sys/stat.h>
+
+#include "cuadrante/internal/lifecycle.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/filesystem.h"
 #include "cuadrante/runtime/inifile.h"
-#include "cuadrante/internal/lifecycle.h"
+#include "cuadrante/services/messagesmgr.h"
 
 namespace cuadrante::detail {
 namespace {
@@ -35,6 +39,27 @@ TTransData* DataOf(const TTranslate& translator, int index) {
 void ClearRows(TTranslate& translator) {
   for (int i = 0; i < translator.Rows.Count(); ++i) delete DataOf(translator, i);
   translator.Rows.Clear();
+  translator.Notes.clear();
+}
+
+// Whether a row of the dictionary file can hold `text` as its key: a tab
+// would split it, a line break or NUL would end the row, and the file is
+// UTF-8 text.
+bool FitsInARow(std::string_view text) {
+  return text.find_first_of(std::string_view("\t\n\r\0", 4)) == std::string_view::npos &&
+         cuadrante::IsValidUtf8(text);
+}
+
+// Whether the two paths name one file: the same device and inode where both
+// exist, else the same text.
+bool SameFile(const AnsiString& a, const AnsiString& b) {
+  struct stat x {
+  }, y{};
+  if (cuadrante::FileSystem().Stat(a.c_str(), &x) == 0 &&
+      cuadrante::FileSystem().Stat(b.c_str(), &y) == 0) {
+    return x.st_dev == y.st_dev && x.st_ino == y.st_ino;
+  }
+  return a == b;
 }
 
 // The answer of a lookup that needs no new row, or nothing when the text is
@@ -56,7 +81,10 @@ void ReadDictionary(TTranslate& translator) {
     for (int i = 0; i < lines.Count(); ++i) {
       const AnsiString& line = lines[i];
       const size_t tab = line.find('\t');
-      if (tab == AnsiString::npos) continue;
+      if (tab == AnsiString::npos) {
+        translator.Notes.push_back(line);
+        continue;
+      }
       auto data = std::make_unique<TTransData>(line.substr(tab + 1));
       try {
         translator.Rows.AddObject(line.substr(0, tab), data.get());
@@ -77,6 +105,12 @@ void ReadSettings(TTranslate& translator, const AnsiString& iniFile) {
   if (!FileExists(iniFile)) return;
   const TIniFile ini(iniFile);
   translator.DictionaryFile = translator.BasePath + ini.ReadString(kSection, kDictionaryKey, "");
+  translator.WriteBack = !SameFile(translator.DictionaryFile, iniFile);
+  if (!translator.WriteBack && _MessagesMgr != nullptr) {
+    // Not translated: the translator is being built under its own lock.
+    _MessagesMgr->PushMessage("El diccionario \"" + translator.DictionaryFile +
+                              "\" es el fichero de configuración: no se reescribe.");
+  }
   TStringList& properties = translator.Properties;
   ini.ReadSectionValues(kSection, properties);
   for (int i = properties.Count() - 1; i >= 0; --i) {
@@ -91,10 +125,13 @@ void ReadSettings(TTranslate& translator, const AnsiString& iniFile) {
   ReadDictionary(translator);
 }
 
-// The whole dictionary file: every row in the order of Rows, with CR LF ends.
+// The whole dictionary file: the notes, then every row in the order of Rows,
+// with CR LF ends. Rows are sorted, so a note has no row to stay beside: the
+// notes keep their own order at the top, where a translator finds them.
 // REQUIRES: translatorLock, either mode.
 AnsiString DictionaryText(const TTranslate& translator) {
   TStringList lines;
+  for (const AnsiString& note : translator.Notes) lines.Add(note);
   for (int i = 0; i < translator.Rows.Count(); ++i) {
     lines.Add(translator.Rows[i] + "\t" + DataOf(translator, i)->Translation);
   }
@@ -146,7 +183,7 @@ void cuadrante::detail::StopTranslator() {
   std::lock_guard writing(writeLock);
   std::unique_lock lock(translatorLock);
   if (_Translate == nullptr) return;
-  if (_Translate->Modified) {
+  if (_Translate->Modified && _Translate->WriteBack) {
     cuadrante::WriteFileAtomically(_Translate->DictionaryFile, DictionaryText(*_Translate));
   }
   delete _Translate;
@@ -179,6 +216,7 @@ AnsiString Translate(const AnsiString& text) {
   // between the two locks, so the lookup runs again before adding.
   std::unique_lock lock(translatorLock);
   if (std::optional<AnsiString> found = FindTranslation(text)) return *found;
+  if (!FitsInARow(text)) return text;
   auto data = std::make_unique<TTransData>(kUnfilled);
   _Translate->Rows.AddObject(text, data.get());
   static_cast<void>(data.release());  // the row owns it now
@@ -216,7 +254,9 @@ bool TranslateForm(TComponent* form) {
   AnsiString text;
   {
     std::shared_lock lock(translatorLock);
-    if (_Translate == nullptr || !_Translate->Modified) return translated;
+    if (_Translate == nullptr || !_Translate->Modified || !_Translate->WriteBack) {
+      return translated;
+    }
     path = _Translate->DictionaryFile;
     text = DictionaryText(*_Translate);
   }

@@ -13,7 +13,14 @@
 // The settings INI file has a section "Localization": "Dictionary" names the
 // dictionary file (appended as it is to the INI path given to InitTRANS), and
 // each key starting with "TransFormProp" names a property for TranslateForm.
-// The dictionary is a text file of rows "key<TAB>translation".
+// The dictionary is a text file of rows "key<TAB>translation"; its other
+// lines (translators' notes, blank lines) are kept, ahead of the rows, when
+// the file is written back. A dictionary path that is the settings file
+// itself (no "Dictionary" key, or one naming that file) is read but never
+// written: the settings would be lost. That is said once, on _MessagesMgr's
+// message stack, when the settings are read. A text that a row cannot carry
+// (a tab, a line break, NUL, invalid UTF-8) is translated as itself and never
+// collected.
 #pragma once
 
 #include "cuadrante/runtime/component.h"
@@ -56,6 +63,10 @@ class CUADRANTE_API TTranslate {
   // Sorted without regard to case, refusing duplicates; each line owns its
   // TTransData as the attached object.
   TStringList Rows;
+  // The lines of the dictionary file that are no rows, in the file's order.
+  TVectorStrings Notes;
+  // False when DictionaryFile is the settings file: no write-back then.
+  bool WriteBack = true;
 };
 
 // The translator, null until InitTRANS and after EndTRANS.

@@ -1,6 +1,7 @@
 #include "cuadrante/services/translate.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <filesystem>
@@ -8,8 +9,10 @@
 #include <thread>
 #include <vector>
 
+#include "cuadrante/internal/faultyfilesystem.h"
 #include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/services/messagesmgr.h"
 
 namespace {
 
@@ -111,8 +114,10 @@ TEST_F(TranslateTest, LooksUpWithoutCaseAndCollectsUnknownTextsSorted) {
   EXPECT_EQ(Transport::Translate("MAÑANA"), "<N/A>");
   EXPECT_TRUE(_Translate->Modified);
   EndTRANS();
+  // The line that is no row stays, ahead of the sorted rows.
   EXPECT_EQ(Read("trans.ini.es"),
-            "a\tb\tc\r\nDía\tDay\r\nHola\tHello\r\nMañana\t<N/A>\r\nPendiente\t<N/A>\r\n"
+            "a line without a "
+            "tab\r\na\tb\tc\r\nDía\tDay\r\nHola\tHello\r\nMañana\t<N/A>\r\nPendiente\t<N/A>\r\n"
             "Vacío\t\r\n");
 }
 
@@ -253,6 +258,89 @@ TEST_F(TranslateTest, TranslatesAFormAndTheComponentsItOwns) {
   ReLoadDictionary(Path("bare.ini"));
   EXPECT_TRUE(Transport::TranslateForm(child));
   EXPECT_EQ(child->Caption, "Ver");
+}
+
+TEST_F(TranslateTest, NeverWritesRowsOverTheSettingsFile) {
+  // Without a dictionary key the dictionary is the settings file, and its
+  // lines with a tab read as rows; writing them back would drop [GENERAL].
+  const std::string settings =
+      "[Localization]\nTransFormProp1=Caption\n[GENERAL]\nPORT=8080\nNOTE=a\tb\n";
+  Write("trans.ini", settings);
+  _MessagesMgr->Messages.clear();
+  bTransActivated = true;
+  InitTRANS(Path("trans.ini"));
+  ASSERT_NE(_Translate, nullptr);
+  EXPECT_EQ(_Translate->Loaded, 1);
+  EXPECT_FALSE(_Translate->WriteBack);
+  EXPECT_NE(_MessagesMgr->GetLastMessage().find(Path("trans.ini")), std::string::npos);
+  EXPECT_EQ(Transport::Translate("Nuevo"), "Nuevo");
+  TCaptioned form(nullptr, "Archivo");
+  EXPECT_TRUE(Transport::TranslateForm(&form));
+  EndTRANS();
+  EXPECT_EQ(Read("trans.ini"), settings);
+
+  // Nor through another name of the same file.
+  Write("trans.ini", "[Localization]\nDictionary=.link\n" + settings.substr(15));
+  std::filesystem::create_symlink(Path("trans.ini"), Path("trans.ini.link"));
+  const std::string linked = Read("trans.ini");
+  InitTRANS(Path("trans.ini"));
+  ASSERT_NE(_Translate, nullptr);
+  EXPECT_FALSE(_Translate->WriteBack);
+  Transport::Translate("Otro");
+  EndTRANS();
+  EXPECT_EQ(Read("trans.ini"), linked);
+}
+
+TEST_F(TranslateTest, TextsThatNoRowCanHoldAreNeverCollected) {
+  Write("trans.ini.dic", "Hola\tHello\n");
+  Start(".dic");
+  for (const std::string& text :
+       {std::string("con\ttab"), std::string("dos\nlíneas"), std::string("retorno\r"),
+        std::string("nul\0x", 5), std::string("\xC3(")}) {
+    EXPECT_EQ(Transport::Translate(text), text);
+    EXPECT_EQ(Transport::Translate(text), text) << "collected on the first call";
+  }
+  EXPECT_FALSE(_Translate->Modified);
+  EXPECT_EQ(_Translate->Rows.Count(), 1);
+  Transport::Translate("Nuevo");
+  EndTRANS();
+  EXPECT_EQ(Read("trans.ini.dic"), "Hola\tHello\r\nNuevo\t<N/A>\r\n");
+}
+
+TEST_F(TranslateTest, SettingsOrDictionaryThatAreNoRegularFilesReadAsMissing) {
+  ASSERT_EQ(::mkfifo(Path("trans.ini.fifo").c_str(), 0600), 0);
+  Start(".fifo");  // the dictionary is a FIFO that nobody writes
+  ASSERT_NE(_Translate, nullptr);
+  EXPECT_EQ(_Translate->Loaded, 0);
+  EXPECT_EQ(Transport::Translate("Hola"), "Hola");
+  EndTRANS();
+  for (const char* settings : {"trans.ini.fifo", "/dev/zero"}) {
+    const std::string path = settings[0] == '/' ? settings : Path(settings);
+    InitTRANS(path);
+    ASSERT_NE(_Translate, nullptr) << path;
+    EXPECT_EQ(_Translate->Loaded, 0) << path;
+    EXPECT_EQ(_Translate->Properties.Count(), 0) << path;
+    EndTRANS();
+  }
+  struct stat info {};
+  ASSERT_EQ(::stat(Path("trans.ini.fifo").c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+}
+
+TEST_F(TranslateTest, EveryFailingStepOfAWriteBackKeepsTheOldDictionary) {
+  Write("trans.ini", "[Localization]\nDictionary=.dic\n");
+  bTransActivated = true;
+  const std::string before = "; notes\r\nHola\tHello\r\n";
+  cuadrante::testing::CheckEveryFault(
+      Path("trans.ini.dic"), before, before + "Nuevo\t<N/A>\r\n",
+      [&] {
+        Write("trans.ini.dic", before);
+        delete _Translate;  // what a failed EndTRANS kept
+        _Translate = nullptr;
+        InitTRANS(Path("trans.ini"));
+        Transport::Translate("Nuevo");
+      },
+      [] { EndTRANS(); });
 }
 
 }  // namespace
