@@ -13,11 +13,9 @@ namespace cuadrante::detail {
 namespace {
 
 constexpr int64_t kSecsPerDay = 86400;
-// 31/12/9999 23:59:59, the last second the calendar knows. Expansion bounds
-// are cut to it: past it the calendar steps stop moving, and integer steps
-// could run out of range.
-constexpr int64_t kCalendarEnd = 2958466LL * kSecsPerDay - 1;
-// 01/01/0001 00:00:00, the first.
+// 01/01/0001 00:00:00, the first second the calendar knows. Expansion bounds
+// are cut to it and to kCalendarEnd: past them the calendar steps stop moving,
+// and integer steps could run out of range.
 constexpr int64_t kCalendarStart = -693593LL * kSecsPerDay;
 
 // Rules are TCyclePoint objects; anything else is expanded as a single
@@ -108,16 +106,16 @@ void Unroll(std::vector<Occurrence>& out, uint32_t index, const TBasicPoint* c,
     }
     return;
   }
+  // A step that does not fit in the calendar answers its end, which is no
+  // occurrence: there is no later one.
   while (cur < first) {
-    const TFecha next = cur.IncDays(rule.GetPeriodicity());
-    if (next <= cur) return;  // the calendar's end: no later occurrence
-    cur = next;
+    if (!cur.IncDaysFits(rule.GetPeriodicity())) return;
+    cur = cur.IncDays(rule.GetPeriodicity());
   }
   while (cur <= last) {
     if (everyDay || cur.DayOfWeek() <= 5) out.push_back({cur.Value(), index, false});
-    const TFecha next = cur.IncDays(rule.GetPeriodicity());
-    if (next <= cur) break;
-    cur = next;
+    if (!cur.IncDaysFits(rule.GetPeriodicity())) break;
+    cur = cur.IncDays(rule.GetPeriodicity());
   }
 }
 
@@ -228,7 +226,7 @@ unsigned TCyclePointMgr::iExpand(const TFecha& from, const TFecha& to, TBasicPoi
   using namespace cuadrante::detail;
   TFecha lo = RangeStart.IsZero() ? from : std::max(RangeStart, from);
   TFecha hi = RangeEnd.IsZero() ? to : std::min(RangeEnd, to);
-  // Bounds outside the calendar are cut to its ends (see kCalendarEnd).
+  // Bounds outside the calendar are cut to its ends.
   lo = TFecha(std::clamp(lo.Value(), kCalendarStart, kCalendarEnd)).Date();
   hi = TFecha(std::clamp(hi.Value(), kCalendarStart, kCalendarEnd)).EndOfDay();
 

@@ -120,7 +120,7 @@ void TBasicBox::ReadFromStr(const AnsiString& text) {
   if (!ScanFields(text, fields)) return;
   // One field at a time, so a bad field leaves the ones before it assigned.
   Inicio.SetValue(StrToInt64(fields[0]));
-  Duration.SetValue(StrToInt64(fields[1]));
+  Duration.SetValue(cuadrante::detail::DurationField(fields[1], Inicio.Value()));
   Type = static_cast<TTimePointType>(static_cast<int8_t>(ToInt(fields[2])));
   Level = LevelFromDouble(ToDouble(fields[3]));
   Color = static_cast<TColor>(StrToInt64(fields[4]));

@@ -1,5 +1,7 @@
 #include "cuadrante/time/basicpoint.h"
 
+#include "cuadrante/runtime/exception.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -38,6 +40,16 @@ int64_t SecondsFromHours(float hours) {
 
 }  // namespace
 }  // namespace cuadrante::detail
+
+int64_t cuadrante::detail::DurationField(std::string_view field, int64_t start) {
+  const int64_t duration = StrToInt64(field);
+  int64_t end = 0;
+  if (__builtin_add_overflow(start, duration, &end)) {
+    throw EConvertError("'" + std::string(field) +
+                        "' is not a valid duration: the point would end past the largest time");
+  }
+  return duration;
+}
 
 using namespace cuadrante::detail;
 
@@ -108,7 +120,7 @@ void TBasicPoint::ReadFromStr(const AnsiString& text) {
   if (!ScanFields(text, fields)) return;
   // One field at a time, so a bad field leaves the ones before it assigned.
   Inicio.SetValue(StrToInt64(fields[0]));
-  Duration.SetValue(StrToInt64(fields[1]));
+  Duration.SetValue(DurationField(fields[1], Inicio.Value()));
   Type = static_cast<TTimePointType>(static_cast<int8_t>(ToInt(fields[2])));
   Level = static_cast<short>(ToInt(fields[3]));
 }

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/export.h"
@@ -146,3 +147,13 @@ CUADRANTE_API inline bool InInterval(const TBasicPoint* a, const TBasicPoint* b)
 inline bool EndsBefore(const TBasicPoint* a, const TBasicPoint* b) {
   return a->EndValue() < b->StartValue();
 }
+
+namespace cuadrante::detail {
+
+// The duration field of a stored point that starts at `start`. Raises
+// EConvertError, as for a field that is no number, when the field is no
+// number or when start plus duration lies outside the 64-bit range: such a
+// point could not say where it ends.
+CUADRANTE_API int64_t DurationField(std::string_view field, int64_t start);
+
+}  // namespace cuadrante::detail

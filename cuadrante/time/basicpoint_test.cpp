@@ -9,6 +9,8 @@
 
 #include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/time/basicbox.h"
+#include "cuadrante/time/cyclepoint.h"
 
 namespace {
 
@@ -280,6 +282,26 @@ TEST(TBasicPoint, TextsForPeople) {
   EXPECT_EQ(a.GetColor(), 0xF0CAA6);
   EXPECT_EQ(Point(0, 0, tptReducedDay).GetTypeStr(), "Reducción Jornada");
   EXPECT_EQ(Point(0, 0, tptNone).GetTypeStr() + Point(0, 0, tptLast).GetTypeStr(), "<N/A><N/A>");
+}
+
+TEST(TBasicPoint, StoredFormsRefuseAnEndPastTheLargestTime) {
+  const std::string big = std::to_string(std::numeric_limits<int64_t>::max() - 10);
+  const std::string small = std::to_string(std::numeric_limits<int64_t>::min() + 10);
+  TBasicPoint point;
+  TBasicBox box;
+  TCyclePoint cycle;
+  for (const std::string& fields : {big + ";11", big + ";9223372036854775807", small + ";-11"}) {
+    EXPECT_THROW(point.ReadFromStr(fields + ";1;0"), EConvertError) << fields;
+    EXPECT_THROW(box.ReadFromStr(fields + ";1;0;0;c;d"), EConvertError) << fields;
+    EXPECT_THROW(cycle.ReadFromStr(fields + ";1;0;2;0;0;0"), EConvertError) << fields;
+  }
+  // Up to the last value is an end that exists.
+  point.ReadFromStr(big + ";10;1;0");
+  EXPECT_EQ(point.Duration.Value(), 10);
+  EXPECT_NE(cuadrante::testing::ConvertErrorOf([&] {
+              point.ReadFromStr(big + ";11;1;0");
+            }).find("largest time"),
+            std::string::npos);
 }
 
 }  // namespace

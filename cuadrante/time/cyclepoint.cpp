@@ -87,7 +87,7 @@ void TCyclePoint::ReadFromStr(const AnsiString& text) {
   if (!ScanFields(text, fields)) return;
   // One field at a time, so a bad field leaves the ones before it assigned.
   Inicio.SetValue(StrToInt64(fields[0]));
-  Duration.SetValue(StrToInt64(fields[1]));
+  Duration.SetValue(cuadrante::detail::DurationField(fields[1], Inicio.Value()));
   Type = static_cast<TTimePointType>(static_cast<int8_t>(ToInt(fields[2])));
   Level = LevelFromText(fields[3]);
   Periodicity = static_cast<TTimesGroup>(static_cast<int8_t>(ToInt(fields[4])));

@@ -1,5 +1,7 @@
 #include "cuadrante/time/fecha.h"
 
+#include <algorithm>
+
 #include <cmath>
 #include <limits>
 
@@ -110,10 +112,37 @@ TFecha TFecha::StartOfNextWeek() const {
     day = ::IncDay(day, 1);
     if (WeekOf(day) != week) break;
   }
-  return TFecha(StartOfTheWeek(day));
+  const TFecha next(StartOfTheWeek(day));
+  // The calendar's last days have no next Monday to name.
+  return next > *this ? next : std::max(*this, TFecha(kCalendarEnd));
+}
+
+bool TFecha::IncDaysFits(short group) const {
+  if (value_ >= kCalendarEnd) return false;
+  const int64_t room = kCalendarEnd - value_;
+  switch (static_cast<int8_t>(group & 0xFF)) {
+    case tgWeek:
+      return room >= 7 * kSecsPerDay;
+    case tgFortnight:
+      return room >= 14 * kSecsPerDay;
+    case tgMonth:
+    case tgQuarter: {
+      // The month step clamps to the calendar's last month, where it would
+      // land on this very date.
+      const int months = static_cast<int8_t>(group & 0xFF) == tgMonth ? 1 : 3;
+      return Year() * 12 + Month() - 1 + months <= 9999 * 12 + 11;
+    }
+    case tgYear:
+      return Year() < 9999;
+    default:
+      return room >= kSecsPerDay;
+  }
 }
 
 TFecha TFecha::IncDays(short group) const {
+  // Beyond the calendar's end nothing is named: a step that would get there
+  // stops at the end, and a value already past it stays as it is.
+  if (!IncDaysFits(group)) return std::max(*this, TFecha(kCalendarEnd));
   switch (static_cast<int8_t>(group & 0xFF)) {
     case tgWeek:
       return TFecha(value_ + 7 * kSecsPerDay);

@@ -25,6 +25,9 @@
 
 class TDuration;
 
+// The last second that the calendar names, 31/12/9999 23:59:59, as a value.
+inline constexpr int64_t kCalendarEnd = 2958465LL * 86400 + 86399;
+
 class CUADRANTE_API TFecha {
  public:
   constexpr TFecha() noexcept = default;
@@ -64,10 +67,12 @@ class CUADRANTE_API TFecha {
   // Kept for hosts that call it: frac(value / 3600) * 1440, in [0, 1440).
   double StartMinutes() const;
 
-  TFecha StartOfWeek() const;      // Monday 00:00:00
-  TFecha EndOfWeek() const;        // Sunday 23:59:59
-  TFecha StartOfNextWeek() const;  // the next Monday 00:00:00
-  TFecha EndOfDay() const;         // 23:59:59
+  TFecha StartOfWeek() const;  // Monday 00:00:00
+  TFecha EndOfWeek() const;    // Sunday 23:59:59
+  // The next Monday 00:00:00; past the calendar's last week, the calendar's
+  // end (never a date before this one).
+  TFecha StartOfNextWeek() const;
+  TFecha EndOfDay() const;  // 23:59:59
   TFecha StartOfMonth() const;
   TFecha EndOfMonth() const;
   TFecha StartOfYear() const;
@@ -76,7 +81,12 @@ class CUADRANTE_API TFecha {
   constexpr TFecha IncHour(short hours) const noexcept { return TFecha(value_ + hours * 3600LL); }
   // One period of the TTimesGroup in the low 8 bits: 2 week, 3 month, 4 year,
   // 5 fortnight, 6 quarter, anything else a day. Months clamp to the month's end.
+  // A step that would pass the calendar's end stops there, and a value already
+  // past it stays as it is: the answer is never before this date.
   TFecha IncDays(short group) const;
+  // Whether one IncDays step of the group lands within the calendar, so that
+  // what IncDays answers is a real step and not the calendar's end.
+  bool IncDaysFits(short group) const;
 
   constexpr TFecha operator+(const TDuration& span) const noexcept;
   // The difference of the values, as a duration of the default type.

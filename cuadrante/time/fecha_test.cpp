@@ -109,8 +109,10 @@ TEST(TFecha, PeriodStartsAndEndsAreWholeSeconds) {
   const TFecha sunday = At(2026, 11, 29, 23, 59, 59);
   EXPECT_EQ(sunday.EndOfWeek(), sunday);
   EXPECT_EQ(sunday.StartOfNextWeek().Value(), sunday.Value() + 1);
-  // The calendar's last week has no next one; a walk by weeks still ends.
-  EXPECT_EQ(At(9999, 12, 31, 12).StartOfNextWeek().Value(), ValueOf(9999, 12, 27));
+  // The calendar's last week has no next one: its end is the answer, never a
+  // date before the argument.
+  EXPECT_EQ(At(9999, 12, 31, 12).StartOfNextWeek().Value(), kCalendarEnd);
+  EXPECT_EQ(At(9999, 12, 26, 12).StartOfNextWeek().Value(), ValueOf(9999, 12, 27));
 
   // For every day of three decades, across years of 52 and 53 weeks, the next
   // week starts seven days after the week's start, and EndOfDay is one second
@@ -222,6 +224,39 @@ TEST(TDuration, ConstructionTypeAndText) {
             "1 h 30 min |1.50 h");
   EXPECT_EQ(TDuration(90061).GetSmartString(), "1 d 1 h 1 min 1 sec");
   EXPECT_EQ(TDuration(-86400).GetString(), "-86400");
+}
+
+TEST(TFecha, StepsStopAtTheCalendarsEndAndNeverGoBack) {
+  const TFecha end(kCalendarEnd);
+  EXPECT_EQ(end.ToString("dd/mm/yyyy hh:nn:ss"), "31/12/9999 23:59:59");
+  // The last step of each group that fits, and the first that does not.
+  struct Case {
+    short group;
+    TFecha fits, passes;
+  };
+  const Case cases[] = {{tgDay, At(9999, 12, 30, 23, 59, 59), At(9999, 12, 31)},
+                        {tgWeek, At(9999, 12, 24, 23, 59, 59), At(9999, 12, 25)},
+                        {tgFortnight, At(9999, 12, 17, 23, 59, 59), At(9999, 12, 18)},
+                        {tgMonth, At(9999, 11, 30, 8), At(9999, 12, 1)},
+                        {tgQuarter, At(9999, 9, 30, 8), At(9999, 10, 1)},
+                        {tgYear, At(9998, 12, 31, 23, 59, 59), At(9999, 1, 1)}};
+  for (const Case& c : cases) {
+    EXPECT_TRUE(c.fits.IncDaysFits(c.group)) << c.group;
+    EXPECT_GT(c.fits.IncDays(c.group), c.fits) << c.group;
+    EXPECT_LE(c.fits.IncDays(c.group), end) << c.group;
+    EXPECT_FALSE(c.passes.IncDaysFits(c.group)) << c.group;
+    EXPECT_EQ(c.passes.IncDays(c.group), end) << c.group;
+  }
+  EXPECT_EQ(At(9998, 12, 31, 23, 59, 59).IncDays(tgYear), end);  // a real step onto the last second
+  // A value past the calendar stays where it is, for every group.
+  for (short group = 0; group <= 6; ++group) {
+    EXPECT_EQ(TFecha(kCalendarEnd + 1000).IncDays(group).Value(), kCalendarEnd + 1000);
+    EXPECT_EQ(end.IncDays(group), end);
+  }
+  // Every start of a next week in the calendar's last month comes after its argument.
+  for (TFecha day = At(9999, 12, 1); day <= end; day = TFecha(day.Value() + 3600 * 7)) {
+    EXPECT_GT(day.StartOfNextWeek(), day) << day.ToString("dd/mm hh:nn");
+  }
 }
 
 }  // namespace

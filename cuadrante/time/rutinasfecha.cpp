@@ -53,48 +53,53 @@ namespace RutinasFecha {
 TFechasPairList GetPairedFechas(TFecha start, TFecha end, TTimesGroup group) {
   const auto kind = static_cast<int8_t>(group & 0xFF);
   start = AlignToGroup(start, kind);
+  // The last period of the calendar is cut at its last day, and the walk ends
+  // there whatever `end` says: past it no date has a name.
+  const TFecha lastDay(kCalendarEnd - kCalendarEnd % 86400);
   TFechasPairList periods;
   while (start <= end) {
+    // A year has no period of its own: it was aligned to 1 January and runs
+    // on as days, like every other group.
+    const bool calendarGroup =
+        kind == tgWeek || kind == tgFortnight || kind == tgMonth || kind == tgQuarter;
+    const TFecha next = start.IncDays(calendarGroup ? kind : static_cast<int8_t>(tgNone));
+    const bool lastPeriod = next.Value() >= kCalendarEnd;
+    const TFecha lastOfPeriod = lastPeriod ? lastDay : next.IncDay(-1);
     switch (kind) {
       case tgWeek: {
-        TFechasPair& p = periods.emplace_back(start, start.IncDay(6));
+        TFechasPair& p = periods.emplace_back(start, lastOfPeriod);
         p.Label = " S" + IntToStr(WeekOfTheYear(start.AsDate()));
         p.FullLabel = Transport::Translate("Semanal:") + start.ToString(" mmmm yyyy") + p.Label;
-        start = start.IncDays(tgWeek);
         break;
       }
       case tgFortnight: {
-        TFechasPair& p = periods.emplace_back(start, start.IncDay(13));
+        TFechasPair& p = periods.emplace_back(start, lastOfPeriod);
         p.Label = " Q" + IntToStr(WeekOfTheYear(start.AsDate()) / 2 + 1);
         p.FullLabel = Transport::Translate("Quincenal:") + start.ToString(" mmmm yyyy") + p.Label;
-        start = start.IncDays(tgFortnight);
         break;
       }
       case tgMonth: {
-        TFechasPair& p = periods.emplace_back(start, start.IncDays(tgMonth).IncDay(-1));
+        TFechasPair& p = periods.emplace_back(start, lastOfPeriod);
         p.Label = start.ToString("mmmm yyyy");
         p.FullLabel = Transport::Translate("Mensual:") + " " + p.Label;
-        start = start.IncDays(tgMonth);
         break;
       }
       case tgQuarter: {
-        const TFecha last = start.IncDays(tgQuarter).IncDay(-1);
-        TFechasPair& p = periods.emplace_back(start, last);
-        p.Label = start.ToString(" mmm - ") + last.ToString("mmm yyyy");
+        TFechasPair& p = periods.emplace_back(start, lastOfPeriod);
+        p.Label = start.ToString(" mmm - ") + lastOfPeriod.ToString("mmm yyyy");
         p.FullLabel = Transport::Translate("Trimestral:") + " " + p.Label;
-        start = start.IncDays(tgQuarter);
         break;
       }
       default: {
-        // A year has no period of its own: it was aligned to 1 January and
-        // runs on as days, like every other group.
-        TFechasPair& p = periods.emplace_back(start, start.IncDay(1));
+        // A day's pair runs to the next day; the calendar's last day to itself.
+        TFechasPair& p = periods.emplace_back(start, lastPeriod ? lastDay : next);
         p.Label = start.ToString("ddd d");
         p.FullLabel = Transport::Translate("Diario:") + " " + start.ToString("ddd d mmmm");
-        start = start.IncDay(1);
         break;
       }
     }
+    if (lastPeriod) break;
+    start = next;
   }
   return periods;
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -118,6 +119,31 @@ TEST(RutinasFecha, IsVisibleDateHoldsBothBoundsWholeValues) {
   }
   RutinasFecha::StartViewDate = savedStart;
   RutinasFecha::EndViewDate = savedEnd;
+}
+
+TEST(RutinasFecha, PeriodsEndWithTheCalendar) {
+  // Every group over the calendar's last days ends, its last period cut at
+  // the last day; a range that runs past the calendar changes nothing.
+  const TFecha largest(std::numeric_limits<int64_t>::max());
+  struct Case {
+    int group;
+    const char* last;
+    size_t count;
+  };
+  const Case cases[] = {{tgWeek, "27/12/9999 00:00-31/12/9999 00:00", 5},
+                        {tgFortnight, "27/12/9999 00:00-31/12/9999 00:00", 3},
+                        {tgMonth, "01/12/9999 00:00-31/12/9999 00:00", 1},
+                        {tgQuarter, "01/10/9999 00:00-31/12/9999 00:00", 1},
+                        {tgDay, "31/12/9999 00:00-31/12/9999 00:00", 31}};
+  for (const Case& c : cases) {
+    for (const TFecha end : {At(9999, 12, 31), largest}) {
+      const Lines periods = Periods(At(9999, 12, 1), end, c.group);
+      ASSERT_EQ(periods.size(), c.count) << c.group;
+      EXPECT_TRUE(periods.back().starts_with(c.last)) << periods.back();
+    }
+  }
+  EXPECT_EQ(Periods(At(9999, 1, 1), largest, tgQuarter).size(), 4u);
+  EXPECT_EQ(Periods(At(9999, 1, 1), largest, tgMonth).size(), 12u);
 }
 
 }  // namespace
