@@ -34,11 +34,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     _GlobalMgr.GetValueEnv(section, first);
     _GlobalMgr.GetNodeEnv(section);
     try {
-      // A value written is the value read (a NUL ends an element's text).
-      if (_GlobalMgr.SetValueEnv(section, "ZV_MON_TIMEOUT", tail) &&
-          tail.find('\0') == std::string::npos &&
-          _GlobalMgr.GetValueEnv(section, "ZV_MON_TIMEOUT") != tail) {
-        __builtin_trap();
+      // A value written is the value read, from memory and from the file; a
+      // value that the file could not carry back is refused instead.
+      if (_GlobalMgr.SetValueEnv(section, "ZV_MON_TIMEOUT", tail)) {
+        if (_GlobalMgr.GetValueEnv(section, "ZV_MON_TIMEOUT") != tail) __builtin_trap();
+        _GlobalMgr.Restart();
+        if (_GlobalMgr.GetValueEnv(section, "ZV_MON_TIMEOUT") != tail) __builtin_trap();
       }
       _GlobalMgr.SetValueEnv(section, first, "1");
     } catch (const Exception&) {
