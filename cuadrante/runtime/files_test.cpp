@@ -202,6 +202,11 @@ TEST(Files, WritesThroughWhatIsNotARegularFile) {
   std::string received;
   const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
   ASSERT_GE(reader, 0);
+  // A writer of the test's own keeps the reader from seeing the end before the
+  // library has opened the FIFO, and gives it the end once the write is over,
+  // whatever the write did.
+  const int keeper = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK);
+  ASSERT_GE(keeper, 0);
   std::thread drain([&] {
     ::fcntl(reader, F_SETFL, 0);
     char buffer[4096];
@@ -209,7 +214,8 @@ TEST(Files, WritesThroughWhatIsNotARegularFile) {
       if (got > 0) received.append(buffer, static_cast<size_t>(got));
     }
   });
-  cuadrante::WriteFileAtomically(fifo, payload);
+  EXPECT_NO_THROW(cuadrante::WriteFileAtomically(fifo, payload));
+  ::close(keeper);
   drain.join();
   ::close(reader);
   EXPECT_EQ(received, payload);
