@@ -15,6 +15,7 @@
 #include "cuadrante/runtime/thread.h"
 #include "cuadrante/runtime/tickcount.h"
 #include "cuadrante/services/translate.h"
+#include "cuadrante/text/gzipfile.h"
 #include "cuadrante/text/rutinasnumbers.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/text/tbase64.h"

@@ -1,5 +1,8 @@
 // `cuadrante zip`, `unzip` and `base64`: the text codings, stdin to stdout.
+#include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -7,6 +10,7 @@
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/sysutils.h"
+#include "cuadrante/text/gzipfile.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/text/tbase64.h"
 #include "cuadrante/text/tinflaterdeflater.h"
@@ -15,11 +19,18 @@
 namespace cuadrante::tool {
 namespace {
 
-std::string ReadStdin() {
+// All of stdin, refused as soon as it passes `limit` bytes: `what` names the
+// limit in the message, so a user learns which bound was met and not merely
+// that memory ran out.
+std::string ReadStdin(size_t limit = SIZE_MAX, const char* what = "") {
   std::string bytes;
   char piece[65536];
   size_t got = 0;
-  while ((got = std::fread(piece, 1, sizeof piece, stdin)) > 0) bytes.append(piece, got);
+  while ((got = std::fread(piece, 1, sizeof piece, stdin)) > 0) {
+    if (got > limit - std::min(limit, bytes.size()))
+      throw Exception("stdin holds more than " + std::to_string(limit) + " bytes, " + what);
+    bytes.append(piece, got);
+  }
   if (std::ferror(stdin))
     throw EFileError(std::string("cannot read stdin: ") + std::strerror(errno));
   return bytes;
@@ -46,13 +57,15 @@ void HelpZip() {
       "usage: cuadrante zip < TEXT\n\n"
       "Compresses stdin with gzip (deflate level 6) and prints the Base64 of the\n"
       "gzip stream as one line, the form in which long texts are stored and sent.\n"
-      "`cuadrante unzip` reads it back, and so does `base64 -d | gzip -dc`.\n\n"
+      "`cuadrante unzip` reads it back, and so does `base64 -d | gzip -dc`.\n"
+      "stdin may hold up to 2 GiB - 1 bytes.\n\n"
       "example:\n  echo 'Turno de noche' | cuadrante zip\n");
 }
 
 int RunZip(const Args& args) {
   ExpectNoArguments(args, "zip");
-  const std::string line = RutinasText::ZipAndCode64(ReadStdin());
+  const std::string line = RutinasText::ZipAndCode64(
+      ReadStdin(INT_MAX, "the most that one gzip stream of the library takes (2 GiB - 1)"));
   WriteStdout(line.empty() ? line : line + "\n");
   return 0;
 }
@@ -63,34 +76,39 @@ void HelpUnzip() {
       "Reads the one-line Base64 form of a gzip stream from stdin (as `cuadrante\n"
       "zip` writes it, or as `gzip -c | base64` does: line breaks and other\n"
       "characters outside the Base64 alphabet are skipped) and writes the text.\n"
-      "A stream that would inflate beyond BYTES (default 1 GiB) is refused.\n\n"
+      "Every member of a concatenated stream is read, as `gzip -d` does, and each\n"
+      "header and trailer is checked. A stream that would inflate beyond BYTES\n"
+      "(default 1 GiB) is refused.\n\n"
       "example:\n  echo 'Turno de noche' | cuadrante zip | cuadrante unzip\n");
 }
 
 int RunUnzip(const Args& arguments) {
   Args args = arguments;
+  int64_t limit = TInflaterDeflater::GetInflateLimit();
   if (args.size() == 2 && args[0] == "--limit") {
-    int64_t limit = 0;
     try {
       limit = StrToInt64(args[1]);
     } catch (const Exception&) {
       throw Misuse("--limit takes a number of bytes, not '" + args[1] + "'");
     }
     if (limit < 0) throw Misuse("--limit takes a number of bytes, not '" + args[1] + "'");
-    TInflaterDeflater::SetInflateLimit(limit);
     args.clear();
   }
   ExpectNoArguments(args, "unzip");
-  std::string text;
+  // Read as `gzip -d` reads: every member of a concatenation, every header
+  // field checked, where the library's own Inflate keeps to its first member.
+  TGunzipResult read;
   try {
-    text = RutinasText::Decode64AndUnzip(ReadStdin());
-  } catch (const Exception&) {
-    throw;
-  } catch (const std::exception& e) {
-    // The gzip stage's own words say what is wrong with the data.
-    throw Exception(std::string("stdin is no Base64 form of a gzip stream: ") + e.what());
+    read = GunzipFile(TBase64().Decode(ReadStdin()), limit);
+  } catch (const EGzipError& e) {
+    throw Exception("stdin is no Base64 form of a gzip stream: " + e.Message);
   }
-  WriteStdout(text);
+  if (read.ignoredBytes > 0) {
+    std::fprintf(stderr,
+                 "cuadrante unzip: %zu bytes after the last gzip member are no data, ignored\n",
+                 read.ignoredBytes);
+  }
+  WriteStdout(read.data);
   return 0;
 }
 

@@ -1,0 +1,174 @@
+#include "cuadrante/text/gzipfile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <string>
+
+#include "cuadrante/internal/testsupport.h"
+#include "cuadrante/runtime/stream.h"
+#include "cuadrante/text/tinflaterdeflater.h"
+
+namespace {
+
+using cuadrante::EGzipError;
+using cuadrante::GunzipFile;
+using cuadrante::testing::ReadText;
+using cuadrante::testing::TempFolder;
+using cuadrante::testing::WriteText;
+
+constexpr int64_t kNoLimit = INT64_MAX;
+
+// "hola\n" in one member with every optional field: FEXTRA (XLEN 6), FNAME
+// "n.txt", FCOMMENT "c" and FHCRC 0x196D at bytes 26 and 27. Written by
+// Python's zlib and checked with `gzip -t`, not by this library.
+const std::string kAllFields(
+    "\x1F\x8B\x08\x1E\x00\x00\x00\x00\x00\x03\x06\x00\x41\x42\x02\x00\x78\x79\x6E\x2E\x74\x78"
+    "\x74\x00\x63\x00\x6D\x19\xCB\xC8\xCF\x49\xE4\x02\x00\x78\xAD\xDB\xD1\x05\x00\x00\x00",
+    43);
+constexpr size_t kHeaderCrcAt = 26;
+
+std::string RandomBytes(size_t n, unsigned seed) {
+  std::mt19937 random(seed);
+  std::string bytes(n, '\0');
+  for (char& c : bytes) c = static_cast<char>(random() % 7 + 'a');
+  return bytes;
+}
+
+std::string Gzip(const std::string& bytes) {
+  TStringStream out("");
+  EXPECT_TRUE(TInflaterDeflater::Deflate(bytes, &out, cuadrante::kStageGzip));
+  return out.DataString();
+}
+
+// The error GunzipFile raises on `stream`, or "" when it raises none.
+std::string ErrorOf(const std::string& stream, int64_t limit = kNoLimit) {
+  try {
+    GunzipFile(stream, limit);
+  } catch (const EGzipError& e) {
+    return e.what();
+  }
+  return "";
+}
+
+bool HaveGzip() { return std::system("gzip --version > /dev/null 2>&1") == 0; }
+
+TEST(GunzipFile, ReadsEveryMemberOfAConcatenationAsGnuGzipDoes) {
+  EXPECT_EQ(GunzipFile("", kNoLimit).members, 0);
+  const std::string a = RandomBytes(70000, 1), b = "segunda parte\n";
+  // An empty member between two others adds nothing and still counts.
+  const std::string empty_member =
+      std::string("\x1F\x8B\x08\0\0\0\0\0\0\0\x03\0", 12) + std::string(8, '\0');
+  const auto read = GunzipFile(Gzip(a) + empty_member + Gzip(b), kNoLimit);
+  EXPECT_TRUE(read.data == a + b);
+  EXPECT_EQ(read.members, 3);
+  EXPECT_EQ(read.ignoredBytes, 0u);
+  EXPECT_EQ(GunzipFile(kAllFields + kAllFields, kNoLimit).data, "hola\nhola\n");
+
+  if (!HaveGzip()) GTEST_SKIP() << "no gzip here";
+  TempFolder folder;
+  WriteText(folder / "a", a);
+  WriteText(folder / "b", b);
+  // gzip -c of two files writes two members, each with its file's name.
+  ASSERT_EQ(
+      std::system(
+          ("gzip -6 -c " + folder / "a" + " " + folder / "b" + " > " + folder / "ab.gz").c_str()),
+      0);
+  const auto theirs = GunzipFile(ReadText(folder / "ab.gz"), kNoLimit);
+  EXPECT_TRUE(theirs.data == a + b);
+  EXPECT_EQ(theirs.members, 2);
+}
+
+TEST(GunzipFile, HonoursEveryHeaderFieldAndRefusesWhatGzipRefuses) {
+  EXPECT_EQ(GunzipFile(kAllFields, kNoLimit).data, "hola\n");
+  auto with = [](size_t at, char value) {
+    std::string changed = kAllFields;
+    changed[at] = value;
+    return changed;
+  };
+  const std::pair<std::string, std::string> refused[] = {
+      {with(kHeaderCrcAt, '\x6C'),
+       "gzip member 1 at byte 26: header CRC-16 is 196C but the header's is 196D"},
+      // A changed name byte is caught by the header CRC, not taken silently.
+      {with(19, 'X'), "gzip member 1 at byte 26: header CRC-16 is 196D but the header's is "},
+      {with(3, '\x3E'), "gzip member 1 at byte 3: reserved flag bits are set (FLG 3E)"},
+      {with(3, '\x9E'), "gzip member 1 at byte 3: reserved flag bits are set (FLG 9E)"},
+      {with(2, '\x07'), "gzip member 1 at byte 2: compression method 7 is not deflate (8)"},
+      {with(1, '\x8C'), "gzip member 1 at byte 0: not in gzip format (no 1F 8B at its start)"},
+      {"PK\x03\x04", "gzip member 1 at byte 0: not in gzip format (no 1F 8B at its start)"},
+      {with(28, '\xFF'), "gzip member 1 at byte 28: deflate data: "},
+      {with(35, '\x79'),
+       "gzip member 1 at byte 35: the data's CRC-32 is D1DBAD78 but the "
+       "trailer says D1DBAD79"},
+      {with(39, '\x06'),
+       "gzip member 1 at byte 39: the data are 5 bytes (modulo 2^32: 5) but "
+       "the trailer says 6"},
+  };
+  for (const auto& [stream, message] : refused) {
+    EXPECT_EQ(ErrorOf(stream).rfind(message, 0), 0u) << ErrorOf(stream);
+  }
+
+  // GNU gzip agrees on each: the good stream passes its test, every refused one fails it.
+  if (!HaveGzip()) GTEST_SKIP() << "no gzip here";
+  TempFolder folder;
+  const auto gzip_accepts = [&](const std::string& stream) {
+    WriteText(folder / "t.gz", stream);
+    return std::system(("gzip -t " + folder / "t.gz" + " 2> /dev/null").c_str()) == 0;
+  };
+  EXPECT_TRUE(gzip_accepts(kAllFields));
+  for (const auto& [stream, message] : refused) EXPECT_FALSE(gzip_accepts(stream)) << message;
+}
+
+TEST(GunzipFile, TellsPaddingFromGarbageAfterTheLastMember) {
+  const std::string gzip = Gzip("dato");
+  const auto padded = GunzipFile(gzip + std::string(512, '\0'), kNoLimit);
+  EXPECT_EQ(padded.data, "dato");
+  EXPECT_EQ(padded.ignoredBytes, 0u);
+  const auto garbage = GunzipFile(gzip + "basura\n", kNoLimit);
+  EXPECT_EQ(garbage.data, "dato");
+  EXPECT_EQ(garbage.members, 1);
+  EXPECT_EQ(garbage.ignoredBytes, 7u);
+  EXPECT_EQ(GunzipFile(gzip + "\x1F", kNoLimit).ignoredBytes, 1u);
+  // Whatever begins with the magic is a member, and a broken one is an error.
+  EXPECT_EQ(ErrorOf(gzip + "\x1F\x8B"), "gzip member 2 at byte " + std::to_string(gzip.size() + 2) +
+                                            ": the stream ends inside the header");
+}
+
+TEST(GunzipFile, EveryCutOfAStreamIsAnErrorOrEndsOnAMemberBoundary) {
+  const std::string first = Gzip(RandomBytes(3000, 2));
+  const std::string stream = first + kAllFields;
+  for (size_t cut = 1; cut < stream.size(); ++cut) {
+    const std::string prefix = stream.substr(0, cut);
+    if (cut == first.size() || cut == first.size() + 1) {
+      // The first member whole, then nothing or one byte that begins no member.
+      const auto read = GunzipFile(prefix, kNoLimit);
+      EXPECT_EQ(read.members, 1);
+      EXPECT_EQ(read.ignoredBytes, cut - first.size());
+      continue;
+    }
+    // A cut stream says so, wherever the cut falls, and points at its end.
+    const std::string member = cut < first.size() ? "1" : "2";
+    EXPECT_EQ(ErrorOf(prefix).rfind("gzip member " + member + " at byte " + std::to_string(cut) +
+                                        ": the stream ends inside the ",
+                                    0),
+              0u)
+        << ErrorOf(prefix);
+  }
+}
+
+TEST(GunzipFile, StopsAResultBeyondTheLimitOfAllMembersTogether) {
+  const std::string bomb = Gzip(std::string(5 << 20, '\0'));
+  EXPECT_EQ(GunzipFile(bomb, 5 << 20).data.size(), size_t{5} << 20);
+  EXPECT_NE(
+      ErrorOf(bomb, (5 << 20) - 1).find(": the data inflate beyond the limit of 5242879 bytes"),
+      std::string::npos);
+  EXPECT_NE(ErrorOf(bomb, 1000), "");
+  const std::string two = Gzip(std::string(600, 'x')) + Gzip(std::string(600, 'y'));
+  EXPECT_EQ(GunzipFile(two, 1200).data.size(), 1200u);
+  EXPECT_EQ(ErrorOf(two, 1199).rfind("gzip member 2 at byte ", 0), 0u) << ErrorOf(two, 1199);
+  EXPECT_EQ(ErrorOf(two, 0).rfind("gzip member 1 at byte ", 0), 0u);
+  EXPECT_EQ(ErrorOf(two, -5), ErrorOf(two, 0));
+}
+
+}  // namespace

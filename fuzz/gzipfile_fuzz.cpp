@@ -1,0 +1,37 @@
+// GunzipFile over arbitrary bytes: a result within the limit or an EGzipError,
+// never a crash or a leak. Whatever it reads, every ignored byte is accounted
+// for, and the result compresses and reads back to itself.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "cuadrante/runtime/stream.h"
+#include "cuadrante/text/gzipfile.h"
+#include "cuadrante/text/tinflaterdeflater.h"
+
+namespace {
+
+constexpr int64_t kLimit = 8 << 20;
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string_view input(reinterpret_cast<const char*>(data), size);
+  cuadrante::TGunzipResult read;
+  try {
+    read = cuadrante::GunzipFile(input, kLimit);
+  } catch (const cuadrante::EGzipError&) {
+    return 0;
+  }
+  if (read.data.size() > static_cast<size_t>(kLimit)) std::abort();
+  if (size > 0 && (read.members == 0 || read.ignoredBytes >= size)) std::abort();
+  if (read.data.empty()) return 0;
+  TStringStream packed("");
+  if (!TInflaterDeflater::Deflate(read.data, &packed, cuadrante::kStageGzip)) std::abort();
+  const auto again = cuadrante::GunzipFile(packed.DataString() + packed.DataString(), 2 * kLimit);
+  if (again.data != read.data + read.data || again.members != 2 || again.ignoredBytes != 0)
+    std::abort();
+  return 0;
+}
