@@ -99,17 +99,46 @@ void CheckWritable(const AnsiString& fileName, const AnsiString& section, const 
   }
 }
 
-void Save(const AnsiString& fileName, const Ini& ini) {
-  std::string text;
-  if (ini.data.Save(text) < 0) throw EFCreateError("Cannot create file \"" + fileName + "\"");
-  cuadrante::WriteFileAtomically(fileName, text);
-}
-
 CSimpleIniA::TNamesDepend KeysInFileOrder(const Ini& ini, const AnsiString& section) {
   CSimpleIniA::TNamesDepend keys;
   ini.data.GetAllKeys(section.c_str(), keys);
   keys.sort(CSimpleIniA::Entry::LoadOrder());
   return keys;
+}
+
+// Every section, key and value in file order, each section's name followed by
+// its "key=value" lines, each line ended by a NUL that no entry can hold.
+std::string Entries(const Ini& ini) {
+  std::string entries;
+  CSimpleIniA::TNamesDepend sections;
+  ini.data.GetAllSections(sections);
+  sections.sort(CSimpleIniA::Entry::LoadOrder());
+  for (const auto& section : sections) {
+    entries.append("[").append(section.pItem).append("]").push_back('\0');
+    for (const auto& key : KeysInFileOrder(ini, section.pItem)) {
+      CSimpleIniA::TNamesDepend values;
+      ini.data.GetAllValues(section.pItem, key.pItem, values);
+      values.sort(CSimpleIniA::Entry::LoadOrder());
+      for (const auto& value : values)
+        entries.append(key.pItem).append("=").append(value.pItem).push_back('\0');
+    }
+  }
+  return entries;
+}
+
+// A hand-edited file may hold lines that the reader takes in a way its writer
+// cannot give back (a section header left open across lines, say); writing it
+// out would change entries that nobody asked to change. So the text to be
+// saved is read back first, and refused unless every entry survives it.
+void Save(const AnsiString& fileName, const Ini& ini) {
+  std::string text;
+  if (ini.data.Save(text) < 0) throw EFCreateError("Cannot create file \"" + fileName + "\"");
+  Ini reread;
+  if (reread.data.LoadData(text) < 0 || Entries(reread) != Entries(ini)) {
+    throw Exception("Cannot write \"" + fileName +
+                    "\": it holds lines that a rewrite would change; mend them by hand first");
+  }
+  cuadrante::WriteFileAtomically(fileName, text);
 }
 
 }  // namespace

@@ -146,6 +146,17 @@ TEST_F(TIniFileTest, RefusesWhatTheFormatCannotCarryAndLeavesTheFileAsItWas) {
                Exception);
   EXPECT_EQ(Read(), before);
 
+  // A hand-made header left open until a later line reads as one section
+  // whose name spans the lines, which no rewrite can give back: every write,
+  // deletion or erasure is refused, and the file stays as it is.
+  Write("[GENERAL\nPORT=8080\n]\n[Otra]\nk=v\n");
+  const std::string open_header = Read();
+  EXPECT_THROW(ini.WriteString("Otra", "k", "w"), Exception);
+  EXPECT_THROW(ini.DeleteKey("Otra", "k"), Exception);
+  EXPECT_THROW(ini.EraseSection("Otra"), Exception);
+  EXPECT_EQ(Read(), open_header);
+  Write(before);
+
   // What the format carries reads back exactly: inner blanks and tabs, '=' and
   // ';' in values, accents in every part.
   const std::pair<const char*, const char*> fine[] = {
