@@ -134,6 +134,19 @@ check "the picture is well-formed XML" "$tool" points "$work/roster.svg" --forma
 expect 0 'day.svg: 14 rows' render "$examples/points.xml" --from 2026-11-16 --to 29/11/2026 --by day -o "$work/day.svg"
 # The night cover from 22:00 to 06:00 is cut at midnight: a piece on each day.
 check "a box crossing midnight is drawn on both days" test "$(grep -c 'data-type="8"' "$work/day.svg")" -eq 2
+# Whole days cover exactly their own day columns (180 px a day by week): the
+# holiday of 20/11 and each day of sick leave on 25/11 and 26/11 one, read by
+# Python's XML parser.
+"$tool" render "$examples/points.xml" --from 2026-11-16 --to 2026-11-29 -o "$work/week.svg" >/dev/null
+whole_days=$(python3 - "$work/week.svg" <<'PY'
+import sys, xml.etree.ElementTree as ET
+ns = '{http://www.w3.org/2000/svg}'
+boxes = [r for r in ET.parse(sys.argv[1]).iter(ns + 'rect') if r.get('class') == 'box']
+print(' '.join(sorted(r.get('data-type') + ':' + r.get('x') + '+' + r.get('width')
+                      for r in boxes if r.get('data-type') in ('4', '7'))))
+PY
+)
+check "whole days cover their own day columns ($whole_days)" test "$whole_days" = "4:856+180 7:496+180 7:676+180"
 expect 0 'empty.svg: 1 rows, 0 boxes' render "$examples/points.xml" --from 2027-01-04 --to 2027-01-04 --by day -o "$work/empty.svg"
 check "an empty picture says so" grep -q 'Sin intervalos en el periodo' "$work/empty.svg"
 

@@ -27,10 +27,32 @@ expect 0 'commands:' help
 expect 0 '^12 points, 5 d 18 h in all' points "$examples/points.xml"
 expect 0 '^ +7 21/11/2026 22:00 22/11/2026 06:00 8 h +8 Cobertura$' points "$examples/points.xml"
 expect 0 'S47 16/11 +2 Horario +8 +8 +8 +8 +- +- +- +32.00 h$' grid "$examples/points.xml"
-expect 0 'S47 16/11 +8 Cobertura +- +- +- +- +- +8 +- +8.00 h' grid "$examples/points.xml"
+# A night cover from Saturday 22:00 gives 2 h to Saturday and 6 h to Sunday.
+expect 0 'S47 16/11 +8 Cobertura +- +- +- +- +- +2 +6 +8.00 h' grid "$examples/points.xml"
+expect 0 '^work 66.00 h, absence 72.00 h, other 0.00 h$' grid "$examples/points.xml" --from 2026-11-16 --to 2026-11-29
 expect 0 'S48 23/11 +7 Baja laboral +- +- +24 +24 +- +- +- +48.00 h' grid "$examples/points.xml"
 expect 0 'nov 2026 +2 Horario .* 56.00 h' grid "$examples/points.xml" --by month --type 2
 expect 1 "no-such.xml" points "$examples/no-such.xml"
+# One rule for ranges: what overlaps the range belongs to it, in every command.
+expect 0 '^1 point, 8 h in all' points "$examples/points.xml" --from 2026-11-22 --to 2026-11-22
+expect 0 'S47 16/11 +8 Cobertura +- +- +- +- +- +- +6 +6.00 h' grid "$examples/points.xml" --from 2026-11-22 --to 2026-11-22
+# Overlaps: each pair once, both named, on stderr, in every format, with a count.
+cat >"$work/overlaps.xml" <<'XML'
+<POINTSMGR><POINT>4004582400;28800;2;1</POINT><POINT>4004586000;3600;3;1</POINT><POINT>4004589600;28800;2;1</POINT></POINTSMGR>
+XML
+for format in text csv xml; do
+  "$tool" points "$work/overlaps.xml" --format "$format" >"$work/overlaps.out" 2>"$work/overlaps.err"
+  if [[ $(grep -c '^cuadrante: overlap: ' "$work/overlaps.err") -eq 2 ]] &&
+     grep -q '^cuadrante: overlap: Horario 23/11/2026 08:00 - 23/11/2026 16:00 and Tarea 23/11/2026 09:00 - 23/11/2026 10:00$' "$work/overlaps.err" &&
+     grep -q '^cuadrante: overlap: Horario 23/11/2026 08:00 - 23/11/2026 16:00 and Horario 23/11/2026 10:00 - 23/11/2026 18:00$' "$work/overlaps.err" &&
+     grep -q '^cuadrante: 2 overlaps$' "$work/overlaps.err" && ! grep -q overlap "$work/overlaps.out"; then
+    passes=$((passes + 1))
+  else
+    echo "FAIL: points --format $format does not report the two overlaps on stderr alone"
+    sed 's/^/    /' "$work/overlaps.err"; failures=$((failures + 1))
+  fi
+done
+expect 0 '^cuadrante: 2 overlaps$' grid "$work/overlaps.xml"
 expect 2 '--by takes week or month' grid "$examples/points.xml" --by year
 expect 1 'is no point type' grid "$examples/points.xml" --type 14
 
@@ -41,6 +63,15 @@ expect 0 '8 Cobertura +#0000ff$' expand "$examples/rules.xml" --from 02/11/2026 
 expect 0 '^02/11/2026 15/11/2026  Q23 +Quincenal: noviembre 2026 Q23$' periods --from 2026-11-01 --to 2026-12-31 --group fortnight
 expect 0 '^01/10/2026 31/12/2026' periods --from 2026-11-01 --to 2026-11-30 --group quarter
 expect 0 'S46 09/11 +2 Horario +16 +16 +16 +16 +16 +- +- +80.00 h' roster "$examples/rules.xml" --month 2026-11
+# The night shift that began on 28/02 22:00 reaches into 1 March, so it is listed.
+cat >"$work/night.xml" <<'XML'
+<POINTSMGR><POINT>3980786400;28800;2;1;1;1;1;0</POINT><POINT>3981398400;1209600;9;1;4;1;2;0</POINT></POINTSMGR>
+XML
+expect 0 '^ +1 28/02/2026 22:00 01/03/2026 06:00 8 h +2 Horario$' expand "$work/night.xml" --from 2026-03-01 --to 2026-03-01
+# A two-week leave counts 24 h on each of its days, apart from the work.
+expect 0 'S9 23/02 +9 Vacaciones +- +- +- +- +- +24 +24 +48.00 h' roster "$work/night.xml" --from 2026-02-23 --to 2026-03-01
+expect 0 'S10 02/03 +9 Vacaciones +24 +24 +24 +24 +24 +24 +24 +168.00 h' roster "$work/night.xml" --month 2026-03
+expect 0 '^work 248.00 h, absence 312.00 h, other 0.00 h$' roster "$work/night.xml" --month 2026-03
 expect 1 'ends before it starts' expand "$examples/rules.xml" --from 2026-11-03 --to 2026-11-02
 expect 1 'longer than ten years' expand "$examples/rules.xml" --from 2000-01-01 --to 2026-01-01
 expect 1 "'2026-13-01' is not a date" expand "$examples/rules.xml" --from 2026-13-01 --to 2026-12-01

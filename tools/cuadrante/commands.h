@@ -9,6 +9,7 @@
 
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/roster/dayhours.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/graphics.h"
 #include "tools/cuadrante/table.h"
@@ -93,8 +94,12 @@ int RunPoint(const Args& args);
 void HelpPoint();
 int RunDate(const Args& args);
 void HelpDate();
-// Rows of a grid, one column a day (7 for weeks, 31 for months) and the total.
-void PrintGrid(const SetPointsGrid& grid, TTimesGroup group, Format format);
+// Rows of hours, one for each week or month and type, one column a day (7 for
+// weeks, 31 for months) and the total; in text, then the totals of work,
+// absence and other hours.
+void PrintHours(const roster::TDayHours& hours, bool byMonth, Format format);
+// Each pair of overlapping points (the first twenty) and their count, on stderr.
+void ReportOverlaps(const TBasicPointList& sorted);
 // One row a point: its group (or, for unrolled rules, the rule), first and
 // closing minute, length, type and label, and the colour of boxes.
 void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours);

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/roster/dayhours.h"
+#include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
 #include "cuadrante/time/basicbox.h"
@@ -21,7 +23,8 @@ void HelpExpand() {
       "usage: cuadrante expand RULES.xml --from DATE --to DATE [--boxes]\n"
       "                        [--format text|csv|xml]\n\n"
       "Unrolls every rule of a rules document between two dates (both days\n"
-      "included) and prints the occurrences in time order with the number of the\n"
+      "included) and prints the occurrences that overlap the range, those that\n"
+      "began the day before included, in time order with the number of the\n"
       "rule they come from. --boxes unrolls into boxes, with their colour. As xml\n"
       "the occurrences are a point-set document that `points`, `grid` and `render`\n"
       "read.\n\n"
@@ -40,8 +43,8 @@ int RunExpand(const Args& args) {
   TCyclePointMgr rules;
   LoadRules(options.words[0], rules);
   const bool boxes = options.Flag("--boxes");
+  roster::ExpandRange(rules, from, to, boxes);
   if (boxes) {
-    rules.ExpandBoxes(from, to, true);
     // A rule without a code or description gives its boxes empty ones, and an
     // empty field vanishes from the stored text: one blank, the boxes' own
     // default, keeps the saved document readable.
@@ -50,8 +53,6 @@ int RunExpand(const Args& args) {
       if (box->Code.empty()) box->SetCode(" ");
       if (box->Description.empty()) box->SetDescription(" ");
     }
-  } else {
-    rules.Expand(from, to, true);
   }
   rules.Sort();
   if (format == Format::kXml) {
@@ -114,8 +115,9 @@ void HelpRoster() {
       "usage: cuadrante roster RULES.xml --month YYYY-MM | --from DATE --to DATE\n"
       "                        [--format text|csv|xml]\n\n"
       "Unrolls the rules over one month (or a range) and lays the occurrences out in\n"
-      "week rows by type, one column a day, with each row's total. An occurrence\n"
-      "counts whole under the day it starts.\n\n"
+      "week rows by type, one column a day, with each row's total, then the hours\n"
+      "of work, absence and other types. An occurrence counts on each day the hours\n"
+      "it spends there, split at midnight and cut at the range's edges.\n\n"
       "examples:\n  cuadrante roster examples/rules.xml --month 2026-11\n"
       "  cuadrante roster examples/rules.xml --from 2026-11-02 --to 2026-11-15 --format csv\n");
 }
@@ -143,15 +145,15 @@ int RunRoster(const Args& args) {
   }
   TCyclePointMgr rules;
   LoadRules(options.words[0], rules);
-  rules.Expand(first, last, true);
+  roster::ExpandRange(rules, first, last, false);
   const bool forPeople = format == Format::kText;
   if (forPeople && options.Has("--month")) {
     std::printf("%s\n\n", first.ToString("mmmm yyyy").c_str());
   }
-  PrintGrid(rules.GetPointsGrid(tgWeek, first, last, tptNone), tgWeek, format);
-  if (!forPeople) return 0;
-  std::printf("\n%zu occurrences, %s in all\n", rules.Points.size(),
-              Trim(rules.GetTotalDuration(tptNone).GetSmartString()).c_str());
+  roster::TDayHours hours(first, last);
+  for (const TBasicPoint* point : rules.Points) hours.Add(*point);
+  PrintHours(hours, false, format);
+  if (forPeople) std::printf("%zu occurrences\n", rules.Points.size());
   return 0;
 }
 

@@ -71,7 +71,8 @@ void PrintUsage(std::FILE* out) {
                "  --help           what the command does, with examples\n"
                "\noptions of the commands that print a list:\n"
                "  --format F       text (default), csv or xml\n"
-               "  --from, --to     dates as 2026-11-23 or 23/11/2026, both days included\n"
+               "  --from, --to     dates as 2026-11-23 or 23/11/2026, both days included;\n"
+               "                   an item belongs to the range when it overlaps it\n"
                "\nexit status: 0 done, 1 bad input (one line on stderr says which and why),\n"
                "2 misuse of the command line\n");
 }

@@ -1,11 +1,15 @@
 // `cuadrante points FILE.xml` and `cuadrante grid FILE.xml`: a stored point-set
 // document listed point by point, or laid out in week or month rows.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "cuadrante/points/basicpointmgr.h"
+#include "cuadrante/roster/dayhours.h"
+#include "cuadrante/roster/overlaps.h"
+#include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/formatsettings.h"
@@ -45,47 +49,55 @@ TTimePointType ParseType(const Options& options) {
   return static_cast<TTimePointType>(type);
 }
 
-// The points of the document at `path` that overlap --from .. --to, when they
-// are given, and are of --type, when it is given; sorted by start.
+// The points of the document at `path` that belong to --from .. --to, when
+// they are given, and are of --type, when it is given; sorted by start.
 void LoadSelection(const std::string& path, const Options& options, TBasicPointMgr& kept) {
   const TTimePointType type = ParseType(options);
   const bool ranged = options.Has("--from") || options.Has("--to");
-  if (!ranged && type == tptNone) {
-    LoadDocument(path, kept);
-    kept.Sort();
-    return;
-  }
-  TBasicPointMgr all;
-  LoadDocument(path, all);
-  all.Sort();
-  if (ranged) {
-    TFecha from;
-    TFecha to;
-    ParseRange(options, from, to);
-    // The range ends with the last second of its last day, which belongs to it.
-    const TFecha end(to.Value() + 1);
-    TBasicPointList copies = all.GetPointsCopy(from, end, type);
-    for (TBasicPoint* point : copies) {
-      // The copy runs to the last point that starts before `end`, whole: keep
-      // only those that overlap the range.
-      if (point->Solap(from, end)) {
-        kept.Add(point);
-      } else {
-        delete point;
-      }
-    }
-    return;
-  }
-  for (TBasicPoint* point : all.Points) {
-    if (point->Type == type) kept.Add(point->Instance());
-  }
+  TFecha from;
+  TFecha to;
+  if (ranged) ParseRange(options, from, to);
+  LoadDocument(path, kept);
+  kept.Sort();
+  if (!ranged && type == tptNone) return;
+  const roster::TRange range = roster::DaysRange(from, to);
+  auto& points = kept.Points;
+  const auto dropped =
+      std::stable_partition(points.begin(), points.end(), [&](const TBasicPoint* point) {
+        return (!ranged || roster::Belongs(*point, range)) &&
+               (type == tptNone || point->Type == type);
+      });
+  for (auto it = dropped; it != points.end(); ++it) delete *it;
+  points.erase(dropped, points.end());
+}
+
+// "Horario 23/11/2026 08:00 - 23/11/2026 16:00": enough to find the point.
+std::string Describe(const TBasicPoint& point) {
+  return point.GetTypeStr() + " " + point.GetInicio().ToString("dd/mm/yyyy hh:nn") + " - " +
+         TFecha(point.EndValue()).ToString("dd/mm/yyyy hh:nn");
 }
 
 }  // namespace
 
-void PrintGrid(const SetPointsGrid& grid, TTimesGroup group, Format format) {
+void ReportOverlaps(const TBasicPointList& sorted) {
+  constexpr size_t kListed = 20;
+  const roster::TOverlaps overlaps = roster::FindOverlaps(sorted, kListed);
+  for (const auto& [first, second] : overlaps.pairs) {
+    std::fprintf(stderr, "cuadrante: overlap: %s and %s\n", Describe(*sorted[first]).c_str(),
+                 Describe(*sorted[second]).c_str());
+  }
+  if (overlaps.count > overlaps.pairs.size()) {
+    std::fprintf(stderr, "cuadrante: %zu overlaps, the first %zu listed\n", overlaps.count,
+                 overlaps.pairs.size());
+  } else if (overlaps.count > 0) {
+    std::fprintf(stderr, "cuadrante: %zu overlap%s\n", overlaps.count,
+                 overlaps.count == 1 ? "" : "s");
+  }
+}
+
+void PrintHours(const roster::TDayHours& hours, bool byMonth, Format format) {
   const bool forPeople = format == Format::kText;
-  const int columns = group == tgWeek ? 7 : 31;
+  const int columns = byMonth ? 31 : 7;
   std::vector<Column> heads = {{"period", "period", 10},
                                {"start", "start", 10},
                                {"type", "type", 4, true},
@@ -94,33 +106,32 @@ void PrintGrid(const SetPointsGrid& grid, TTimesGroup group, Format format) {
   for (int day = 0; day < columns; ++day) {
     // Monday first; the settings keep Sunday at 0.
     const std::string header =
-        group == tgWeek ? FormatSettings.ShortDayNames[(day + 1) % 7] : std::to_string(day + 1);
-    heads.push_back({"d" + std::to_string(day + 1), header, group == tgWeek ? 5u : 3u, true});
+        byMonth ? std::to_string(day + 1) : FormatSettings.ShortDayNames[(day + 1) % 7];
+    heads.push_back({"d" + std::to_string(day + 1), header, byMonth ? 3u : 5u, true});
   }
   heads.push_back({"total", "total", 9, true});
-  Table table(group == tgWeek ? "weeks" : "months", std::move(heads));
-  for (const ItemPointGrid& row : grid) {
+  Table table(byMonth ? "months" : "weeks", std::move(heads));
+  for (const roster::THoursRow& row : roster::HoursRows(hours, byMonth)) {
     std::vector<std::string> cells;
-    cells.push_back(group == tgWeek ? "S" + std::to_string(row.Period.Week()) + " " +
-                                          row.Period.ToString("dd/mm")
-                                    : row.Period.ToString("mmm yyyy"));
-    if (!forPeople) cells.push_back(row.Period.ToString("yyyy-mm-dd"));
-    cells.push_back(std::to_string(row.Type));
-    cells.push_back(GetIncidenceTypeAsStr(row.Type));
-    for (int day = 0; day < columns; ++day) {
-      int64_t seconds = 0;
-      if (day < static_cast<int>(row.Days.size())) {
-        for (const TBasicPoint* point : row.Days[static_cast<size_t>(day)]) {
-          seconds += point->GetDurationValue();
-        }
-      }
-      cells.push_back(Hours(seconds, forPeople));
-    }
-    cells.push_back(forPeople ? usrFormatTime(row.Total.Value(), tfHours)
-                              : Hours(row.Total.Value(), false));
+    cells.push_back(byMonth ? row.period.ToString("mmm yyyy")
+                            : "S" + std::to_string(row.period.Week()) + " " +
+                                  row.period.ToString("dd/mm"));
+    if (!forPeople) cells.push_back(row.period.ToString("yyyy-mm-dd"));
+    cells.push_back(std::to_string(row.type));
+    cells.push_back(GetIncidenceTypeAsStr(row.type));
+    for (const int64_t seconds : row.days) cells.push_back(Hours(seconds, forPeople));
+    cells.push_back(forPeople ? usrFormatTime(row.total, tfHours) : Hours(row.total, false));
     table.Add(std::move(cells));
   }
   table.Print(format);
+  if (!forPeople) return;
+  std::printf("\n");
+  for (const auto kind :
+       {roster::THoursKind::kWork, roster::THoursKind::kAbsence, roster::THoursKind::kOther}) {
+    std::printf("%s%s %s", kind == roster::THoursKind::kWork ? "" : ", ", roster::KindName(kind),
+                Trim(usrFormatTime(hours.Total(kind), tfHours)).c_str());
+  }
+  std::printf("\n");
 }
 
 // Colours keep red in the low byte; people and browsers read #rrggbb.
@@ -165,7 +176,8 @@ void HelpPoints() {
       "Lists the points of a stored point-set document (root POINTSMGR, one POINT\n"
       "element a point) by start: group, first and closing minute, length, type.\n"
       "--from/--to keep the points that overlap the range (both days included),\n"
-      "--type N those of one type. As xml the list is itself a point-set document.\n\n"
+      "--type N those of one type. As xml the list is itself a point-set document.\n"
+      "Overlapping points are named on stderr, with their count.\n\n"
       "examples:\n  cuadrante points examples/points.xml\n"
       "  cuadrante points examples/points.xml --from 2026-11-23 --to 29/11/2026 --format csv\n");
 }
@@ -178,15 +190,14 @@ int RunPoints(const Args& args) {
   }
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
+  ReportOverlaps(set.Points);
   if (format == Format::kXml) {
     PrintAsDocument(set);
     return 0;
   }
   PrintPoints(set.Points, format, false, false);
   if (format != Format::kText) return 0;
-  AnsiString overlaps;
-  if (set.PointsSolap(overlaps)) std::printf("\n%s\n", overlaps.c_str());
-  std::printf("\n%zu points, %s in all\n", set.Points.size(),
+  std::printf("\n%zu point%s, %s in all\n", set.Points.size(), set.Points.size() == 1 ? "" : "s",
               Trim(set.GetTotalDuration(tptNone).GetSmartString()).c_str());
   return 0;
 }
@@ -197,8 +208,10 @@ void HelpGrid() {
       "                      [--from DATE --to DATE] [--format text|csv|xml]\n\n"
       "Lays the points of a stored point-set document out in rows, one for each\n"
       "week (default) or month and type, with the hours of each day and the row's\n"
-      "total. A point counts whole under the day it starts. --type keeps one type,\n"
-      "--from/--to one range (default: the document's first to last day).\n\n"
+      "total, then the hours of work, absence and other types. A point counts on\n"
+      "each day the hours it spends there, split at midnight and cut at the range's\n"
+      "edges. --type keeps one type, --from/--to one range (default: the document's\n"
+      "first to last day). Overlapping points are named on stderr.\n\n"
       "examples:\n  cuadrante grid examples/points.xml\n"
       "  cuadrante grid examples/points.xml --by month --type 2 --format csv\n");
 }
@@ -212,17 +225,22 @@ int RunGrid(const Args& args) {
   const TTimesGroup group = by == "week" ? tgWeek : tgMonth;
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
+  ReportOverlaps(set.Points);
   TFecha from;
   TFecha to;
   if (options.Has("--from") || options.Has("--to")) {
     ParseRange(options, from, to);
   } else if (!set.Points.empty()) {
-    from = set.GetFirstDate(TFecha());
-    to = set.Points.back()->GetInicio().EndOfDay();
+    // From the first point's day to the day of the last second that any point holds.
+    int64_t last = set.Points.front()->StartValue();
+    for (const TBasicPoint* point : set.Points)
+      last = std::max(last, std::max(point->StartValue(), point->EndValue() - 1));
+    from = TFecha(set.Points.front()->GetInicio().Date());
+    to = TFecha(last);
   }
-  // The set holds the chosen type alone already.
-  PrintGrid(set.Points.empty() ? SetPointsGrid() : set.GetPointsGrid(group, from, to, tptNone),
-            group, format);
+  roster::TDayHours hours(from, to);
+  for (const TBasicPoint* point : set.Points) hours.Add(*point);
+  PrintHours(hours, group == tgMonth, format);
   return 0;
 }
 

@@ -10,6 +10,7 @@
 
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
 #include "cuadrante/services/translate.h"
@@ -92,7 +93,7 @@ void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeli
   const DocumentKind kind = ReadDocument(path, text);
   if (kind == DocumentKind::kRules) {
     LoadRulesFrom(path, text, timeline.rules);
-    timeline.rules.ExpandBoxes(from, to, true);
+    roster::ExpandRange(timeline.rules, from, to, true);
     for (TBasicPoint* point : timeline.rules.Points) {
       auto* box = static_cast<TBasicBox*>(point);
       box->SetCode("R" + std::to_string(box->Group));
@@ -108,9 +109,9 @@ void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeli
   } catch (const Exception& e) {
     throw EConvertError(path + ": " + e.Message);
   }
-  const TFecha end(to.Value() + 1);  // the last second of the range is in it
+  const roster::TRange range = roster::DaysRange(from, to);
   for (TBasicPoint* point : timeline.stored.Points) {
-    if (!point->Solap(from, end)) continue;
+    if (!roster::Belongs(*point, range)) continue;
     if (kind == DocumentKind::kBoxes) {
       // A stored box carries a colour of its own; the picture colours by type,
       // from the colour table, so that the legend tells every box apart.
@@ -122,13 +123,6 @@ void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeli
       timeline.boxes.push_back(timeline.madeBoxes.back().get());
     }
   }
-}
-
-// Whole days from midnight are drawn over their calendar days, as a planner
-// shows leave and holidays; everything else over its exact span.
-bool IsWholeDays(const TBasicBox& box) {
-  return box.GetDurationValue() >= 86400 && box.GetDurationValue() % 86400 == 0 &&
-         box.StartValue() % 86400 == 0;
 }
 
 int64_t RowSpan(bool byDay) { return byDay ? 86400 : 7 * 86400; }
@@ -185,8 +179,10 @@ void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, bool b
     const int64_t bottom = std::min(lastRow, (end - 1 - first) / span);
     for (int64_t index = top; index <= bottom; ++index) {
       Row& row = rows[static_cast<size_t>(index)];
-      const TRect r = IsWholeDays(*box) ? box->CalculateFullBox(band, row.origin, x0, scale)
-                                        : box->CalculateBox(band, row.origin, x0, scale);
+      // The exact span of the half-open interval: whole days from midnight
+      // cover their own days and no more, which the library's full-day box
+      // (drawn to the end of the day that holds the end instant) would pass.
+      const TRect r = box->CalculateBox(band, row.origin, x0, scale);
       const int left = std::clamp(r.Left, 0, rowWidth);
       const int right = std::clamp(std::max(r.Right, left + 2), 0, rowWidth);
       if (right > left) row.pieces.push_back({box, left, right});

@@ -1,0 +1,108 @@
+#include "cuadrante/roster/dayhours.h"
+
+#include <algorithm>
+
+namespace cuadrante::roster {
+namespace {
+
+constexpr int64_t kDay = 86400;
+
+// Division that rounds down, so that days before the calendar's origin (negative
+// values) still start at their own midnight.
+int64_t FloorDiv(int64_t value, int64_t by) {
+  const int64_t quotient = value / by;
+  return quotient * by > value ? quotient - 1 : quotient;
+}
+
+// A type outside the vocabulary has no column of its own; it counts as none.
+size_t TypeIndex(TTimePointType type) {
+  const int value = static_cast<int>(type);
+  return value >= 0 && value < kTimePointTypeCount ? static_cast<size_t>(value) : 0;
+}
+
+}  // namespace
+
+THoursKind KindOf(const TBasicPoint& item) {
+  if (item.IsWork()) return THoursKind::kWork;
+  if (item.IsIncidence() || item.Type == tptHoliday) return THoursKind::kAbsence;
+  return THoursKind::kOther;
+}
+
+const char* KindName(THoursKind kind) {
+  switch (kind) {
+    case THoursKind::kWork:
+      return "work";
+    case THoursKind::kAbsence:
+      return "absence";
+    case THoursKind::kOther:
+      break;
+  }
+  return "other";
+}
+
+TDayHours::TDayHours(TFecha firstDay, TFecha lastDay)
+    : firstDay_(FloorDiv(firstDay.Value(), kDay) * kDay) {
+  const int64_t days = FloorDiv(lastDay.Value(), kDay) - FloorDiv(firstDay.Value(), kDay) + 1;
+  seconds_.resize(static_cast<size_t>(std::max<int64_t>(days, 0)));
+}
+
+void TDayHours::Add(const TBasicPoint& item) {
+  const int64_t rangeStart = firstDay_.Value();
+  const int64_t rangeEnd = rangeStart + static_cast<int64_t>(seconds_.size()) * kDay;
+  const int64_t start = std::max(item.StartValue(), rangeStart);
+  const int64_t end = std::min(item.EndValue(), rangeEnd);
+  if (start >= end) return;
+  const size_t type = TypeIndex(item.Type);
+  totals_[static_cast<size_t>(KindOf(item))] += end - start;
+  for (int64_t day = (start - rangeStart) / kDay; rangeStart + day * kDay < end; ++day) {
+    const int64_t dayStart = rangeStart + day * kDay;
+    seconds_[static_cast<size_t>(day)][type] +=
+        std::min(end, dayStart + kDay) - std::max(start, dayStart);
+  }
+}
+
+int64_t TDayHours::Seconds(int day, TTimePointType type) const {
+  if (day < 0 || day >= Days()) return 0;
+  return seconds_[static_cast<size_t>(day)][TypeIndex(type)];
+}
+
+int64_t TDayHours::Seconds(int day) const {
+  if (day < 0 || day >= Days()) return 0;
+  int64_t sum = 0;
+  for (const int64_t seconds : seconds_[static_cast<size_t>(day)]) sum += seconds;
+  return sum;
+}
+
+int64_t TDayHours::TypeTotal(TTimePointType type) const {
+  int64_t sum = 0;
+  for (const TDay& day : seconds_) sum += day[TypeIndex(type)];
+  return sum;
+}
+
+std::vector<THoursRow> HoursRows(const TDayHours& hours, bool byMonth) {
+  std::vector<THoursRow> rows;
+  if (hours.Days() == 0) return rows;
+  const int64_t first = hours.FirstDay().Value();
+  const TFecha lastDay(first + int64_t{hours.Days() - 1} * kDay);
+  TFecha period = byMonth ? hours.FirstDay().StartOfMonth() : hours.FirstDay().StartOfWeek();
+  while (period <= lastDay) {
+    const TFecha next =
+        byMonth ? TFecha(period.EndOfMonth().Value() + 1) : TFecha(period.Value() + 7 * kDay);
+    const int columns = byMonth ? 31 : 7;
+    for (int type = 0; type < kTimePointTypeCount; ++type) {
+      THoursRow row{period, static_cast<TTimePointType>(type), std::vector<int64_t>(columns, 0), 0};
+      for (int column = 0; column < columns; ++column) {
+        const int64_t day = period.Value() + column * kDay;
+        if (day >= next.Value()) break;
+        const int64_t seconds = hours.Seconds(static_cast<int>((day - first) / kDay), row.type);
+        row.days[static_cast<size_t>(column)] = seconds;
+        row.total += row.days[static_cast<size_t>(column)];
+      }
+      if (row.total != 0) rows.push_back(std::move(row));
+    }
+    period = next;
+  }
+  return rows;
+}
+
+}  // namespace cuadrante::roster

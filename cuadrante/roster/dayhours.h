@@ -1,0 +1,68 @@
+// Hours of items by calendar day, as a planner counts them.
+//
+// An item is the half-open interval [start, start + duration). It belongs to a
+// range when it overlaps it, and it counts on each day only the seconds it
+// spends in that day and in the range: a night shift 22:00-06:00 gives 2 h to
+// its first day and 6 h to the next, a two-week leave gives each day its own
+// 24 h, and what lies outside the range counts nowhere. Totals keep work apart
+// from absence by the item's type.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "cuadrante/runtime/export.h"
+#include "cuadrante/time/basicpoint.h"
+#include "cuadrante/time/fecha.h"
+#include "cuadrante/vocabulary/basicdefines.h"
+
+namespace cuadrante::roster {
+
+// What an item's hours count as: work (timetables and tasks), absence
+// (incidents, sick leave, leave and holidays) or other (free time, a working
+// holiday, no type).
+enum class THoursKind { kWork, kAbsence, kOther };
+CUADRANTE_API THoursKind KindOf(const TBasicPoint& item);
+CUADRANTE_API const char* KindName(THoursKind kind);  // "work", "absence", "other"
+
+// Seconds by day and type over the whole days [firstDay, lastDay].
+class CUADRANTE_API TDayHours {
+ public:
+  TDayHours(TFecha firstDay, TFecha lastDay);
+
+  // Counts the part of `item` that lies in the range, split at midnight.
+  void Add(const TBasicPoint& item);
+
+  TFecha FirstDay() const { return firstDay_; }
+  int Days() const { return static_cast<int>(seconds_.size()); }
+  // Seconds of `type` on day `day` (0 is the first day); 0 outside the range.
+  int64_t Seconds(int day, TTimePointType type) const;
+  // Seconds of every type on day `day`.
+  int64_t Seconds(int day) const;
+  int64_t Total(THoursKind kind) const { return totals_[static_cast<size_t>(kind)]; }
+  // The seconds a type has over the whole range.
+  int64_t TypeTotal(TTimePointType type) const;
+
+ private:
+  using TDay = std::array<int64_t, kTimePointTypeCount>;
+  TFecha firstDay_;
+  std::vector<TDay> seconds_;
+  std::array<int64_t, 3> totals_{};
+};
+
+// One row of a week or month grid: a period, one type, a cell a day of the
+// period (7 for a week, Monday first; 31 for a month) and the row's total.
+struct THoursRow {
+  TFecha period;  // the first day of the week or month
+  TTimePointType type = tptNone;
+  std::vector<int64_t> days;
+  int64_t total = 0;
+};
+
+// Rows for each week (`byMonth` false) or month that the range touches, and in
+// each for every type with hours there, by type; days of a period outside the
+// range hold 0.
+CUADRANTE_API std::vector<THoursRow> HoursRows(const TDayHours& hours, bool byMonth);
+
+}  // namespace cuadrante::roster

@@ -1,0 +1,111 @@
+#include "cuadrante/roster/dayhours.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "cuadrante/runtime/datetime.h"
+
+namespace {
+
+using cuadrante::roster::HoursRows;
+using cuadrante::roster::KindOf;
+using cuadrante::roster::TDayHours;
+using cuadrante::roster::THoursKind;
+
+constexpr int64_t kHour = 3600;
+constexpr int64_t kDay = 86400;
+
+TFecha At(int year, int month, int day, int hour = 0) {
+  return TFecha(EncodeDateTime(year, month, day, hour, 0, 0, 0));
+}
+
+TBasicPoint Item(TFecha start, int64_t seconds, TTimePointType type) {
+  TBasicPoint item(start, TDuration(seconds));
+  item.Type = type;
+  return item;
+}
+
+TEST(TDayHours, SplitsItemsAtMidnightAndAtTheRangesEdges) {
+  // Monday 16 to Sunday 29 November 2026.
+  TDayHours hours(At(2026, 11, 16), At(2026, 11, 29));
+  ASSERT_EQ(hours.Days(), 14);
+  hours.Add(Item(At(2026, 11, 16, 22), 8 * kHour, tptTimetable));  // night shift
+  hours.Add(Item(At(2026, 11, 20), kDay, tptHoliday));             // one whole day
+  hours.Add(Item(At(2026, 11, 25), 2 * kDay, tptLeave));           // 25 and 26
+  hours.Add(Item(At(2026, 11, 15, 22), 8 * kHour, tptTimetable));  // began the day before
+  hours.Add(Item(At(2026, 11, 29, 20), 8 * kHour, tptTask));       // runs past the end
+  hours.Add(Item(At(2026, 11, 10), kDay, tptTimetable));           // wholly before
+  hours.Add(Item(At(2026, 11, 30), kDay, tptTimetable));           // wholly after
+  hours.Add(Item(At(2026, 11, 18, 9), 0, tptTimetable));           // no length
+
+  EXPECT_EQ(hours.Seconds(0, tptTimetable), 6 * kHour + 2 * kHour);
+  EXPECT_EQ(hours.Seconds(1, tptTimetable), 6 * kHour);
+  EXPECT_EQ(hours.Seconds(2), 0);
+  EXPECT_EQ(hours.Seconds(4, tptHoliday), kDay);
+  EXPECT_EQ(hours.Seconds(3) + hours.Seconds(5), 0);  // the holiday stays on its Friday
+  EXPECT_EQ(hours.Seconds(9, tptLeave), kDay);
+  EXPECT_EQ(hours.Seconds(10, tptLeave), kDay);
+  EXPECT_EQ(hours.Seconds(11), 0);
+  EXPECT_EQ(hours.Seconds(13, tptTask), 4 * kHour);
+  EXPECT_EQ(hours.Seconds(-1), 0);
+  EXPECT_EQ(hours.Seconds(14), 0);
+
+  EXPECT_EQ(hours.Total(THoursKind::kWork), 14 * kHour + 4 * kHour);
+  EXPECT_EQ(hours.Total(THoursKind::kAbsence), 3 * kDay);
+  EXPECT_EQ(hours.Total(THoursKind::kOther), 0);
+  EXPECT_EQ(hours.TypeTotal(tptLeave), 2 * kDay);
+
+  // A two-week leave counts 24 h on each of its days, not 336 h on its first.
+  TDayHours leave(At(2026, 11, 16), At(2026, 11, 29));
+  leave.Add(Item(At(2026, 11, 16), 14 * kDay, tptLeave));
+  for (int day = 0; day < 14; ++day) EXPECT_EQ(leave.Seconds(day, tptLeave), kDay) << day;
+}
+
+TEST(TDayHours, KindsFollowTheTypesClassification) {
+  const std::pair<TTimePointType, THoursKind> kinds[] = {
+      {tptTimetable, THoursKind::kWork},    {tptTask, THoursKind::kWork},
+      {tptCover, THoursKind::kWork},        {tptChangeOfPost, THoursKind::kWork},
+      {tptReducedDay, THoursKind::kWork},   {tptExtendedDay, THoursKind::kWork},
+      {tptIncidence, THoursKind::kAbsence}, {tptSickLeave, THoursKind::kAbsence},
+      {tptLeave, THoursKind::kAbsence},     {tptHoliday, THoursKind::kAbsence},
+      {tptFree, THoursKind::kOther},        {tptWorkingHoliday, THoursKind::kOther},
+      {tptNone, THoursKind::kOther},
+  };
+  for (const auto& [type, kind] : kinds) {
+    EXPECT_EQ(KindOf(Item(At(2026, 1, 1), kHour, type)), kind) << type;
+  }
+}
+
+TEST(HoursRows, WeeksStartOnMondayAndMonthsHaveThirtyOneColumns) {
+  // Wednesday 25 February to Tuesday 3 March 2026.
+  TDayHours hours(At(2026, 2, 25), At(2026, 3, 3));
+  hours.Add(Item(At(2026, 2, 28, 22), 8 * kHour, tptTimetable));
+  hours.Add(Item(At(2026, 3, 2, 9), kHour, tptTask));
+  hours.Add(Item(At(2026, 3, 2, 12), kHour, tptTimetable));
+
+  const auto weeks = HoursRows(hours, false);
+  ASSERT_EQ(weeks.size(), 3u);  // week of 23/2 timetable, week of 2/3 timetable and task
+  EXPECT_EQ(weeks[0].period, At(2026, 2, 23));
+  EXPECT_EQ(weeks[0].days, (std::vector<int64_t>{0, 0, 0, 0, 0, 2 * kHour, 6 * kHour}));
+  EXPECT_EQ(weeks[0].total, 8 * kHour);
+  EXPECT_EQ(weeks[1].period, At(2026, 3, 2));
+  EXPECT_EQ(weeks[1].type, tptTimetable);
+  EXPECT_EQ(weeks[1].days[0], kHour);
+  EXPECT_EQ(weeks[2].type, tptTask);
+
+  const auto months = HoursRows(hours, true);
+  ASSERT_EQ(months.size(), 3u);
+  EXPECT_EQ(months[0].period, At(2026, 2, 1));
+  ASSERT_EQ(months[0].days.size(), 31u);
+  EXPECT_EQ(months[0].days[27], 2 * kHour);  // 28 February
+  EXPECT_EQ(months[0].days[28], 0);          // no 29 February: the column stays empty
+  EXPECT_EQ(months[1].period, At(2026, 3, 1));
+  EXPECT_EQ(months[1].days[0], 6 * kHour);
+  EXPECT_EQ(months[1].days[1], kHour);
+  EXPECT_EQ(months[1].total, 7 * kHour);
+
+  EXPECT_TRUE(HoursRows(TDayHours(At(2026, 3, 3), At(2026, 3, 1)), false).empty());
+}
+
+}  // namespace
