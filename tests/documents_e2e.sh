@@ -29,7 +29,6 @@ mkdir -p "$bad/folder.xml"
 head -c 512 "$tool" >"$bad/binary.xml"
 printf '<POINTSMGR><POINT>4004582400;28800;2;1</POINT>' >"$bad/truncated.xml"
 printf '<?xml version="1.0"?>\n<DATAPACKET><GENERAL/></DATAPACKET>\n' >"$bad/environment.xml"
-printf '<POINTSMGR></POINTSMGR>' >"$bad/nopoints.xml"
 printf '<POINTSMGR><POINT>4004582400;28800;2</POINT></POINTSMGR>' >"$bad/fields.xml"
 printf '<POINTSMGR><POINT>4004582400;28800;2;1</POINT><POINT>1;2;3;4;5;6;7;8</POINT></POINTSMGR>' >"$bad/mixed.xml"
 printf '<POINTSMGR><POINT>40045824OO;28800;2;1</POINT></POINTSMGR>' >"$bad/letters.xml"
@@ -42,7 +41,6 @@ declare -A why=(
   [binary.xml]='binary.xml: .*not well-formed'
   [truncated.xml]='truncated.xml: .*not well-formed at offset [0-9]+'
   [environment.xml]='environment.xml: is no point-set document \(its root is DATAPACKET'
-  [nopoints.xml]='nopoints.xml: the document holds no points'
   [fields.xml]='fields.xml: element 1 has 3 fields'
   [mixed.xml]='mixed.xml: element 2 has 8 fields where the ones before have 4'
   [letters.xml]="letters.xml: '40045824OO' is not a valid integer"
@@ -162,5 +160,26 @@ for command in $("$tool" help | awk '/^commands:/{on=1; next} /^$/{on=0} on {pri
 done
 expect 2 "unknown command 'nada'" help nada
 expect 2 'usage: cuadrante COMMAND'
+
+# Outputs: never over an input, "-" for the standard streams, every write error told.
+cp "$examples/rules.xml" "$work/own.xml"
+ln -sf "$work/own.xml" "$work/own-link.xml"
+expect 2 'own.xml is the input document' render "$work/own.xml" "${range[@]}" -o "$work/own.xml"
+expect 2 'own-link.xml is the input document' render "$work/own.xml" "${range[@]}" -o "$work/own-link.xml"
+check "the input is left as it was" cmp -s "$work/own.xml" "$examples/rules.xml"
+(cd "$work" && "$tool" render "$work/own.xml" "${range[@]}" -o - >"$work/stdout.svg" 2>/dev/null)
+check "-o - writes the picture to stdout and no file named -" test -s "$work/stdout.svg" -a ! -e "$work/-"
+check "the picture on stdout is whole" python3 -c 'import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])' "$work/stdout.svg"
+expect_in 0 '^ +7 21/11/2026 22:00 .* 8 Cobertura$' "$examples/points.xml" points - --type 8
+"$tool" expand "$examples/rules.xml" "${range[@]}" >/dev/full 2>"$work/full.err"
+check "a full standard output is an error" grep -q '^cuadrante expand: cannot write standard output: No space left on device$' "$work/full.err"
+"$tool" render "$examples/rules.xml" "${range[@]}" -o - >/dev/full 2>"$work/full.err"
+check "a picture to a full stdout is an error" grep -q 'cannot write standard output' "$work/full.err"
+# An empty result is still a document, which the commands read back.
+"$tool" points "$examples/points.xml" --type 13 --format xml >"$work/none.xml"
+check "an empty list in xml is an empty POINTSMGR" grep -q '^<POINTSMGR/>$' "$work/none.xml"
+expect 0 '^0 points$' points "$work/none.xml"
+expect 0 '^0 occurrences of 0 rules' expand "$work/none.xml" "${range[@]}"
+expect 0 'none.svg: 6 rows, 0 boxes' render "$work/none.xml" "${range[@]}" -o "$work/none.svg"
 
 finish

@@ -38,11 +38,9 @@ before=$(cat "$env_file")
 expect 1 '' env set GENERAL BAD $'bell\a' --env "$env_file"
 check "a value XML cannot carry leaves the file as it was" test "$(cat "$env_file")" = "$before"
 
-# Settings: a value that would add keys and sections is refused. The INI lies
-# beside the program; the name is this run's own.
-ini=e2e-reliability-$$.ini
-ini_path=$(dirname "$tool")/$ini
-trap 'rm -rf "$work" "$ini_path"' EXIT
+# Settings: a value that would add keys and sections is refused.
+ini_path=$work/settings.ini
+ini=$ini_path
 expect 0 '' config set GENERAL PORT 8080 --file "$ini"
 expect 1 'line break' config set GENERAL PORT $'9090\nADMIN=1\n[Seguridad]\nCLAVE=abc' --file "$ini"
 expect 1 "'='" config set GENERAL 'A=B' 1 --file "$ini"

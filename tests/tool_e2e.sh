@@ -19,7 +19,18 @@ expect 0 'week +53' date 2026-12-31
 expect 0 'next week +Lunes 04/01/2027' date 2026-12-31
 expect 1 "'2026-02-30' is not a date" date 2026-02-30
 expect 1 "'mañana' is not a date" date mañana
-expect 2 'unknown command' frobnicate
+# Conventions: one line and a hint for an unknown command, --version, --opt=value,
+# -- before words that begin with "-", and no raw bytes echoed.
+expect 2 "^cuadrante: unknown command 'frobnicate'; \`cuadrante help\` lists them$" frobnicate
+check "an unknown command prints one line" test "$("$tool" frobnicate 2>&1 | wc -l)" -eq 1
+expect 0 '^cuadrante [0-9]+\.[0-9]+\.[0-9]+$' --version
+expect 0 'usage: cuadrante help \[COMMAND\]' help help
+expect 2 'unknown option --bogus' date 2026-11-23 --bogus
+expect 0 '^week +48$' date -- 2026-11-23
+expect 0 '^ +7 21/11/2026 22:00' points "$examples/points.xml" --from=2026-11-21 --to=2026-11-21
+expect 2 '--boxes takes no value' expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-02 --boxes=1
+expect 2 'unknown option --\\xFF' date $'--\xff'
+expect 1 "'[\\]xFF[\\]x01' is not a date" date -- $'\xff\x01'
 expect 0 'usage: cuadrante date' date --help
 expect 0 'commands:' help
 
@@ -86,7 +97,7 @@ expect 0 '^<GENERAL><ZV_MON_TIMEOUT>1</ZV_MON_TIMEOUT></GENERAL>$' env show GENE
 if ! grep -q '<?xml version="1.0" encoding="UTF-8" standalone="no"?>' "$env"; then
   echo "FAIL: the environment document lacks its declaration"; failures=$((failures + 1))
 fi
-expect 1 "cannot read or create '/nonexistent/env.xml'" env get A B --env /nonexistent/env.xml
+expect 1 "cannot save '/nonexistent/env.xml'" env set A B x --env /nonexistent/env.xml
 expect 2 'expects get' env frobnicate
 printf '<DATAPACKET><GENERAL><ZV' > "$work/broken-env.xml"
 cp "$work/broken-env.xml" "$work/broken-env.copy"
@@ -94,21 +105,41 @@ expect 1 'broken-env.xml: .*not well-formed.*\(left as it is\)' env set GENERAL 
 expect 1 'broken-env.xml: .*not well-formed' demo-operation --steps 1 --env "$work/broken-env.xml"
 check "a broken environment document is left as it was" cmp -s "$work/broken-env.xml" "$work/broken-env.copy"
 expect 1 'points.xml: is no environment document \(its root is POINTSMGR' env get GENERAL X --env "$examples/points.xml"
-ini="e2e-$$.ini"
-expect 0 '^$' config set GENERAL PORT 8080 --file "$ini"
-expect 0 '^8080$' config get GENERAL PORT --file "$ini"
-expect 1 'is a path' config get GENERAL PORT --file /tmp/x.ini
-rm -f "$(dirname "$tool")/$ini"
+expect 0 '^$' config set GENERAL PORT 8080 --file "$work/settings.ini"
+expect 0 '^8080$' config get GENERAL PORT --file="$work/settings.ini"
+
+# The conventional places: the user's configuration folder, made on the first
+# write and never by a read; nothing beside the program or in the current folder.
+home="$work/home"
+mkdir -p "$home" "$work/cwd"
+run_in_home() { (cd "$work/cwd" && HOME="$home" XDG_CONFIG_HOME= "$tool" "$@"); }
+check "a read of the environment creates nothing" test -z "$(run_in_home env get GENERAL X; find "$home" "$work/cwd" -mindepth 1)"
+check "a read of the settings creates nothing" test -z "$(run_in_home config get GENERAL PORT; find "$home" "$work/cwd" -mindepth 1)"
+run_in_home config set GENERAL PORT 9090
+run_in_home env set GENERAL X 1
+check "config set writes ~/.config/cuadrante/cuadrante.ini" grep -q '^PORT=9090$' "$home/.config/cuadrante/cuadrante.ini"
+check "env set writes ~/.config/cuadrante/Enviroment.xml" grep -q '<X>1</X>' "$home/.config/cuadrante/Enviroment.xml"
+check "XDG_CONFIG_HOME is honoured" test "$(cd "$work/cwd" && XDG_CONFIG_HOME="$home/.config" "$tool" config get GENERAL PORT)" = 9090
+check "nothing is written beside the program or here" test -z "$(find "$work/cwd" -mindepth 1; ls "$(dirname "$tool")" | grep -E '\.(ini|xml)$')"
 
 # Translation with a dictionary; the unknown labels come back as rows to fill in.
 printf '[Localization]\nDictionary=.dic\n' > "$work/en.ini"
 printf 'Horario\tTimetable\r\n' > "$work/en.ini.dic"
 expect 0 'type +2 Timetable' point "4004582400;28800;2;1" --dict "$work/en.ini"
-expect 0 'week start +Lunes' date 2026-11-25 --dict "$work/en.ini"  # a first miss shows the key
-if ! grep -q $'^Lunes\t<N/A>\r$' "$work/en.ini.dic"; then
-  echo "FAIL: the dictionary did not collect 'Lunes'"; failures=$((failures + 1))
-fi
-expect 0 'week start +<N/A> 23/11' date 2026-11-25 --dict "$work/en.ini"  # then the unfilled row
+# A dictionary is read, never changed, unless --collect asks for the missing rows.
+cp "$work/en.ini.dic" "$work/en.ini.before"
+expect 0 'week start +Lunes' date 2026-11-25 --dict "$work/en.ini"  # a miss shows the text
+expect 0 'week start +Lunes' date 2026-11-25 --dict "$work/en.ini"  # and the next run too
+check "the dictionary is left as it was" cmp -s "$work/en.ini.dic" "$work/en.ini.before"
+expect 0 'week start +Lunes' date 2026-11-25 --dict="$work/en.ini" --collect
+check "--collect adds the missing rows" grep -qi $'^lunes\t<N/A>\r$' "$work/en.ini.dic"
+expect 0 'week start +Lunes' date 2026-11-25 --dict "$work/en.ini"  # an unfilled row shows the text
+expect 2 '--collect needs --dict' date 2026-11-25 --collect
+# Month and weekday names go through the dictionary as the labels do.
+printf 'Horario\tTimetable\r\nnoviembre\tNovember\r\nlun\tMon\r\n' > "$work/en.ini.dic"
+expect 0 '^November 2026$' roster "$examples/rules.xml" --month 2026-11 --dict "$work/en.ini"
+expect 0 '^period +type label +Mon +mar' roster "$examples/rules.xml" --month 2026-11 --dict "$work/en.ini"
+expect 0 'S45 02/11 +2 Timetable +16' roster "$examples/rules.xml" --month 2026-11 --dict "$work/en.ini"
 expect 2 'needs a settings file' point "1;2;3;4" --dict
 expect 1 'missing.ini: no such settings file' point "1;2;3;4" --dict "$work/missing.ini"
 printf '[Other]\nKey=1\n' > "$work/other.ini"

@@ -1,6 +1,10 @@
 // Arguments and documents shared by the commands.
+#include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -9,6 +13,7 @@
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/runtime/xmldocument.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicpoint.h"
@@ -23,28 +28,58 @@ constexpr int64_t kLongestRangeInDays = 10 * 366;
 // Far beyond any roster a host stores; a larger file is a mistake, not a plan.
 constexpr uintmax_t kLargestDocumentBytes = uintmax_t{256} << 20;
 
+std::string Printable(const std::string& text) {
+  const bool valid = IsValidUtf8(text);
+  std::string shown;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F || (!valid && byte >= 0x80)) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
+      shown += escaped;
+    } else {
+      shown += c;
+    }
+  }
+  return shown;
+}
+
 Options Parse(const Args& args, std::initializer_list<const char*> withValue,
               std::initializer_list<const char*> bare) {
   Options options;
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string& arg = args[i];
+    if (arg == "--") {
+      // Everything after it is a word, even when it begins with "-".
+      options.words.insert(options.words.end(), args.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                           args.end());
+      break;
+    }
     if (arg.size() < 2 || arg[0] != '-') {
       options.words.push_back(arg);
       continue;
     }
+    // "--name=value" stands for "--name value".
+    const size_t equals = arg.rfind("--", 0) == 0 ? arg.find('=') : std::string::npos;
+    const std::string name = arg.substr(0, equals);
     bool known = false;
-    for (const char* name : withValue) {
-      if (arg != name) continue;
-      if (i + 1 == args.size()) throw Misuse(arg + " needs a value");
-      options.values[arg] = args[++i];
+    for (const char* option : withValue) {
+      if (name != option) continue;
+      if (equals != std::string::npos) {
+        options.values[name] = arg.substr(equals + 1);
+      } else {
+        if (i + 1 == args.size()) throw Misuse(name + " needs a value");
+        options.values[name] = args[++i];
+      }
       known = true;
     }
-    for (const char* name : bare) {
-      if (arg != name) continue;
-      options.flags.push_back(arg);
+    for (const char* option : bare) {
+      if (name != option) continue;
+      if (equals != std::string::npos) throw Misuse(name + " takes no value");
+      options.flags.push_back(name);
       known = true;
     }
-    if (!known) throw Misuse("unknown option " + arg);
+    if (!known) throw Misuse("unknown option " + Printable(name));
   }
   return options;
 }
@@ -70,19 +105,37 @@ void ParseRange(const Options& options, TFecha& from, TFecha& to) {
   }
 }
 
+std::string ReadStandardInput(size_t limit, const std::string& what) {
+  std::string bytes;
+  char piece[65536];
+  size_t got = 0;
+  while ((got = std::fread(piece, 1, sizeof piece, stdin)) > 0) {
+    if (got > limit - std::min(limit, bytes.size()))
+      throw Exception("stdin holds more than " + std::to_string(limit) + " bytes, " + what);
+    bytes.append(piece, got);
+  }
+  if (std::ferror(stdin))
+    throw EFileError(std::string("cannot read stdin: ") + std::strerror(errno));
+  return bytes;
+}
+
 DocumentKind ReadDocument(const std::string& path, AnsiString& text) {
-  std::error_code error;
-  const auto status = std::filesystem::status(path, error);
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    // A fifo or a device would be read until it ends, which may be never.
-    throw EFOpenError(path + ": is no regular file");
+  if (path == "-") {
+    text = ReadStandardInput(kLargestDocumentBytes, "too large for a point-set document");
+  } else {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+      // A fifo or a device would be read until it ends, which may be never.
+      throw EFOpenError(path + ": is no regular file");
+    }
+    if (std::filesystem::exists(status) &&
+        std::filesystem::file_size(path, error) > kLargestDocumentBytes) {
+      throw EFOpenError(path + ": is larger than " + std::to_string(kLargestDocumentBytes >> 20) +
+                        " MiB, too large for a point-set document");
+    }
+    text = ReadWholeFile(path);
   }
-  if (std::filesystem::exists(status) &&
-      std::filesystem::file_size(path, error) > kLargestDocumentBytes) {
-    throw EFOpenError(path + ": is larger than " + std::to_string(kLargestDocumentBytes >> 20) +
-                      " MiB, too large for a point-set document");
-  }
-  text = ReadWholeFile(path);
   TXMLDocument document;
   try {
     document.LoadFromXML(text);
@@ -113,7 +166,7 @@ DocumentKind ReadDocument(const std::string& path, AnsiString& text) {
     }
     fields = count;
   }
-  if (fields == 0) throw EConvertError(path + ": the document holds no points");
+  if (fields == 0) return DocumentKind::kEmpty;
   return fields == 8   ? DocumentKind::kRules
          : fields == 7 ? DocumentKind::kBoxes
                        : DocumentKind::kPoints;
@@ -121,7 +174,9 @@ DocumentKind ReadDocument(const std::string& path, AnsiString& text) {
 
 void LoadRules(const std::string& path, TCyclePointMgr& rules) {
   AnsiString text;
-  if (ReadDocument(path, text) != DocumentKind::kRules) {
+  const DocumentKind kind = ReadDocument(path, text);
+  if (kind == DocumentKind::kEmpty) return;
+  if (kind != DocumentKind::kRules) {
     throw EConvertError(path + ": holds stored points, not rules (list them with `points`)");
   }
   LoadRulesFrom(path, text, rules);
@@ -140,7 +195,9 @@ void LoadRulesFrom(const std::string& path, const AnsiString& text, TCyclePointM
 
 void LoadDocument(const std::string& path, TBasicPointMgr& set) {
   AnsiString text;
-  if (ReadDocument(path, text) == DocumentKind::kRules) {
+  const DocumentKind kind = ReadDocument(path, text);
+  if (kind == DocumentKind::kEmpty) return;
+  if (kind == DocumentKind::kRules) {
     // A rule's first fields read as a point, but only its first occurrence.
     throw EConvertError(path + ": holds rules, not stored points (unroll them with `expand`)");
   }
@@ -176,12 +233,36 @@ void CheckEnvironmentDocument(const std::string& path) {
 }
 
 void PrintAsDocument(const TBasicPointMgr& set) {
+  if (set.Points.empty()) {
+    // The library saves an empty set as an empty text, which no reader takes
+    // for a document.
+    std::printf("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>\n<POINTSMGR/>\n");
+    return;
+  }
   AnsiString xml;
   set.SaveToXML(xml);
   std::printf("%s\n", xml.c_str());
 }
 
 const std::string& EnvironmentOption() { return environmentOption; }
+
+std::string ConfigPath(const std::string& name) {
+  const char* config = std::getenv("XDG_CONFIG_HOME");
+  // The base directory specification asks that a relative value be ignored.
+  if (config != nullptr && config[0] == '/') return std::string(config) + "/cuadrante/" + name;
+  const char* home = std::getenv("HOME");
+  return std::string(home != nullptr && home[0] != '\0' ? home : ".") + "/.config/cuadrante/" +
+         name;
+}
+
+void MakeFoldersFor(const std::string& path) {
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  if (folder.empty()) return;
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error)
+    throw EFCreateError(folder.string() + ": cannot create the folder: " + error.message());
+}
 void SetEnvironmentOption(const std::string& path) { environmentOption = path; }
 
 }  // namespace cuadrante::tool

@@ -19,21 +19,8 @@
 namespace cuadrante::tool {
 namespace {
 
-// All of stdin, refused as soon as it passes `limit` bytes: `what` names the
-// limit in the message, so a user learns which bound was met and not merely
-// that memory ran out.
 std::string ReadStdin(size_t limit = SIZE_MAX, const char* what = "") {
-  std::string bytes;
-  char piece[65536];
-  size_t got = 0;
-  while ((got = std::fread(piece, 1, sizeof piece, stdin)) > 0) {
-    if (got > limit - std::min(limit, bytes.size()))
-      throw Exception("stdin holds more than " + std::to_string(limit) + " bytes, " + what);
-    bytes.append(piece, got);
-  }
-  if (std::ferror(stdin))
-    throw EFileError(std::string("cannot read stdin: ") + std::strerror(errno));
-  return bytes;
+  return ReadStandardInput(limit, what);
 }
 
 void WriteStdout(const std::string& bytes) {

@@ -57,8 +57,14 @@ struct Options {
   }
 };
 
-// Reads `args`: the options named in `withValue` take the next argument, those
-// in `bare` stand alone; any other word that starts with "-" is misuse.
+// `text` as it may be shown on a terminal: control bytes, and every byte above
+// 127 when the text is no valid UTF-8, as \xNN.
+std::string Printable(const std::string& text);
+
+// Reads `args`: the options named in `withValue` take the next argument (or
+// the text after "=" in "--name=value"), those in `bare` stand alone; any
+// other word that starts with "-" is misuse, and "--" makes every argument
+// after it a word.
 Options Parse(const Args& args, std::initializer_list<const char*> withValue,
               std::initializer_list<const char*> bare);
 // The --format of a command that prints a list: text (default), csv or xml.
@@ -68,12 +74,16 @@ Format ParseFormat(const Options& options);
 void ParseRange(const Options& options, TFecha& from, TFecha& to);
 
 // What the POINT elements of a point-set document hold, told by their field
-// count: stored points (4 fields), boxes (7) or rules (8).
-enum class DocumentKind { kPoints, kBoxes, kRules };
-// Reads the document at `path` into `text` and tells its kind. A file that is
-// missing, no regular file, too large, malformed XML, of another root than
-// POINTSMGR, without points, or whose points differ in kind is bad input,
-// raised as an Exception that names the path.
+// count: stored points (4 fields), boxes (7) or rules (8), or nothing at all.
+enum class DocumentKind { kPoints, kBoxes, kRules, kEmpty };
+// All of stdin, refused as soon as it passes `limit` bytes with a message
+// that ends with `what`, which names the bound.
+std::string ReadStandardInput(size_t limit, const std::string& what);
+// Reads the document at `path` ("-" is stdin) into `text` and tells its kind.
+// A file that is missing, no regular file, too large, malformed XML, of
+// another root than POINTSMGR, or whose points differ in kind is bad input,
+// raised as an Exception that names the path. An empty POINTSMGR holds
+// nothing, which every command reads as no points and no rules.
 DocumentKind ReadDocument(const std::string& path, AnsiString& text);
 // Loads the rules of `path`; the expansion is not clipped by a range of its own.
 void LoadRules(const std::string& path, TCyclePointMgr& rules);
@@ -88,6 +98,12 @@ void LoadDocument(const std::string& path, TBasicPointMgr& set);
 void CheckEnvironmentDocument(const std::string& path);
 // The environment document that --env named, or "" when it was not given.
 const std::string& EnvironmentOption();
+// `name` in the user's configuration folder: $XDG_CONFIG_HOME/cuadrante, or
+// ~/.config/cuadrante. Nothing is created.
+std::string ConfigPath(const std::string& name);
+// Creates the folders above `path` that are missing, for a file about to be
+// written; raises EFCreateError naming the folder that cannot be made.
+void MakeFoldersFor(const std::string& path);
 void SetEnvironmentOption(const std::string& path);
 
 int RunPoint(const Args& args);
@@ -103,7 +119,8 @@ void ReportOverlaps(const TBasicPointList& sorted);
 // One row a point: its group (or, for unrolled rules, the rule), first and
 // closing minute, length, type and label, and the colour of boxes.
 void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours);
-// The set as a point-set document on stdout, which the commands read back.
+// The set as a point-set document on stdout, which the commands read back;
+// an empty set is an empty POINTSMGR.
 void PrintAsDocument(const TBasicPointMgr& set);
 // A colour of the library (red in the low byte) as "#rrggbb".
 std::string ColourHex(TColor colour);

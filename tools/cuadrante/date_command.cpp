@@ -7,14 +7,14 @@
 #include "cuadrante/time/fecha.h"
 #include "cuadrante/vocabulary/basicdefines.h"
 #include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/labels.h"
 
 namespace cuadrante::tool {
 namespace {
 
 // A date and a time of day as "lunes 23/11/2026 08:00:00".
 std::string Long(const TFecha& date) {
-  return GetDayStr(static_cast<short>(date.DayOfWeek() - 1)) + " " +
-         date.ToString("dd/mm/yyyy hh:nn:ss");
+  return DayLabel(date.DayOfWeek()) + " " + date.ToString("dd/mm/yyyy hh:nn:ss");
 }
 
 bool ParseIso(const std::string& text, TDateTime& value) {
@@ -59,7 +59,8 @@ void HelpDate() {
       "example:\n  cuadrante date 2026-11-23\n");
 }
 
-int RunDate(const Args& args) {
+int RunDate(const Args& arguments) {
+  const Args args = Parse(arguments, {}, {}).words;
   if (args.size() != 1) throw Misuse("expects one DATE (see `cuadrante help date`)");
   const TFecha date(ParseDateArgument(args[0]));
   std::printf("date         %s\n", Long(date).c_str());

@@ -4,6 +4,8 @@
 #include <string>
 
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/inifile.h"
 #include "cuadrante/services/globalmgr.h"
 #include "tools/cuadrante/commands.h"
 
@@ -13,38 +15,38 @@ void HelpEnv() {
       "usage: cuadrante env get SECTION VALUE      [--env PATH]\n"
       "       cuadrante env set SECTION VALUE TEXT [--env PATH]\n"
       "       cuadrante env show SECTION           [--env PATH]\n\n"
-      "Reads and writes the environment document (default \"Enviroment.xml\" in the\n"
-      "current folder; created with an empty DATAPACKET the first time). Names are\n"
-      "found without regard to case; a new name keeps the spelling given. Every\n"
-      "change is saved at once, replacing the file whole.\n\n"
+      "Reads and writes the environment document (default Enviroment.xml in\n"
+      "$XDG_CONFIG_HOME/cuadrante, or ~/.config/cuadrante; a set creates it with an\n"
+      "empty DATAPACKET, a read never does). Names are found without regard to case;\n"
+      "a new name keeps the spelling given. Every change is saved at once, under a\n"
+      "lock, replacing the file whole.\n\n"
       "examples:\n  cuadrante env set GENERAL ZV_MON_TIMEOUT 1 --env /tmp/env.xml\n"
       "  cuadrante env get general zv_mon_timeout --env /tmp/env.xml\n");
 }
 
-int RunEnv(const Args& args) {
+int RunEnv(const Args& arguments) {
+  const Options options = Parse(arguments, {}, {});
+  const Args& args = options.words;
   if (args.empty()) throw Misuse("expects get, set or show (see `cuadrante help env`)");
-  for (const std::string& arg : args) {
-    if (arg.rfind("--", 0) == 0) throw Misuse("unknown option " + arg);
-  }
-  CheckEnvironmentDocument(_GlobalMgr.GetFileEnv());
+  const std::string path = _GlobalMgr.GetFileEnv();
+  CheckEnvironmentDocument(path);
   const std::string& verb = args[0];
-  if (verb == "get" && args.size() == 3) {
-    if (!_GlobalMgr.LoadEnviroment()) {
-      throw EFileError("cannot read or create '" + _GlobalMgr.GetFileEnv() + "'");
+  if ((verb == "get" && args.size() == 3) || (verb == "show" && args.size() == 2)) {
+    // A read never creates the document: a missing one holds nothing.
+    if (!FileExists(path)) {
+      std::printf("\n");
+      return 0;
     }
-    std::printf("%s\n", _GlobalMgr.GetValueEnv(args[1], args[2]).c_str());
-    return 0;
-  }
-  if (verb == "show" && args.size() == 2) {
-    if (!_GlobalMgr.LoadEnviroment()) {
-      throw EFileError("cannot read or create '" + _GlobalMgr.GetFileEnv() + "'");
-    }
-    std::printf("%s\n", _GlobalMgr.GetNodeEnv(args[1]).c_str());
+    if (!_GlobalMgr.LoadEnviroment()) throw EFileError("cannot read '" + path + "'");
+    const AnsiString value =
+        verb == "get" ? _GlobalMgr.GetValueEnv(args[1], args[2]) : _GlobalMgr.GetNodeEnv(args[1]);
+    std::printf("%s\n", value.c_str());
     return 0;
   }
   if (verb == "set" && args.size() == 4) {
+    if (EnvironmentOption().empty()) MakeFoldersFor(path);
     if (!_GlobalMgr.SetValueEnv(args[1], args[2], args[3])) {
-      throw EFileError("cannot save '" + _GlobalMgr.GetFileEnv() + "'");
+      throw EFileError("cannot save '" + path + "'");
     }
     return 0;
   }
@@ -53,32 +55,30 @@ int RunEnv(const Args& args) {
 
 void HelpConfig() {
   std::printf(
-      "usage: cuadrante config get SECTION KEY [--file NAME]\n"
-      "       cuadrante config set SECTION KEY VALUE [--file NAME]\n\n"
-      "Reads and writes the configuration INI file (default \"ZelvorinSrv.ini\"),\n"
-      "which lives in the program's own folder; NAME is a file name in that folder.\n"
-      "A missing key reads as the empty text.\n\n"
+      "usage: cuadrante config get SECTION KEY [--file PATH]\n"
+      "       cuadrante config set SECTION KEY VALUE [--file PATH]\n\n"
+      "Reads and writes a configuration INI file: PATH, or by default cuadrante.ini\n"
+      "in $XDG_CONFIG_HOME/cuadrante (~/.config/cuadrante when it is not set), whose\n"
+      "folder a set creates. A missing file or key reads as the empty text, and a\n"
+      "read creates nothing. Values with a line break, keys with '=' and other\n"
+      "texts that an INI file cannot carry are refused.\n\n"
       "examples:\n  cuadrante config set GENERAL PORT 8080\n"
-      "  cuadrante config get GENERAL PORT --file test.ini\n");
+      "  cuadrante config get GENERAL PORT --file ./test.ini\n");
 }
 
 int RunConfig(const Args& arguments) {
   const Options options = Parse(arguments, {"--file"}, {});
   const Args& args = options.words;
-  const std::string file = options.Get("--file", "");
-  if (!file.empty()) {
-    if (file.find('/') != std::string::npos) {
-      throw EConvertError("'" + file + "' is a path; --file takes a name in " +
-                          _GlobalMgr.GetWorkingDir());
-    }
-    _GlobalMgr.SetConfigFile(file);
-  }
+  const bool given = options.Has("--file");
+  const std::string path = given ? options.Need("--file") : ConfigPath("cuadrante.ini");
+  if (path.empty()) throw Misuse("--file needs a path");
   if (args.size() == 3 && args[0] == "get") {
-    std::printf("%s\n", _GlobalMgr.GetConfigValue(args[1], args[2], "").c_str());
+    std::printf("%s\n", TIniFile(path).ReadString(args[1], args[2], "").c_str());
     return 0;
   }
   if (args.size() == 4 && args[0] == "set") {
-    _GlobalMgr.SetConfigValue(args[1], args[2], AnsiString(args[3]));
+    if (!given) MakeFoldersFor(path);
+    TIniFile(path).WriteString(args[1], args[2], args[3]);
     return 0;
   }
   throw Misuse("expects get SECTION KEY or set SECTION KEY VALUE (see `cuadrante help config`)");

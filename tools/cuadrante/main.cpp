@@ -3,7 +3,9 @@
 // Each command reads its arguments, calls the library as any host would, and
 // prints plain text. Exit status: 0 on success, 1 on bad input (one line on
 // stderr naming the input), 2 on misuse.
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <string>
@@ -15,6 +17,7 @@
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/translate.h"
 #include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/labels.h"
 
 namespace {
 
@@ -67,7 +70,9 @@ void PrintUsage(std::FILE* out) {
   std::fprintf(out,
                "\noptions of every command:\n"
                "  --dict INI       translate labels with the dictionary that INI names\n"
-               "  --env PATH       the environment document (default \"Enviroment.xml\" here)\n"
+               "  --collect        with --dict, add the texts it lacks to the dictionary\n"
+               "  --env PATH       the environment document (default: Enviroment.xml in\n"
+               "                   $XDG_CONFIG_HOME/cuadrante, or ~/.config/cuadrante)\n"
                "  --help           what the command does, with examples\n"
                "\noptions of the commands that print a list:\n"
                "  --format F       text (default), csv or xml\n"
@@ -78,48 +83,59 @@ void PrintUsage(std::FILE* out) {
 }
 
 // The options every command takes, taken out before the command reads its
-// own: --dict INI switches translation on with that settings file (the rows
-// the dictionary collects on the way are written back when the command ends),
-// --env PATH names the environment document.
+// own: --dict INI switches translation on with the dictionary that INI names,
+// --collect writes the rows missing from it back when the command ends, and
+// --env PATH names the environment document (by default the one in the
+// user's configuration folder).
 void TakeGlobalOptions(std::vector<std::string>& args) {
+  std::string dictionary;
+  bool collect = false;
   for (size_t i = 0; i < args.size();) {
     const std::string& arg = args[i];
-    if (arg != "--dict" && arg != "--env") {
+    if (arg == "--") break;  // what follows is no option
+    if (arg == "--collect") {
+      collect = true;
+      args.erase(args.begin() + static_cast<std::ptrdiff_t>(i));
+      continue;
+    }
+    const size_t equals = arg.find('=');
+    const std::string option = arg.substr(0, equals);
+    if (option != "--dict" && option != "--env") {
       ++i;
       continue;
     }
-    if (i + 1 == args.size()) {
-      throw cuadrante::tool::Misuse(
-          arg + (arg == "--dict" ? " needs a settings file" : " needs the path of a document"));
+    const bool joined = equals != std::string::npos;
+    if (!joined && i + 1 == args.size()) {
+      throw cuadrante::tool::Misuse(option + (option == "--dict"
+                                                  ? " needs a settings file"
+                                                  : " needs the path of a document"));
     }
-    const std::string value = args[i + 1];
+    const std::string value = joined ? arg.substr(equals + 1) : args[i + 1];
     args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
-               args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
-    if (arg == "--dict") {
-      // The library takes a missing or empty settings file for "no
-      // translation"; a person who asked for one is told instead.
-      if (!FileExists(value)) throw EFOpenError(value + ": no such settings file");
-      bTransActivated = true;
-      InitTRANS(value);
-      if (_Translate == nullptr || _Translate->DictionaryFile == _Translate->BasePath) {
-        throw EConvertError(value + ": names no dictionary (section Localization, key Dictionary)");
-      }
+               args.begin() + static_cast<std::ptrdiff_t>(i) + (joined ? 1 : 2));
+    if (option == "--dict") {
+      dictionary = value;
     } else {
       cuadrante::tool::SetEnvironmentOption(value);
-      _GlobalMgr.SetFileEnv(value);
     }
   }
+  if (collect && dictionary.empty()) throw cuadrante::tool::Misuse("--collect needs --dict INI");
+  if (!dictionary.empty()) cuadrante::tool::UseDictionary(dictionary, collect);
+  const std::string& environment = cuadrante::tool::EnvironmentOption();
+  _GlobalMgr.SetFileEnv(environment.empty() ? cuadrante::tool::ConfigPath("Enviroment.xml")
+                                            : environment);
 }
 
-// Messages of the library and of Crypto++ may hold line breaks; a script
-// reading stderr expects one line.
+// Messages of the library may hold line breaks, and may quote what a user
+// typed, bytes that are no text included; a script reading stderr expects
+// one line, and a terminal must not receive raw control bytes.
 std::string OneLine(const char* message) {
   std::string line;
   for (const char* c = message; *c != '\0'; ++c) {
     if (*c == '\r') continue;
     line += *c == '\n' ? std::string("; ") : std::string(1, *c);
   }
-  return line;
+  return cuadrante::tool::Printable(line);
 }
 
 const Command* Find(std::string_view name) {
@@ -139,26 +155,38 @@ int main(int argc, char** argv) {
   }
   const std::string name = args.front();
   args.erase(args.begin());
+  if (name == "--version" || name == "version") {
+    std::printf("cuadrante %s\n", CUADRANTE_VERSION);
+    return 0;
+  }
   if (name == "help" || name == "--help" || name == "-h") {
     if (args.empty()) {
       PrintUsage(stdout);
+      return 0;
+    }
+    if (args.front() == "help") {
+      std::printf(
+          "usage: cuadrante help [COMMAND]\n\n"
+          "Lists the commands, or explains one with examples (as `cuadrante COMMAND\n"
+          "--help` does).\n");
       return 0;
     }
     if (const Command* command = Find(args.front())) {
       command->help();
       return 0;
     }
-    std::fprintf(stderr, "cuadrante help: unknown command '%s'\n", args.front().c_str());
-    PrintUsage(stderr);
+    std::fprintf(stderr, "cuadrante help: unknown command '%s'; `cuadrante help` lists them\n",
+                 cuadrante::tool::Printable(args.front()).c_str());
     return cuadrante::tool::kMisuse;
   }
   const Command* command = Find(name);
   if (command == nullptr) {
-    std::fprintf(stderr, "cuadrante: unknown command '%s'\n", name.c_str());
-    PrintUsage(stderr);
+    std::fprintf(stderr, "cuadrante: unknown command '%s'; `cuadrante help` lists them\n",
+                 cuadrante::tool::Printable(name).c_str());
     return cuadrante::tool::kMisuse;
   }
   for (const std::string& arg : args) {
+    if (arg == "--") break;
     if (arg == "--help" || arg == "-h") {
       command->help();
       return 0;
@@ -168,6 +196,13 @@ int main(int argc, char** argv) {
     TakeGlobalOptions(args);
     const int status = command->run(args);
     EndTRANS();
+    // Output that never reached its reader is a failure, whatever the command
+    // thought: a full disk or a closed pipe must not pass for success.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+      std::fprintf(stderr, "cuadrante %s: cannot write standard output: %s\n", name.c_str(),
+                   std::strerror(errno != 0 ? errno : EIO));
+      return cuadrante::tool::kBadInput;
+    }
     return status;
   } catch (const cuadrante::tool::Misuse& e) {
     std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), OneLine(e.what()).c_str());

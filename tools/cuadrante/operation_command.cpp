@@ -19,6 +19,7 @@
 #include "cuadrante/services/messagesmgr.h"
 #include "cuadrante/services/translate.h"
 #include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/labels.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -70,10 +71,9 @@ DemoOptions ParseOptions(const Args& args) {
 // The work function: three phases over the steps, a report after each, a
 // result document at the end. It learns of Stop from the Terminate flag.
 void Work(TUnderOperation* op, const DemoOptions& options) {
-  const AnsiString phases[] = {Transport::Translate("Leyendo reglas"),
-                               Transport::Translate("Calculando turnos"),
-                               Transport::Translate("Guardando resultado")};
-  op->SetDescription(Transport::Translate("Demostración de operación larga"));
+  const AnsiString phases[] = {Say("Leyendo reglas"), Say("Calculando turnos"),
+                               Say("Guardando resultado")};
+  op->SetDescription(Say("Demostración de operación larga"));
   // A result from the start, so that every snapshot has all nine fields.
   op->SetXMLResult("<RESULTADO PASOS=\"0\"/>");
   int done = 0;

@@ -5,6 +5,7 @@
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicpoint.h"
 #include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/labels.h"
 
 namespace cuadrante::tool {
 
@@ -17,7 +18,8 @@ void HelpPoint() {
       "example:\n  cuadrante point \"4004582400;28800;2;1\"\n");
 }
 
-int RunPoint(const Args& args) {
+int RunPoint(const Args& arguments) {
+  const Args args = Parse(arguments, {}, {}).words;
   if (args.size() != 1) throw Misuse("expects one stored text (see `cuadrante help point`)");
   // The library ignores a short text in silence; a person deserves to be told.
   TVectorStrings fields;
@@ -42,7 +44,7 @@ int RunPoint(const Args& args) {
   std::printf("interval     %s\n", point.ToString(4).c_str());
   std::printf("duration     %s(%s)\n", point.ToString(0).c_str(),
               point.GetDuration().GetString(3).c_str());
-  std::printf("type         %d %s\n", static_cast<int>(point.Type), point.GetTypeStr().c_str());
+  std::printf("type         %d %s\n", static_cast<int>(point.Type), TypeLabel(point.Type).c_str());
   std::printf("level        %d\n", static_cast<int>(point.Level));
   std::printf("classes      %s\n", classes.empty() ? "none" : classes.c_str());
   std::printf("smart        %s\n", point.SmartString().c_str());

@@ -16,6 +16,7 @@
 #include "cuadrante/text/rutinasnumbers.h"
 #include "cuadrante/vocabulary/basicdefines.h"
 #include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/labels.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -73,7 +74,7 @@ void LoadSelection(const std::string& path, const Options& options, TBasicPointM
 
 // "Horario 23/11/2026 08:00 - 23/11/2026 16:00": enough to find the point.
 std::string Describe(const TBasicPoint& point) {
-  return point.GetTypeStr() + " " + point.GetInicio().ToString("dd/mm/yyyy hh:nn") + " - " +
+  return TypeLabel(point.Type) + " " + point.GetInicio().ToString("dd/mm/yyyy hh:nn") + " - " +
          TFecha(point.EndValue()).ToString("dd/mm/yyyy hh:nn");
 }
 
@@ -118,7 +119,7 @@ void PrintHours(const roster::TDayHours& hours, bool byMonth, Format format) {
                                   row.period.ToString("dd/mm"));
     if (!forPeople) cells.push_back(row.period.ToString("yyyy-mm-dd"));
     cells.push_back(std::to_string(row.type));
-    cells.push_back(GetIncidenceTypeAsStr(row.type));
+    cells.push_back(TypeLabel(row.type));
     for (const int64_t seconds : row.days) cells.push_back(Hours(seconds, forPeople));
     cells.push_back(forPeople ? usrFormatTime(row.total, tfHours) : Hours(row.total, false));
     table.Add(std::move(cells));
@@ -162,7 +163,7 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
                                       forPeople ? Trim(point->GetDuration().GetSmartString())
                                                 : std::to_string(point->GetDurationValue()),
                                       std::to_string(point->Type),
-                                      point->GetTypeStr()};
+                                      TypeLabel(point->Type)};
     if (colours) cells.push_back(ColourHex(point->GetColor()));
     table.Add(std::move(cells));
   }
@@ -197,8 +198,12 @@ int RunPoints(const Args& args) {
   }
   PrintPoints(set.Points, format, false, false);
   if (format != Format::kText) return 0;
-  std::printf("\n%zu point%s, %s in all\n", set.Points.size(), set.Points.size() == 1 ? "" : "s",
-              Trim(set.GetTotalDuration(tptNone).GetSmartString()).c_str());
+  if (set.Points.empty()) {
+    std::printf("\n0 points\n");
+  } else {
+    std::printf("\n%zu point%s, %s in all\n", set.Points.size(), set.Points.size() == 1 ? "" : "s",
+                Trim(set.GetTotalDuration(tptNone).GetSmartString()).c_str());
+  }
   return 0;
 }
 

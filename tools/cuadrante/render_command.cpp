@@ -3,9 +3,11 @@
 // filled with the colour of its type, a time axis on top and a legend below.
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "cuadrante/points/basicpointmgr.h"
@@ -17,6 +19,7 @@
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicbox.h"
 #include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/labels.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -91,6 +94,7 @@ struct Timeline {
 void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeline) {
   AnsiString text;
   const DocumentKind kind = ReadDocument(path, text);
+  if (kind == DocumentKind::kEmpty) return;
   if (kind == DocumentKind::kRules) {
     LoadRulesFrom(path, text, timeline.rules);
     roster::ExpandRange(timeline.rules, from, to, true);
@@ -235,7 +239,7 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
   put("<rect width=\"%d\" height=\"%d\" fill=\"#ffffff\"/>\n", width, height);
   svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(kMargin + 12) +
          "\" font-size=\"14\" font-weight=\"bold\">" +
-         Escape(Transport::Translate("Cuadrante") + " " + from.ToString("dd/mm/yyyy") + " - " +
+         Escape(Say("Cuadrante") + " " + from.ToString("dd/mm/yyyy") + " - " +
                 to.ToString("dd/mm/yyyy")) +
          "</text>\n";
 
@@ -295,7 +299,8 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
       const int by = y + static_cast<int>(piece.lane) * (kLaneHeight + kLaneGap);
       const int bw = piece.right - piece.left;
       const std::string code = Trim(box.Code);
-      const std::string label = code.empty() ? box.GetTypeStr() : box.GetTypeStr() + " " + code;
+      const std::string label =
+          code.empty() ? TypeLabel(box.Type) : TypeLabel(box.Type) + " " + code;
       const std::string fill = ColourHex(box.GetColor());
       put("<rect class=\"box\" data-type=\"%d\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
           "fill=\"%s\" stroke=\"#555555\" stroke-width=\"0.5\">",
@@ -322,13 +327,13 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
   int ly = legendTop;
   if (types.empty()) {
     svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(ly + 12) + "\">" +
-           Escape(Transport::Translate("Sin intervalos en el periodo")) + "</text>\n";
+           Escape(Say("Sin intervalos en el periodo")) + "</text>\n";
   }
   for (const auto& [type, box] : types) {
     put("<rect x=\"%d\" y=\"%d\" width=\"14\" height=\"14\" fill=\"%s\" stroke=\"#555555\"/>\n",
         kMargin, ly, ColourHex(box->GetColor()).c_str());
     svg += "<text x=\"" + std::to_string(kMargin + 20) + "\" y=\"" + std::to_string(ly + 11) +
-           "\">" + Escape(std::to_string(type) + " " + box->GetTypeStr()) + "</text>\n";
+           "\">" + Escape(std::to_string(type) + " " + TypeLabel(type)) + "</text>\n";
     ly += kLegendRow;
   }
   svg += "</g>\n</svg>\n";
@@ -345,8 +350,9 @@ void HelpRender() {
       "with its type and the number of its rule) or of a stored point-set document:\n"
       "one row a week (or a day), each box placed by the library's box geometry and\n"
       "filled with the colour of its type, a time axis and a legend. Whole days\n"
-      "from midnight are drawn over their calendar days. The file is written whole\n"
-      "or not at all.\n\n"
+      "from midnight are drawn over their own days. The file is written whole or\n"
+      "not at all, and never over the input; -o - writes the picture to stdout, and\n"
+      "a document named - is read from stdin.\n\n"
       "example:\n"
       "  cuadrante render examples/rules.xml --from 2026-11-01 --to 2026-11-30 -o roster.svg\n");
 }
@@ -359,6 +365,14 @@ int RunRender(const Args& args) {
   if (group != "week" && group != "day")
     throw Misuse("--by takes week or day, not '" + group + "'");
   const std::string& output = options.Need("-o");
+  if (options.words[0] != "-" && output != "-") {
+    // Links and other names of the same file count: the picture would replace
+    // the document it was drawn from.
+    std::error_code error;
+    if (std::filesystem::equivalent(options.words[0], output, error)) {
+      throw Misuse("-o " + output + " is the input document; write the picture elsewhere");
+    }
+  }
   TFecha from;
   TFecha to;
   ParseRange(options, from, to);
@@ -369,13 +383,20 @@ int RunRender(const Args& args) {
   LoadBoxes(options.words[0], from, to, timeline);
   LayOut(timeline.boxes, rows, byDay);
   const std::string svg = Draw(rows, from, to, byDay);
+  size_t pieces = 0;
+  for (const Row& row : rows) pieces += row.pieces.size();
+  if (output == "-") {
+    // The picture is the output; the summary goes where a person reads it.
+    std::fwrite(svg.data(), 1, svg.size(), stdout);
+    std::fprintf(stderr, "-: %zu rows, %zu boxes of %zu occurrences\n", rows.size(), pieces,
+                 timeline.boxes.size());
+    return 0;
+  }
   try {
     WriteFileAtomically(output, svg);
   } catch (const Exception& e) {
     throw EFileError(output + ": " + e.Message);
   }
-  size_t pieces = 0;
-  for (const Row& row : rows) pieces += row.pieces.size();
   std::printf("%s: %zu rows, %zu boxes of %zu occurrences\n", output.c_str(), rows.size(), pieces,
               timeline.boxes.size());
   return 0;
