@@ -86,7 +86,13 @@ int FollowLinks(const AnsiString& path, AnsiString& name) {
   name = path;
   for (int hop = 0; hop <= kMaxLinkHops; ++hop) {
     struct stat info {};
-    if (FileSystem().LinkStat(name.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return 0;
+    if (FileSystem().LinkStat(name.c_str(), &info) != 0) {
+      // A name that is not there ends the chain: it is the one to create. Any
+      // other failure leaves the chain unknown, and guessing would replace the
+      // link itself.
+      return errno == ENOENT ? 0 : errno;
+    }
+    if (!S_ISLNK(info.st_mode)) return 0;
     char buffer[4096];
     const ssize_t length = FileSystem().ReadLink(name.c_str(), buffer, sizeof buffer);
     if (length < 0) return errno;

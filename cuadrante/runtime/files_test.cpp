@@ -281,6 +281,15 @@ TEST(Files, EveryFailingStepLeavesTheOldFileWholeAndNoDebris) {
     CheckEveryFault(
         path, "", after, [&] { fs::remove(path); },
         [&] { cuadrante::WriteFileAtomically(path, after); }, noUnnamedFiles);
+    // Through a link to a name that does not exist yet: a failure while the
+    // link is followed raises too, and neither the link nor its target changes.
+    const std::string link = folder / "link.xml";
+    fs::create_symlink("doc.xml", link);
+    CheckEveryFault(
+        path, "", after, [&] { fs::remove(path); },
+        [&] { cuadrante::WriteFileAtomically(link, after); }, noUnnamedFiles);
+    EXPECT_TRUE(fs::is_symlink(link));
+    fs::remove(link);
   }
   // Short writes are no failure: the writer goes on until every byte is out.
   TFaultyFileSystem shortWrites;
