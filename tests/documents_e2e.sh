@@ -81,7 +81,7 @@ for command in points grid expand roster periods render; do
   expect 1 'ends before it starts' "$command" "${args[@]}" --from 2026-11-30 --to 2026-11-01
   expect 1 'longer than ten years' "$command" "${args[@]}" --from 1990-01-01 --to 2026-11-30
   [[ $command != render ]] &&
-    expect 2 '--format takes text, csv or xml' "$command" "${args[@]}" --from 2026-11-01 --to 2026-11-30 --format json
+    expect 2 '--format takes text, csv, xml or json' "$command" "${args[@]}" --from 2026-11-01 --to 2026-11-30 --format yaml
   expect 2 'unknown option --frm' "$command" "${args[@]}" --frm 2026-11-01
 done
 check "no picture is left by a bad range" test ! -e "$work/out.svg"
@@ -99,7 +99,7 @@ expect 0 '^7,2026-11-21 22:00:00,2026-11-22 06:00:00,28800,8,Cobertura'$'\r$' po
 expect 0 '^9,2026-11-24 08:00:00' points "$examples/points.xml" --format csv --from 2026-11-24 --to 24/11/2026
 expect 0 '^2 points, 16 h in all' points "$examples/points.xml" --from 2026-11-23 --to 2026-11-26 --type 2
 expect 0 '^first,last,label,full'$'\r$' periods --from 2026-11-01 --to 2026-11-30 --group quarter --format csv
-expect 0 '^2026-10-01,2026-12-31," oct - dic 2026",' periods --from 2026-11-01 --to 2026-11-30 --group quarter --format csv
+expect 0 '^2026-10-01,2026-12-31,oct - dic 2026,Trimestral:  oct - dic 2026' periods --from 2026-11-01 --to 2026-11-30 --group quarter --format csv
 expect 0 '<d3>8.00</d3>' grid "$examples/points.xml" --format xml
 expect 0 '^S46 09/11,2026-11-09,2,Horario,16.00,16.00,16.00,16.00,16.00,0.00,0.00,80.00'$'\r$' roster "$examples/rules.xml" --month 2026-11 --format csv
 expect 0 '^ +4 03/11/2026 09:00 04/11/2026 09:00 1 d +8 Cobertura' expand "$examples/rules.xml" --from 2026-11-03 --to 2026-11-03
@@ -181,5 +181,28 @@ check "an empty list in xml is an empty POINTSMGR" grep -q '^<POINTSMGR/>$' "$wo
 expect 0 '^0 points$' points "$work/none.xml"
 expect 0 '^0 occurrences of 0 rules' expand "$work/none.xml" "${range[@]}"
 expect 0 'none.svg: 6 rows, 0 boxes' render "$work/none.xml" "${range[@]}" -o "$work/none.svg"
+
+# JSON on every list: Python's parser reads each, one object an item, ISO 8601 times;
+# CSV fields carry no padding blanks.
+for args in "points $examples/points.xml" "grid $examples/points.xml --by month" \
+            "expand $examples/rules.xml ${range[*]}" "roster $examples/rules.xml --month 2026-11" \
+            "periods ${range[*]} --group week"; do
+  # shellcheck disable=SC2086
+  "$tool" $args --format json >"$work/list.json"
+  # shellcheck disable=SC2086
+  rows=$("$tool" $args --format csv | tail -n +2 | wc -l)
+  check "json of '$args' has one object a csv row ($rows)" python3 - "$work/list.json" "$rows" <<'PY'
+import json, re, sys
+items = json.load(open(sys.argv[1]))
+assert isinstance(items, list) and len(items) == int(sys.argv[2]), len(items)
+for item in items:
+    for key in ('start', 'end'):
+        if key in item and 'T' in item[key]:
+            assert re.fullmatch(r'\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}', item[key]), item[key]
+PY
+  # shellcheck disable=SC2086
+  check "csv of '$args' has no padded field" test -z "$("$tool" $args --format csv | grep -E '(^|,) | (,|\r?$)')"
+done
+expect 0 '^\[\]$' points "$work/none.xml" --format json
 
 finish

@@ -71,7 +71,7 @@ expect 1 'is no point type' grid "$examples/points.xml" --type 14
 expect 0 '^ +4 03/11/2026 09:00 04/11/2026 09:00 1 d +8 Cobertura$' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03
 expect 0 '^5 occurrences of 8 rules, 2 d 8 h in all' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03
 expect 0 '8 Cobertura +#0000ff$' expand "$examples/rules.xml" --from 02/11/2026 --to 03/11/2026 --boxes
-expect 0 '^02/11/2026 15/11/2026  Q23 +Quincenal: noviembre 2026 Q23$' periods --from 2026-11-01 --to 2026-12-31 --group fortnight
+expect 0 '^02/11/2026 15/11/2026 Q23 +Quincenal: noviembre 2026 Q23$' periods --from 2026-11-01 --to 2026-12-31 --group fortnight
 expect 0 '^01/10/2026 31/12/2026' periods --from 2026-11-01 --to 2026-11-30 --group quarter
 expect 0 'S46 09/11 +2 Horario +16 +16 +16 +16 +16 +- +- +80.00 h' roster "$examples/rules.xml" --month 2026-11
 # The night shift that began on 28/02 22:00 reaches into 1 March, so it is listed.

@@ -89,7 +89,8 @@ Format ParseFormat(const Options& options) {
   if (name == "text") return Format::kText;
   if (name == "csv") return Format::kCsv;
   if (name == "xml") return Format::kXml;
-  throw Misuse("--format takes text, csv or xml, not '" + name + "'");
+  if (name == "json") return Format::kJson;
+  throw Misuse("--format takes text, csv, xml or json, not '" + name + "'");
 }
 
 void ParseRange(const Options& options, TFecha& from, TFecha& to) {

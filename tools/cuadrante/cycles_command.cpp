@@ -21,7 +21,7 @@ namespace cuadrante::tool {
 void HelpExpand() {
   std::printf(
       "usage: cuadrante expand RULES.xml --from DATE --to DATE [--boxes]\n"
-      "                        [--format text|csv|xml]\n\n"
+      "                        [--format text|csv|xml|json]\n\n"
       "Unrolls every rule of a rules document between two dates (both days\n"
       "included) and prints the occurrences that overlap the range, those that\n"
       "began the day before included, in time order with the number of the\n"
@@ -70,7 +70,7 @@ int RunExpand(const Args& args) {
 void HelpPeriods() {
   std::printf(
       "usage: cuadrante periods --from DATE --to DATE --group week|month|quarter|fortnight|day\n"
-      "                         [--format text|csv|xml]\n\n"
+      "                         [--format text|csv|xml|json]\n\n"
       "Cuts the range into calendar periods aligned to their grid (a week starts on\n"
       "Monday, a quarter on 1 January, April, July or October) and prints each one\n"
       "with its first and closing date and its short and long labels.\n\n"
@@ -103,8 +103,9 @@ int RunPeriods(const Args& args) {
                           {"full", "full label", 0}});
   for (const RutinasFecha::TFechasPair& period :
        RutinasFecha::GetPairedFechas(from, to.Date(), group->second)) {
-    table.Add({period.First.ToString(dateForm), period.Second.ToString(dateForm), period.Label,
-               period.FullLabel});
+    // The library pads short labels with a blank; a field carries no padding.
+    table.Add({period.First.ToString(dateForm), period.Second.ToString(dateForm),
+               Trim(period.Label), Trim(period.FullLabel)});
   }
   table.Print(format);
   return 0;
@@ -113,7 +114,7 @@ int RunPeriods(const Args& args) {
 void HelpRoster() {
   std::printf(
       "usage: cuadrante roster RULES.xml --month YYYY-MM | --from DATE --to DATE\n"
-      "                        [--format text|csv|xml]\n\n"
+      "                        [--format text|csv|xml|json]\n\n"
       "Unrolls the rules over one month (or a range) and lays the occurrences out in\n"
       "week rows by type, one column a day, with each row's total, then the hours\n"
       "of work, absence and other types. An occurrence counts on each day the hours\n"

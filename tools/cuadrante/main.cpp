@@ -75,7 +75,7 @@ void PrintUsage(std::FILE* out) {
                "                   $XDG_CONFIG_HOME/cuadrante, or ~/.config/cuadrante)\n"
                "  --help           what the command does, with examples\n"
                "\noptions of the commands that print a list:\n"
-               "  --format F       text (default), csv or xml\n"
+               "  --format F       text (default), csv, xml or json\n"
                "  --from, --to     dates as 2026-11-23 or 23/11/2026, both days included;\n"
                "                   an item belongs to the range when it overlaps it\n"
                "\nexit status: 0 done, 1 bad input (one line on stderr says which and why),\n"

@@ -101,16 +101,16 @@ void PrintHours(const roster::TDayHours& hours, bool byMonth, Format format) {
   const int columns = byMonth ? 31 : 7;
   std::vector<Column> heads = {{"period", "period", 10},
                                {"start", "start", 10},
-                               {"type", "type", 4, true},
+                               {"type", "type", 4, true, true},
                                {"label", "label", 16}};
   if (forPeople) heads.erase(heads.begin() + 1);  // the period names its start
   for (int day = 0; day < columns; ++day) {
     // Monday first; the settings keep Sunday at 0.
     const std::string header =
         byMonth ? std::to_string(day + 1) : FormatSettings.ShortDayNames[(day + 1) % 7];
-    heads.push_back({"d" + std::to_string(day + 1), header, byMonth ? 3u : 5u, true});
+    heads.push_back({"d" + std::to_string(day + 1), header, byMonth ? 3u : 5u, true, true});
   }
-  heads.push_back({"total", "total", 9, true});
+  heads.push_back({"total", "total", 9, true, true});
   Table table(byMonth ? "months" : "weeks", std::move(heads));
   for (const roster::THoursRow& row : roster::HoursRows(hours, byMonth)) {
     std::vector<std::string> cells;
@@ -147,19 +147,25 @@ std::string ColourHex(TColor colour) {
 void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours) {
   const bool forPeople = format == Format::kText;
   std::vector<Column> heads = {
-      {ruleColumn ? "rule" : "group", ruleColumn ? "rule" : "group", 5, true},
+      {ruleColumn ? "rule" : "group", ruleColumn ? "rule" : "group", 5, true, true},
       {"start", "start", 16},
       {"end", "end", 16},
-      {forPeople ? "length" : "seconds", "length", 8},
-      {"type", "type", 4, true},
+      {forPeople ? "length" : "seconds", "length", 8, false, true},
+      {"type", "type", 4, true, true},
       {"label", "label", colours ? 16u : 0u}};
   if (colours) heads.push_back({"colour", "colour", 0});
   Table table(ruleColumn ? "occurrences" : "points", std::move(heads));
   const char* const dateForm = forPeople ? "dd/mm/yyyy hh:nn" : "yyyy-mm-dd hh:nn:ss";
+  // JSON readers expect ISO 8601 with its "T".
+  const auto when = [&](const TFecha& date) {
+    std::string text = date.ToString(dateForm);
+    if (format == Format::kJson) text[10] = 'T';
+    return text;
+  };
   for (const TBasicPoint* point : points) {
     std::vector<std::string> cells = {std::to_string(point->Group),
-                                      point->GetInicio().ToString(dateForm),
-                                      TFecha(point->EndValue()).ToString(dateForm),
+                                      when(point->GetInicio()),
+                                      when(TFecha(point->EndValue())),
                                       forPeople ? Trim(point->GetDuration().GetSmartString())
                                                 : std::to_string(point->GetDurationValue()),
                                       std::to_string(point->Type),
@@ -173,7 +179,7 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
 void HelpPoints() {
   std::printf(
       "usage: cuadrante points FILE.xml [--from DATE --to DATE] [--type N]\n"
-      "                        [--format text|csv|xml]\n\n"
+      "                        [--format text|csv|xml|json]\n\n"
       "Lists the points of a stored point-set document (root POINTSMGR, one POINT\n"
       "element a point) by start: group, first and closing minute, length, type.\n"
       "--from/--to keep the points that overlap the range (both days included),\n"
@@ -210,7 +216,7 @@ int RunPoints(const Args& args) {
 void HelpGrid() {
   std::printf(
       "usage: cuadrante grid FILE.xml [--by week|month] [--type N]\n"
-      "                      [--from DATE --to DATE] [--format text|csv|xml]\n\n"
+      "                      [--from DATE --to DATE] [--format text|csv|xml|json]\n\n"
       "Lays the points of a stored point-set document out in rows, one for each\n"
       "week (default) or month and type, with the hours of each day and the row's\n"
       "total, then the hours of work, absence and other types. A point counts on\n"

@@ -1,8 +1,10 @@
 #include "tools/cuadrante/table.h"
 
+#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
+#include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/runtime/xmldocument.h"
 
 namespace cuadrante::tool {
@@ -31,6 +33,25 @@ std::string CsvField(const std::string& text) {
   return out + "\"";
 }
 
+std::string JsonString(const std::string& text) {
+  const bool valid = IsValidUtf8(text);
+  std::string out = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (byte < 0x20 || (!valid && byte >= 0x80)) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04x", byte);
+      out += escaped;
+    } else {
+      out += c;
+    }
+  }
+  return out + "\"";
+}
+
 Table::Table(std::string name, std::vector<Column> columns)
     : name_(std::move(name)), columns_(std::move(columns)) {}
 
@@ -52,6 +73,9 @@ void Table::Print(Format format, std::FILE* out) const {
       break;
     case Format::kXml:
       PrintXml(out);
+      break;
+    case Format::kJson:
+      PrintJson(out);
       break;
   }
 }
@@ -94,6 +118,27 @@ void Table::PrintXml(std::FILE* out) const {
   }
   const std::string text = document.SaveToXML();
   std::fprintf(out, "%s%s", text.c_str(), !text.empty() && text.back() == '\n' ? "" : "\n");
+}
+
+}  // namespace cuadrante::tool
+
+namespace cuadrante::tool {
+
+void Table::PrintJson(std::FILE* out) const {
+  std::string text = "[";
+  for (size_t r = 0; r < rows_.size(); ++r) {
+    text += r == 0 ? "\n  {" : ",\n  {";
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (i > 0) text += ", ";
+      const std::string& cell = rows_[r][i];
+      const bool number = columns_[i].number && !cell.empty() &&
+                          cell.find_first_not_of("-0123456789.") == std::string::npos;
+      text += JsonString(columns_[i].key) + ": " + (number ? cell : JsonString(cell));
+    }
+    text += "}";
+  }
+  text += rows_.empty() ? "]\n" : "\n]\n";
+  std::fputs(text.c_str(), out);
 }
 
 }  // namespace cuadrante::tool

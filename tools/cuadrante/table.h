@@ -1,6 +1,8 @@
-// Lists printed by the commands, in the three forms --format offers: text for
-// a person (aligned columns), CSV for a spreadsheet (RFC 4180 quoting, a
-// header of column keys) and XML (one element a row, one child a column).
+// Lists printed by the commands, in the forms --format offers: text for a
+// person (aligned columns), CSV for a spreadsheet (RFC 4180 quoting, a header
+// of column keys), XML (one element a row, one child a column) and JSON (an
+// array with one object a row, keyed by the column keys; numeric columns as
+// numbers).
 #pragma once
 
 #include <cstdio>
@@ -9,13 +11,14 @@
 
 namespace cuadrante::tool {
 
-enum class Format { kText, kCsv, kXml };
+enum class Format { kText, kCsv, kXml, kJson };
 
 struct Column {
-  std::string key;     // CSV header and XML element name: an XML name
-  std::string header;  // what a person reads above the column
-  size_t width = 0;    // text form: characters, the cell is padded to it
-  bool right = false;  // text form: numbers align right
+  std::string key;      // CSV header and XML element name: an XML name
+  std::string header;   // what a person reads above the column
+  size_t width = 0;     // text form: characters, the cell is padded to it
+  bool right = false;   // text form: numbers align right
+  bool number = false;  // JSON form: the cells are numbers
 };
 
 class Table {
@@ -34,6 +37,7 @@ class Table {
   void PrintText(std::FILE* out) const;
   void PrintCsv(std::FILE* out) const;
   void PrintXml(std::FILE* out) const;
+  void PrintJson(std::FILE* out) const;
 
   std::string name_;
   std::vector<Column> columns_;
@@ -47,5 +51,8 @@ std::string Pad(const std::string& text, size_t width, bool right = false);
 
 // The field quoted when it holds a comma, a quote, a line break or outer blanks.
 std::string CsvField(const std::string& text);
+// `text` as a JSON string, quotes included; bytes that are no UTF-8 become
+// the code points of the same value, so the result is always valid JSON.
+std::string JsonString(const std::string& text);
 
 }  // namespace cuadrante::tool
