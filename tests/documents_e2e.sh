@@ -30,7 +30,7 @@ head -c 512 "$tool" >"$bad/binary.xml"
 printf '<POINTSMGR><POINT>4004582400;28800;2;1</POINT>' >"$bad/truncated.xml"
 printf '<?xml version="1.0"?>\n<DATAPACKET><GENERAL/></DATAPACKET>\n' >"$bad/environment.xml"
 printf '<POINTSMGR><POINT>4004582400;28800;2</POINT></POINTSMGR>' >"$bad/fields.xml"
-printf '<POINTSMGR><POINT>4004582400;28800;2;1</POINT><POINT>1;2;3;4;5;6;7;8</POINT></POINTSMGR>' >"$bad/mixed.xml"
+printf '<POINTSMGR><POINT>4004582400;28800;2;1</POINT><POINT>4004582400;28800;2;1;2;0;0;0</POINT></POINTSMGR>' >"$bad/mixed.xml"
 printf '<POINTSMGR><POINT>40045824OO;28800;2;1</POINT></POINTSMGR>' >"$bad/letters.xml"
 printf '[Localization]\nDictionary=.dic\n' >"$bad/settings.ini"
 mkfifo "$bad/fifo.xml"
@@ -43,7 +43,7 @@ declare -A why=(
   [environment.xml]='environment.xml: is no point-set document \(its root is DATAPACKET'
   [fields.xml]='fields.xml: element 1 has 3 fields'
   [mixed.xml]='mixed.xml: element 2 has 8 fields where the ones before have 4'
-  [letters.xml]="letters.xml: '40045824OO' is not a valid integer"
+  [letters.xml]="letters.xml: element 1 \(40045824OO;28800;2;1\): field 1 \(start\): '40045824OO' is no whole number"
   [settings.ini]='settings.ini: .*not well-formed'
   [fifo.xml]='fifo.xml: is no regular file'
 )
@@ -204,5 +204,33 @@ PY
   check "csv of '$args' has no padded field" test -z "$("$tool" $args --format csv | grep -E '(^|,) | (,|\r?$)')"
 done
 expect 0 '^\[\]$' points "$work/none.xml" --format json
+
+# Nonsense is refused on load, by every command, and `validate` lists all of it.
+cat >"$work/nonsense.xml" <<'XML'
+<POINTSMGR>
+  <POINT>4004582400;-28800;2;1;1;0;1;0</POINT>
+  <POINT>4004582400;28800;99;1;1;0;2;0</POINT>
+  <POINT>4004582400;28800;2;1;99;0;3;0</POINT>
+  <POINT>4004582400;28800;2;1;1;5;4;0</POINT>
+  <POINT>4004582400;9223372036854775807;2;1;1;0;5;0</POINT>
+  <POINT>86400;28800;2;1;1;0;6;0</POINT>
+  <POINT>4004582400;28800;2;1;1;0;7;4004582399</POINT>
+  <POINT>4004582400;28800;2;1;1;0;8;0</POINT>
+</POINTSMGR>
+XML
+"$tool" validate "$work/nonsense.xml" "$examples/rules.xml" >"$work/validate.out"
+check "validate exits 1 on a document with problems" test $? -eq 1
+for line in 'element 1 .*field 2 \(seconds\): -28800 is negative' \
+            'element 2 .*field 3 \(type\): 99 is no point type \(0 to 13\)' \
+            'element 3 .*field 5 \(periodicity\): 99 is no periodicity' \
+            'element 4 .*field 6 \(weekend\): 5 is neither 0 nor 1' \
+            'element 5 .*field 2 \(seconds\): 9223372036854775807 ends after 31/12/9999' \
+            'element 6 .*field 1 \(start\): 86400 is before 01/01/1900' \
+            'element 7 .*field 8 \(end\): 23/11/2026 07:59:59 is before the rule.s start' \
+            'nonsense.xml: 7 problems$' 'rules.xml: sound, rules$'; do
+  check "validate says: $line" grep -qE "$line" "$work/validate.out"
+done
+expect 1 'nonsense.xml: element 1 .*-28800 is negative' expand "$work/nonsense.xml" "${range[@]}"
+expect 0 'examples/points.xml: sound, points$' validate "$examples/points.xml"
 
 finish

@@ -62,6 +62,8 @@ done
 
 # A point whose end would pass the 64-bit range is refused where it is read.
 printf '<POINTSMGR><POINT>9223372036854775000;1000;2;1</POINT></POINTSMGR>\n' >"$work/overflow.xml"
-expect 1 'largest time' points "$work/overflow.xml"
+expect 1 'field 1 \(start\): 9223372036854775000 is after 31/12/9999' points "$work/overflow.xml"
+printf '<POINTSMGR><POINT>4004582400;9223372036854775807;2;1</POINT></POINTSMGR>\n' >"$work/overflow.xml"
+expect 1 'field 2 \(seconds\): 9223372036854775807 ends after 31/12/9999' points "$work/overflow.xml"
 
 finish

@@ -11,6 +11,7 @@
 
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/roster/storedtext.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/sysutils.h"
@@ -120,7 +121,8 @@ std::string ReadStandardInput(size_t limit, const std::string& what) {
   return bytes;
 }
 
-DocumentKind ReadDocument(const std::string& path, AnsiString& text) {
+DocumentKind ReadDocument(const std::string& path, AnsiString& text,
+                          std::vector<std::string>* problems) {
   if (path == "-") {
     text = ReadStandardInput(kLargestDocumentBytes, "too large for a point-set document");
   } else {
@@ -150,22 +152,24 @@ DocumentKind ReadDocument(const std::string& path, AnsiString& text) {
   }
   size_t fields = 0;
   size_t index = 0;
-  TVectorStrings parts;
   for (TXMLNode point = root.FirstChild(); point; point = point.NextSibling()) {
     ++index;
-    parts.clear();  // GetStrings appends
-    const auto count =
-        static_cast<size_t>(RutinasText::GetStrings(AnsiString(point.Text()), ";", parts));
-    if (count != 4 && count != 7 && count != 8) {
-      throw EConvertError(path + ": element " + std::to_string(index) + " has " +
-                          std::to_string(count) + " fields; a point has 4, a box 7 and a rule 8");
+    const std::string stored(point.Text());
+    std::string why = roster::StoredTextProblem(stored);
+    const size_t count = static_cast<size_t>(std::count(stored.begin(), stored.end(), ';')) + 1;
+    if (why.empty() && fields != 0 && count != fields) {
+      why = "has " + std::to_string(count) + " fields where the ones before have " +
+            std::to_string(fields);
     }
-    if (fields != 0 && count != fields) {
-      throw EConvertError(path + ": element " + std::to_string(index) + " has " +
-                          std::to_string(count) + " fields where the ones before have " +
-                          std::to_string(fields));
+    if (!why.empty()) {
+      const std::string problem =
+          "element " + std::to_string(index) + " " +
+          (why.rfind("has ", 0) == 0 ? why : "(" + Printable(stored) + "): " + why);
+      if (problems == nullptr) throw EConvertError(path + ": " + problem);
+      problems->push_back(problem);
+      continue;
     }
-    fields = count;
+    if (fields == 0) fields = count;
   }
   if (fields == 0) return DocumentKind::kEmpty;
   return fields == 8   ? DocumentKind::kRules

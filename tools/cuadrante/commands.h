@@ -82,9 +82,13 @@ std::string ReadStandardInput(size_t limit, const std::string& what);
 // Reads the document at `path` ("-" is stdin) into `text` and tells its kind.
 // A file that is missing, no regular file, too large, malformed XML, of
 // another root than POINTSMGR, or whose points differ in kind is bad input,
-// raised as an Exception that names the path. An empty POINTSMGR holds
+// raised as an Exception that names the path, and so is an element whose
+// values no plan can use (a negative length, type 99, a date before 1900...).
+// With `problems`, such elements are listed there instead, each as "element N
+// ...", and the kind is that of the sound ones. An empty POINTSMGR holds
 // nothing, which every command reads as no points and no rules.
-DocumentKind ReadDocument(const std::string& path, AnsiString& text);
+DocumentKind ReadDocument(const std::string& path, AnsiString& text,
+                          std::vector<std::string>* problems = nullptr);
 // Loads the rules of `path`; the expansion is not clipped by a range of its own.
 void LoadRules(const std::string& path, TCyclePointMgr& rules);
 // The same from the `text` of a document that ReadDocument found to hold rules.
@@ -125,6 +129,8 @@ void PrintAsDocument(const TBasicPointMgr& set);
 // A colour of the library (red in the low byte) as "#rrggbb".
 std::string ColourHex(TColor colour);
 
+int RunValidate(const Args& args);
+void HelpValidate();
 int RunPoints(const Args& args);
 void HelpPoints();
 int RunGrid(const Args& args);

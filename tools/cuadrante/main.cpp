@@ -33,6 +33,8 @@ const Command kCommands[] = {
      cuadrante::tool::HelpPoint},
     {"date", "show the week, month and neighbours of a date", cuadrante::tool::RunDate,
      cuadrante::tool::HelpDate},
+    {"validate", "check every element of point-set documents", cuadrante::tool::RunValidate,
+     cuadrante::tool::HelpValidate},
     {"points", "list the points of a point-set document", cuadrante::tool::RunPoints,
      cuadrante::tool::HelpPoints},
     {"grid", "lay a point-set document out by week or month", cuadrante::tool::RunGrid,
