@@ -233,4 +233,19 @@ done
 expect 1 'nonsense.xml: element 1 .*-28800 is negative' expand "$work/nonsense.xml" "${range[@]}"
 expect 0 'examples/points.xml: sound, points$' validate "$examples/points.xml"
 
+# Documents made from dates and hours: refused input leaves the document alone.
+"$tool" points add "$work/made.xml" --start 2026-11-23T08:00 --hours 7:30
+"$tool" points add "$work/made.xml" --start=2026-11-24 --hours 24 --type 9
+expect 0 '^2 points, 1 d 7 h 30 min in all$' points "$work/made.xml"
+cp "$work/made.xml" "$work/made.before"
+expect 1 "made.xml: holds stored points, not rules" rules add "$work/made.xml" --start 2026-11-23 --hours 8
+expect 1 "--hours '-8' is no length" points add "$work/made.xml" --start 2026-11-23 --hours -8
+expect 1 'field 3 \(type\): 99 is no point type' points add "$work/made.xml" --start 2026-11-23 --hours 8 --type 99
+expect 1 "'2026-11-31' is not a date" points add "$work/made.xml" --start 2026-11-31 --hours 8
+expect 2 '--every takes day, week, fortnight, month, quarter, year or once' rule --start 2026-11-23 --hours 8 --every hour
+expect 1 'field 8 \(end\): 01/11/2026 23:59:59 is before the rule.s start' rule --start 2026-11-23 --hours 8 --until 2026-11-01
+expect 2 'needs --start' rule --hours 8
+check "refused additions leave the document as it was" cmp -s "$work/made.xml" "$work/made.before"
+expect 0 '^4004578800;28800;2;1;2;0;0;4023561599$' rule --start 2026-11-23T07:00 --hours 8 --every week --until 2027-06-30 --type 2
+
 finish

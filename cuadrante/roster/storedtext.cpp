@@ -94,8 +94,8 @@ std::string StoredTextProblem(std::string_view text) {
   if (values[5] != 0 && values[5] != 1) {
     return problem(6, "weekend", std::to_string(values[5]) + " is neither 0 nor 1");
   }
-  if (values[6] < INT16_MIN || values[6] > INT16_MAX) {
-    return problem(7, "tag", std::to_string(values[6]) + " does not fit 16 bits");
+  if (values[6] < INT32_MIN || values[6] > INT32_MAX) {
+    return problem(7, "tag", std::to_string(values[6]) + " does not fit 32 bits");
   }
   const int64_t end = values[7];
   if (end != 0) {

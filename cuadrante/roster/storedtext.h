@@ -9,7 +9,8 @@
 //   rule  "start;seconds;type;level;periodicity;weekend;tag;end"
 // Starts and ends are seconds from 30/12/1899 between 01/01/1900 00:00 and
 // 31/12/9999 23:59:59; a length is 0 or more and ends within the calendar; a
-// type is 0 to 13; a level and a tag fit 16 bits; a periodicity is 0 to 6; a
+// type is 0 to 13; a level fits 16 bits and a colour and a tag 32; a
+// periodicity is 0 to 6; a
 // weekend flag is 0 or 1; a rule's end is 0 (none) or no earlier than its start.
 #pragma once
 

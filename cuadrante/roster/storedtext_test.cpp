@@ -12,7 +12,7 @@ TEST(StoredTextProblem, AcceptsSoundTextsAndNamesTheFirstFieldThatIsNot) {
   // A Monday 08:00 timetable of 8 hours, as a point, a box and a weekly rule.
   EXPECT_EQ(StoredTextProblem("4004582400;28800;2;1"), "");
   EXPECT_EQ(StoredTextProblem("4004582400;28800;2;1;255;M;Mañana"), "");
-  EXPECT_EQ(StoredTextProblem("4004582400;28800;2;1;2;0;0;4007923199"), "");
+  EXPECT_EQ(StoredTextProblem("4004582400;28800;2;1;2;0;-2147483648;4007923199"), "");
   EXPECT_EQ(StoredTextProblem("172800;0;0;-32768"), "");  // the first second
   EXPECT_EQ(StoredTextProblem(std::to_string(kCalendarEnd) + ";1;13;32767"), "");  // the last
 
@@ -38,7 +38,7 @@ TEST(StoredTextProblem, AcceptsSoundTextsAndNamesTheFirstFieldThatIsNot) {
       {"4004582400;28800;2;1;99;0;0;0", "field 5 (periodicity): 99 is no periodicity"},
       {"4004582400;28800;2;1;7;0;0;0", "field 5 (periodicity): 7 is no periodicity"},
       {"4004582400;28800;2;1;2;5;0;0", "field 6 (weekend): 5 is neither 0 nor 1"},
-      {"4004582400;28800;2;1;2;0;40000;0", "field 7 (tag): 40000 does not fit 16 bits"},
+      {"4004582400;28800;2;1;2;0;2147483648;0", "field 7 (tag): 2147483648 does not fit 32 bits"},
       {"4004582400;28800;2;1;2;0;0;4004582399",
        "field 8 (end): 23/11/2026 07:59:59 is before the "
        "rule's start 23/11/2026 08:00:00"},

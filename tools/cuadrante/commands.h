@@ -129,6 +129,12 @@ void PrintAsDocument(const TBasicPointMgr& set);
 // A colour of the library (red in the low byte) as "#rrggbb".
 std::string ColourHex(TColor colour);
 
+int RunRule(const Args& args);
+void HelpRule();
+int RunRules(const Args& args);
+void HelpRules();
+// `points add FILE ...`, which RunPoints hands over.
+int RunPointsAdd(const Args& args);
 int RunValidate(const Args& args);
 void HelpValidate();
 int RunPoints(const Args& args);

@@ -47,7 +47,17 @@ int RunPoint(const Args& arguments) {
   std::printf("type         %d %s\n", static_cast<int>(point.Type), TypeLabel(point.Type).c_str());
   std::printf("level        %d\n", static_cast<int>(point.Level));
   std::printf("classes      %s\n", classes.empty() ? "none" : classes.c_str());
-  std::printf("smart        %s\n", point.SmartString().c_str());
+  // The library separates the fields with tabs, which a terminal aligns to
+  // its own stops; two blanks read the same everywhere.
+  std::string smart;
+  for (const char c : point.SmartString()) {
+    if (c != '\t') {
+      smart += c;
+    } else if (smart.size() < 2 || smart.compare(smart.size() - 2, 2, "  ") != 0) {
+      smart += "  ";
+    }
+  }
+  std::printf("smart        %s\n", smart.c_str());
   return 0;
 }
 

@@ -179,17 +179,22 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
 void HelpPoints() {
   std::printf(
       "usage: cuadrante points FILE.xml [--from DATE --to DATE] [--type N]\n"
+      "       cuadrante points add FILE.xml --start DATE[THH:MM] --hours H [--type N]\n"
+      "                                     [--level N]\n"
       "                        [--format text|csv|xml|json]\n\n"
       "Lists the points of a stored point-set document (root POINTSMGR, one POINT\n"
       "element a point) by start: group, first and closing minute, length, type.\n"
       "--from/--to keep the points that overlap the range (both days included),\n"
       "--type N those of one type. As xml the list is itself a point-set document.\n"
-      "Overlapping points are named on stderr, with their count.\n\n"
+      "Overlapping points are named on stderr, with their count. `points add`\n"
+      "appends a point (type 2, Horario, unless --type says otherwise) to a\n"
+      "document, created when missing and rewritten whole or not at all.\n\n"
       "examples:\n  cuadrante points examples/points.xml\n"
       "  cuadrante points examples/points.xml --from 2026-11-23 --to 29/11/2026 --format csv\n");
 }
 
 int RunPoints(const Args& args) {
+  if (!args.empty() && args[0] == "add") return RunPointsAdd(args);
   const Options options = Parse(args, {"--from", "--to", "--type", "--format"}, {});
   const Format format = ParseFormat(options);
   if (options.words.size() != 1) {

@@ -1,0 +1,166 @@
+// `cuadrante rule`, `points add` and `rules add`: stored points and rules made
+// from dates, hours and names, so that nobody counts seconds since 1899.
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include "cuadrante/roster/storedtext.h"
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/xmldocument.h"
+#include "cuadrante/time/basicpoint.h"
+#include "cuadrante/time/cyclepoint.h"
+#include "tools/cuadrante/commands.h"
+
+namespace cuadrante::tool {
+namespace {
+
+// "8", "7.5" or "7:30" hours as seconds.
+int64_t ParseHours(const std::string& text) {
+  int hours = 0, minutes = 0, used = 0;
+  if (std::sscanf(text.c_str(), "%d:%2d%n", &hours, &minutes, &used) == 2 &&
+      static_cast<size_t>(used) == text.size() && hours >= 0 && minutes >= 0 && minutes < 60) {
+    return int64_t{hours} * 3600 + minutes * 60;
+  }
+  char* end = nullptr;
+  const double value = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || !(value >= 0) || value > 24.0 * 366 * 10) {
+    throw EConvertError("--hours '" + text + "' is no length (use 8, 7.5 or 7:30)");
+  }
+  return std::llround(value * 3600);
+}
+
+int ParseNumber(const Options& options, const std::string& name, int otherwise) {
+  if (!options.Has(name)) return otherwise;
+  const std::string& text = options.Need(name);
+  try {
+    return static_cast<int>(StrToInt64(text));
+  } catch (const Exception&) {
+    throw EConvertError(name + " '" + text + "' is no whole number");
+  }
+}
+
+TTimesGroup ParseEvery(const std::string& text) {
+  static const std::map<std::string, TTimesGroup> groups = {
+      {"day", tgDay},     {"week", tgWeek},       {"fortnight", tgFortnight},
+      {"month", tgMonth}, {"quarter", tgQuarter}, {"year", tgYear},
+      {"once", tgNone}};
+  const auto found = groups.find(text);
+  if (found == groups.end()) {
+    throw Misuse("--every takes day, week, fortnight, month, quarter, year or once, not '" + text +
+                 "'");
+  }
+  return found->second;
+}
+
+// The stored text that the options describe: a point, or with `rule` a rule.
+// The library's own writer makes it, and the check that loads apply passes
+// it before anyone sees it.
+std::string StoredText(const Options& options, bool rule) {
+  const TFecha start(ParseDateArgument(options.Need("--start")));
+  const int64_t seconds = ParseHours(options.Need("--hours"));
+  const int type = ParseNumber(options, "--type", tptTimetable);
+  std::string text;
+  if (rule) {
+    TCyclePoint cycle(start, static_cast<TTimePointType>(type), TDuration(seconds));
+    cycle.Level = static_cast<short>(ParseNumber(options, "--level", 1));
+    cycle.Periodicity = ParseEvery(options.Get("--every", "week"));
+    cycle.WithWeekend = options.Flag("--weekend");
+    cycle.CycleTag = ParseNumber(options, "--tag", 0);
+    // The rule's last occurrence may start on the --until day.
+    if (options.Has("--until"))
+      cycle.EndDate = TFecha(ParseDateArgument(options.Need("--until"))).EndOfDay();
+    text = cycle.WriteToStr();
+  } else {
+    TBasicPoint point(start, TDuration(seconds));
+    point.Type = static_cast<TTimePointType>(type);
+    point.Level = static_cast<short>(ParseNumber(options, "--level", 1));
+    text = point.WriteToStr();
+  }
+  if (const std::string why = roster::StoredTextProblem(text); !why.empty())
+    throw EConvertError(text + ": " + why);
+  return text;
+}
+
+// Appends `stored` to the document at `path`, made when it is missing; a
+// document of another kind is refused, the file left as it is.
+void Append(const std::string& path, const std::string& stored, DocumentKind kind) {
+  TXMLDocument document;
+  if (FileExists(path)) {
+    AnsiString text;
+    const DocumentKind found = ReadDocument(path, text);
+    if (found != DocumentKind::kEmpty && found != kind) {
+      throw EConvertError(path + (kind == DocumentKind::kRules
+                                      ? ": holds stored points, not rules"
+                                      : ": holds rules, not stored points"));
+    }
+    document.LoadFromXML(text);
+  } else {
+    document.CreateDocumentElement("POINTSMGR");
+  }
+  document.DocumentElement().AddChild("POINT").SetText(stored);
+  try {
+    WriteFileAtomically(path, document.SaveToXML());
+  } catch (const Exception& e) {
+    throw EFileError(path + ": " + e.Message);
+  }
+}
+
+const std::initializer_list<const char*> kPointOptions = {"--start", "--hours", "--type",
+                                                          "--level"};
+const std::initializer_list<const char*> kRuleOptions = {"--start", "--hours", "--type", "--level",
+                                                         "--every", "--until", "--tag"};
+
+}  // namespace
+
+void HelpRule() {
+  std::printf(
+      "usage: cuadrante rule --start DATE[THH:MM] --hours H [--every PERIOD]\n"
+      "                      [--until DATE] [--weekend] [--type N] [--level N] [--tag N]\n\n"
+      "Prints the stored form of a rule: \"start;seconds;type;level;periodicity;\n"
+      "weekend;tag;end\". PERIOD is day, week (default), fortnight, month, quarter,\n"
+      "year or once; --until is the last day an occurrence may start on; --weekend\n"
+      "lets occurrences fall on Saturday and Sunday. H is 8, 7.5 or 7:30; the type\n"
+      "defaults to 2 (Horario). A monthly rule from the 29th to the 31st steps to the\n"
+      "end of a shorter month and stays on that day afterwards (31/01, 28/02, 28/03).\n"
+      "docs/formats.md tells every field.\n\n"
+      "example:\n"
+      "  cuadrante rule --start 2026-11-23T07:00 --hours 8 --every week --until 2027-06-30\n");
+}
+
+int RunRule(const Args& args) {
+  const Options options = Parse(args, kRuleOptions, {"--weekend"});
+  if (!options.words.empty()) throw Misuse("takes no file (see `cuadrante help rule`)");
+  std::printf("%s\n", StoredText(options, true).c_str());
+  return 0;
+}
+
+void HelpRules() {
+  std::printf(
+      "usage: cuadrante rules add RULES.xml --start DATE[THH:MM] --hours H\n"
+      "                           [--every PERIOD] [--until DATE] [--weekend]\n"
+      "                           [--type N] [--level N] [--tag N]\n\n"
+      "Appends a rule, made as `cuadrante rule` makes it, to a rules document\n"
+      "(created when missing). The document is rewritten whole or not at all.\n\n"
+      "example:\n"
+      "  cuadrante rules add plan.xml --start 2026-11-23T22:00 --hours 8 --every day --weekend\n");
+}
+
+int RunRules(const Args& args) {
+  const Options options = Parse(args, kRuleOptions, {"--weekend"});
+  if (options.words.size() != 2 || options.words[0] != "add")
+    throw Misuse("expects add RULES.xml (see `cuadrante help rules`)");
+  Append(options.words[1], StoredText(options, true), DocumentKind::kRules);
+  return 0;
+}
+
+int RunPointsAdd(const Args& args) {
+  const Options options = Parse(args, kPointOptions, {});
+  if (options.words.size() != 2 || options.words[0] != "add")
+    throw Misuse("expects add POINTS.xml (see `cuadrante help points`)");
+  Append(options.words[1], StoredText(options, false), DocumentKind::kPoints);
+  return 0;
+}
+
+}  // namespace cuadrante::tool
