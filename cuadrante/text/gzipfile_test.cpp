@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <random>
 #include <string>
 
@@ -169,6 +171,92 @@ TEST(GunzipFile, StopsAResultBeyondTheLimitOfAllMembersTogether) {
   EXPECT_EQ(ErrorOf(two, 1199).rfind("gzip member 2 at byte ", 0), 0u) << ErrorOf(two, 1199);
   EXPECT_EQ(ErrorOf(two, 0).rfind("gzip member 1 at byte ", 0), 0u);
   EXPECT_EQ(ErrorOf(two, -5), ErrorOf(two, 0));
+}
+
+// Reads `stream` put in pieces of the sizes `pieces` gives, in turn; the
+// result, or the error's text in `error`.
+cuadrante::TGunzipResult ReadInPieces(const std::string& stream, int64_t limit,
+                                      const std::function<size_t()>& pieces, std::string& error,
+                                      size_t* largestOutput = nullptr) {
+  std::string data;
+  cuadrante::TGunzipReader reader(
+      [&](std::string_view piece) {
+        data.append(piece);
+        if (largestOutput != nullptr) *largestOutput = std::max(*largestOutput, piece.size());
+      },
+      limit);
+  error.clear();
+  try {
+    for (size_t at = 0; at < stream.size();) {
+      const size_t piece = std::min(pieces(), stream.size() - at);
+      reader.Put(std::string_view(stream).substr(at, piece));
+      at += piece;
+    }
+    auto result = reader.Finish();
+    result.data = std::move(data);
+    return result;
+  } catch (const EGzipError& e) {
+    error = e.what();
+    return {};
+  }
+}
+
+TEST(TGunzipReader, PiecesOfAnySizeReadAsTheWholeStreamDoes) {
+  const std::string big = RandomBytes(300000, 3);
+  const std::string stream = Gzip(big) + kAllFields + kAllFields + "basura";
+  std::string damaged = stream;
+  damaged[stream.size() - 6 - 43 + kHeaderCrcAt] ^= 1;  // the last member's header CRC
+  std::mt19937 random(5);
+  for (const std::string* input : {&stream, static_cast<const std::string*>(&damaged)}) {
+    const std::string whole = ErrorOf(*input);
+    for (int round = 0; round < 4; ++round) {
+      std::string error;
+      const std::function<size_t()> pieces[] = {
+          [] { return size_t{1}; }, [&] { return 1 + random() % 100; },
+          [&] { return 1 + random() % 70000; }, [] { return SIZE_MAX; }};
+      size_t largest = 0;
+      const auto read = ReadInPieces(*input, kNoLimit, pieces[round], error, &largest);
+      EXPECT_EQ(error, whole) << round;
+      if (!whole.empty()) continue;
+      EXPECT_TRUE(read.data == big + "hola\nhola\n") << round;
+      EXPECT_EQ(read.members, 3);
+      EXPECT_EQ(read.ignoredBytes, 6u);
+      // Output reaches the sink in pieces of at most 64 KiB, however large the input.
+      EXPECT_LE(largest, size_t{64} << 10);
+    }
+  }
+  // The limit stops a piecewise read before its sink sees a byte beyond it.
+  std::string error;
+  const auto limited = ReadInPieces(
+      Gzip(big), 100000, [] { return size_t{4096}; }, error);
+  EXPECT_NE(error.find("inflate beyond the limit of 100000 bytes"), std::string::npos) << error;
+}
+
+TEST(TGzipWriter, WritesWhatGnuGzipAndTheReaderReadBack) {
+  const auto write = [](const std::string& text, size_t piece) {
+    std::string stream;
+    cuadrante::TGzipWriter writer([&](std::string_view bytes) { stream.append(bytes); });
+    for (size_t at = 0; at < text.size(); at += piece)
+      writer.Put(std::string_view(text).substr(at, piece));
+    writer.Finish();
+    return stream;
+  };
+  const std::string text = RandomBytes(200000, 8) + std::string(100000, 'z');
+  const std::string whole = write(text, text.size());
+  EXPECT_EQ(whole.substr(0, 10), std::string("\x1F\x8B\x08\0\0\0\0\0\0\0", 10));
+  EXPECT_EQ(write(text, 1000), whole);  // pieces make no difference
+  EXPECT_TRUE(GunzipFile(whole, kNoLimit).data == text);
+  EXPECT_LT(whole.size(), text.size() / 2);
+  // No byte put at all is still a member: that of the empty text.
+  const std::string empty = write("", 1);
+  EXPECT_EQ(GunzipFile(empty, kNoLimit).members, 1);
+  EXPECT_EQ(GunzipFile(empty, kNoLimit).data, "");
+
+  if (!HaveGzip()) GTEST_SKIP() << "no gzip here";
+  TempFolder folder;
+  WriteText(folder / "ours.gz", whole + empty);
+  ASSERT_EQ(std::system(("gzip -dc " + folder / "ours.gz" + " > " + folder / "back").c_str()), 0);
+  EXPECT_TRUE(ReadText(folder / "back") == text);
 }
 
 }  // namespace

@@ -19,15 +19,29 @@
 namespace cuadrante::tool {
 namespace {
 
-std::string ReadStdin(size_t limit = SIZE_MAX, const char* what = "") {
-  return ReadStandardInput(limit, what);
+constexpr size_t kPiece = size_t{64} << 10;
+
+std::string ReadStdin() { return ReadStandardInput(SIZE_MAX, ""); }
+
+// Reads stdin piece by piece into `take`, so that no input is held whole.
+template <typename Take>
+void ForEachStdinPiece(Take take) {
+  std::string piece(kPiece, '\0');
+  size_t got = 0;
+  while ((got = std::fread(piece.data(), 1, piece.size(), stdin)) > 0)
+    take(std::string_view(piece.data(), got));
+  if (std::ferror(stdin))
+    throw EFileError(std::string("cannot read stdin: ") + std::strerror(errno));
 }
 
-void WriteStdout(const std::string& bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() ||
-      std::fflush(stdout) != 0) {
+void WriteStdout(std::string_view bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size())
     throw EFileError(std::string("cannot write stdout: ") + std::strerror(errno));
-  }
+}
+
+bool IsBase64Character(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
+         c == '/' || c == '=';
 }
 
 void ExpectNoArguments(const Args& args, const char* command) {
@@ -44,16 +58,26 @@ void HelpZip() {
       "usage: cuadrante zip < TEXT\n\n"
       "Compresses stdin with gzip (deflate level 6) and prints the Base64 of the\n"
       "gzip stream as one line, the form in which long texts are stored and sent.\n"
-      "`cuadrante unzip` reads it back, and so does `base64 -d | gzip -dc`.\n"
-      "stdin may hold up to 2 GiB - 1 bytes.\n\n"
+      "`cuadrante unzip` reads it back, and so does `base64 -d | gzip -dc`. Input of\n"
+      "any length streams through in pieces; an empty input gives the stream of the\n"
+      "empty text, which every gzip reader takes.\n\n"
       "example:\n  echo 'Turno de noche' | cuadrante zip\n");
 }
 
 int RunZip(const Args& args) {
   ExpectNoArguments(args, "zip");
-  const std::string line = RutinasText::ZipAndCode64(
-      ReadStdin(INT_MAX, "the most that one gzip stream of the library takes (2 GiB - 1)"));
-  WriteStdout(line.empty() ? line : line + "\n");
+  const TBase64 base64;
+  std::string held;  // gzip bytes not yet a whole number of Base64 groups
+  TGzipWriter writer([&](std::string_view bytes) {
+    held.append(bytes);
+    const size_t whole = held.size() / 3 * 3;
+    if (whole < kPiece) return;
+    WriteStdout(base64.Encode(held.substr(0, whole)));
+    held.erase(0, whole);
+  });
+  ForEachStdinPiece([&](std::string_view piece) { writer.Put(piece); });
+  writer.Finish();
+  WriteStdout(base64.Encode(held) + "\n");
   return 0;
 }
 
@@ -64,29 +88,43 @@ void HelpUnzip() {
       "zip` writes it, or as `gzip -c | base64` does: line breaks and other\n"
       "characters outside the Base64 alphabet are skipped) and writes the text.\n"
       "Every member of a concatenated stream is read, as `gzip -d` does, and each\n"
-      "header and trailer is checked. A stream that would inflate beyond BYTES\n"
-      "(default 1 GiB) is refused.\n\n"
+      "header and trailer is checked. The stream is read and written in pieces, so\n"
+      "its length takes no memory; one that would inflate beyond BYTES (default\n"
+      "1 GiB) is refused.\n\n"
       "example:\n  echo 'Turno de noche' | cuadrante zip | cuadrante unzip\n");
 }
 
 int RunUnzip(const Args& arguments) {
-  Args args = arguments;
+  const Options options = Parse(arguments, {"--limit"}, {});
   int64_t limit = TInflaterDeflater::GetInflateLimit();
-  if (args.size() == 2 && args[0] == "--limit") {
+  if (options.Has("--limit")) {
+    const std::string& text = options.Need("--limit");
     try {
-      limit = StrToInt64(args[1]);
+      limit = StrToInt64(text);
     } catch (const Exception&) {
-      throw Misuse("--limit takes a number of bytes, not '" + args[1] + "'");
+      throw Misuse("--limit takes a number of bytes, not '" + text + "'");
     }
-    if (limit < 0) throw Misuse("--limit takes a number of bytes, not '" + args[1] + "'");
-    args.clear();
+    if (limit < 0) throw Misuse("--limit takes a number of bytes, not '" + text + "'");
   }
-  ExpectNoArguments(args, "unzip");
+  ExpectNoArguments(options.words, "unzip");
   // Read as `gzip -d` reads: every member of a concatenation, every header
   // field checked, where the library's own Inflate keeps to its first member.
+  const TBase64 base64;
+  TGunzipReader reader(WriteStdout, limit);
+  std::string held;  // Base64 characters not yet a whole number of groups
   TGunzipResult read;
   try {
-    read = GunzipFile(TBase64().Decode(ReadStdin()), limit);
+    ForEachStdinPiece([&](std::string_view piece) {
+      for (const char c : piece) {
+        if (IsBase64Character(c)) held += c;
+      }
+      const size_t whole = held.size() / 4 * 4;
+      if (whole == 0) return;
+      reader.Put(base64.Decode(held.substr(0, whole)));
+      held.erase(0, whole);
+    });
+    reader.Put(base64.Decode(held));
+    read = reader.Finish();
   } catch (const EGzipError& e) {
     throw Exception("stdin is no Base64 form of a gzip stream: " + e.Message);
   }
@@ -95,7 +133,6 @@ int RunUnzip(const Args& arguments) {
                  "cuadrante unzip: %zu bytes after the last gzip member are no data, ignored\n",
                  read.ignoredBytes);
   }
-  WriteStdout(read.data);
   return 0;
 }
 
@@ -113,7 +150,11 @@ int RunBase64(const Args& args) {
   if (!decode) ExpectNoArguments(args, "base64");
   const TBase64 base64;
   if (decode) {
-    WriteStdout(base64.Decode(ReadStdin()));
+    const std::string text = ReadStdin();
+    if (!text.empty() && std::none_of(text.begin(), text.end(), IsBase64Character)) {
+      throw Exception("stdin holds no Base64 character");
+    }
+    WriteStdout(base64.Decode(text));
   } else {
     const std::string line = base64.Encode(ReadStdin());
     WriteStdout(line.empty() ? line : line + "\n");
