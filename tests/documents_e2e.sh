@@ -91,7 +91,12 @@ expect 1 "--month '2026-13' is no month" roster "$examples/rules.xml" --month 20
 expect 2 'takes --month or --from and --to' roster "$examples/rules.xml" --month 2026-11 --from 2026-11-01
 expect 1 "out.svg: " render "$examples/rules.xml" "${range[@]}" -o "$work/no-such-folder/out.svg"
 expect 2 'needs -o' render "$examples/rules.xml" "${range[@]}"
-expect 2 '--by takes week or day' render "$examples/rules.xml" "${range[@]}" --by month -o "$work/out.svg"
+expect 2 '--by takes week, day or month' render "$examples/rules.xml" "${range[@]}" --by year -o "$work/out.svg"
+expect 1 'gives 3653 rows, more than 366' render "$examples/rules.xml" --from 2016-01-01 --to 2025-12-31 --by day -o "$work/out.svg"
+# A year by month: twelve rows, a column a day, February greyed past its 28th.
+expect 0 'year.svg: 12 rows' render "$examples/rules.xml" --from 2026-01-01 --to 2026-12-31 --by month -o "$work/year.svg"
+check "a month row is 31 columns of 45 px" grep -q '<rect x="136" y="[0-9]*" width="1395" height="[0-9]*" fill="none"' "$work/year.svg"
+check "February is greyed from its 29th" grep -q 'class="outside" x="1396" y="[0-9]*" width="135"' "$work/year.svg"
 
 # The list formats hold the same rows as the text.
 expect 0 '^group,start,end,seconds,type,label'$'\r$' points "$examples/points.xml" --format csv
@@ -118,7 +123,7 @@ expect 0 '<label>Turno "A", mañana</label>' grid "$examples/points.xml" --forma
 "$tool" expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-08 --boxes --format xml >"$work/boxes.xml"
 sed -i 's/;16776960;/;255;/' "$work/boxes.xml"  # stored colour red instead of the table's cyan
 expect 0 'boxes.svg: 1 rows, 12 boxes' render "$work/boxes.xml" --from 2026-11-02 --to 2026-11-08 -o "$work/boxes.svg"
-check "stored boxes are drawn in the colour of their type" test "$(grep -c 'fill="#00ffff"' "$work/boxes.svg")" -eq 11
+check "stored boxes are drawn in the colour of their type" test "$(grep -c 'class="box" data-type="2" [^>]*fill="#1a4d94"' "$work/boxes.svg")" -eq 10
 csv_rows=$("$tool" expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --format csv | wc -l)
 xml_rows=$("$tool" expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --format xml | grep -c '<POINT>')
 check "csv and xml give one row an occurrence ($csv_rows header+rows, $xml_rows points)" test "$csv_rows" -eq $((xml_rows + 1))
@@ -127,9 +132,26 @@ check "csv and xml give one row an occurrence ($csv_rows header+rows, $xml_rows 
 expect 0 'roster.svg: 6 rows, 47 boxes of 47 occurrences' render "$examples/rules.xml" "${range[@]}" -o "$work/roster.svg"
 check "the picture has one box element a box" test "$(grep -c 'class="box"' "$work/roster.svg")" -eq 47
 check "the legend names the three types drawn" grep -q '>2 Horario<.*' "$work/roster.svg"
-check "a Cobertura box is filled with its colour" grep -q 'data-type="8" [^>]*fill="#0000ff"' "$work/roster.svg"
+check "a Cobertura box is filled with its colour" grep -q 'data-type="8" [^>]*fill="#23adc9"' "$work/roster.svg"
+# One colour a type, also apart in grey: fourteen fills, their greys 15 apart or more.
+for type in $(seq 0 13); do
+  printf '<POINT>%s;3600;%s;1</POINT>' $((4004582400 + type * 3600)) "$type"
+done | sed 's/^/<POINTSMGR>/; s/$/<\/POINTSMGR>/' >"$work/types.xml"
+"$tool" render "$work/types.xml" --from 2026-11-23 --to 2026-11-23 -o "$work/types.svg" >/dev/null
+check "every type has a colour of its own, apart in grey" python3 - "$work/types.svg" <<'PY'
+import sys, xml.etree.ElementTree as ET
+ns = '{http://www.w3.org/2000/svg}'
+legend = [g for g in ET.parse(sys.argv[1]).iter(ns + 'g') if g.get('class') == 'legend'][0]
+fills = [r.get('fill') for r in legend.iter(ns + 'rect')]
+assert len(fills) == 14 and len(set(fills)) == 14, fills
+greys = sorted(0.299 * int(f[1:3], 16) + 0.587 * int(f[3:5], 16) + 0.114 * int(f[5:7], 16) for f in fills)
+assert min(b - a for a, b in zip(greys, greys[1:])) >= 14.5, greys
+PY
+# Labels: type, code and the times where they fit; the day of the month over each day.
+check "a week row carries its day numbers" grep -q 'class="day"[^>]*>23<' "$work/roster.svg"
 check "the picture is well-formed XML" "$tool" points "$work/roster.svg" --format xml 2>&1 | grep -q 'root is svg'
 expect 0 'day.svg: 14 rows' render "$examples/points.xml" --from 2026-11-16 --to 29/11/2026 --by day -o "$work/day.svg"
+check "a wide box shows its times" grep -q '>Horario 08:00-16:00<' "$work/day.svg"
 # The night cover from 22:00 to 06:00 is cut at midnight: a piece on each day.
 check "a box crossing midnight is drawn on both days" test "$(grep -c 'data-type="8"' "$work/day.svg")" -eq 2
 # Whole days cover exactly their own day columns (180 px a day by week): the

@@ -117,6 +117,31 @@ for name in rules-week points-day; do
   fi
 done
 
+# A whole day covers its own day column and no more, in the pixels Chromium
+# draws: the holiday of Friday 20/11 fills Friday's column (x 856 to 1036) and
+# leaves Saturday's white, and the sick leave of 25/11 and 26/11 leaves 27/11 free.
+render whole-days "$examples/points.xml" --from 2026-11-16 --to 2026-11-29 --by week
+svg=$work/whole-days.svg
+if [ -s "$svg" ] && screenshot "$svg" "$work/whole-days.png"; then
+  festivo=$(grep -o 'class="box" data-type="4" [^>]*fill="#[0-9a-f]*"' "$svg" | grep -o '#[0-9a-f]\{6\}')
+  baja=$(grep -m 1 -o 'class="box" data-type="7" [^>]*fill="#[0-9a-f]*"' "$svg" | grep -o '#[0-9a-f]\{6\}')
+  row1=$(grep -m 1 -o 'class="box" data-type="4" [^>]*y="[0-9]*"' "$svg" | sed 's/.*y="//; s/"//')
+  row2=$(grep -m 1 -o 'class="box" data-type="7" [^>]*y="[0-9]*"' "$svg" | sed 's/.*y="//; s/"//')
+  at() { "$probe" --pixel "$work/whole-days.png" "$1" "$2"; }
+  if [ "$(at 860 $((row1 + 4)))" = "$festivo" ] && [ "$(at 1032 $((row1 + 4)))" = "$festivo" ] &&
+     [ "$(at 1042 $((row1 + 4)))" != "$festivo" ] && [ "$(at 1100 $((row1 + 12)))" = "#ffffff" ] &&
+     [ "$(at 850 $((row1 + 12)))" != "$festivo" ] &&
+     [ "$(at 852 $((row2 + 4)))" = "$baja" ] && [ "$(at 862 $((row2 + 4)))" != "$baja" ]; then
+    pass "whole days cover their own day column in Chromium's pixels"
+  else
+    fail "whole days cover their own day column: festivo $festivo at 860/1032/1042/1100/850:" \
+      "$(at 860 $((row1 + 4))) $(at 1032 $((row1 + 4))) $(at 1042 $((row1 + 4))) $(at 1100 $((row1 + 12))) $(at 850 $((row1 + 12)))," \
+      "baja $baja at 852/862: $(at 852 $((row2 + 4))) $(at 862 $((row2 + 4)))"
+  fi
+else
+  fail "whole-days screenshot"
+fi
+
 # Negative controls on the weekly picture: each tampering must be caught.
 svg=$work/rules-week.svg
 if [ -s "$svg" ] && [ -s "$work/rules-week.png" ]; then

@@ -5,6 +5,7 @@
 // shifted, clipped, scaled or not drawn at all fails.
 //
 //   cuadrante_svgprobe ROSTER.svg SHOT.png   exit 0 pass, 1 fail, 2 bad input
+//   cuadrante_svgprobe --pixel SHOT.png X Y  prints the pixel's colour as #rrggbb
 //
 // Only 8-bit RGB and RGBA non-interlaced PNGs are read: that is what browsers
 // write for a screenshot, and anything else is refused rather than guessed at.
@@ -413,7 +414,9 @@ int Check(const Picture& svg, const Image& png) {
 }
 
 int Usage() {
-  std::fprintf(stderr, "usage: cuadrante_svgprobe ROSTER.svg SHOT.png\n");
+  std::fprintf(stderr,
+               "usage: cuadrante_svgprobe ROSTER.svg SHOT.png\n"
+               "       cuadrante_svgprobe --pixel SHOT.png X Y\n");
   return 2;
 }
 
@@ -423,6 +426,14 @@ int main(int argc, char** argv) {
   const std::vector<std::string> args(argv + 1, argv + argc);
   std::string current;  // the file being read, for the error message
   try {
+    if (args.size() == 4 && args[0] == "--pixel") {
+      current = args[1];
+      const Image png = DecodePng(current);
+      const int x = std::stoi(args[2]), y = std::stoi(args[3]);
+      if (!png.Contains(x, y)) throw std::runtime_error("no pixel at " + args[2] + "," + args[3]);
+      std::printf("%s\n", Hex(png.At(x, y)).c_str());
+      return 0;
+    }
     if (args.size() != 2 || args[0].starts_with("-")) return Usage();
     current = args[0];
     const Picture svg = ReadSvg(current);

@@ -15,6 +15,7 @@
 #include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/services/translate.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicbox.h"
@@ -26,10 +27,10 @@ namespace {
 
 constexpr int kRowLabelWidth = 120;
 constexpr int kMargin = 16;
-constexpr int kAxisHeight = 28;
+constexpr int kAxisHeight = 34;
 constexpr int kLaneHeight = 24;
 constexpr int kLaneGap = 2;
-constexpr int kRowGap = 8;
+constexpr int kRowGap = 12;  // room for the day numbers above a week row
 constexpr int kLegendRow = 22;
 // More rows than a year of days is no longer a picture a person reads.
 constexpr size_t kMostRows = 366;
@@ -57,11 +58,21 @@ std::string Escape(const std::string& text) {
   return out;
 }
 
+// One colour a type, told apart by hue on screen and by lightness in grey
+// print (their greys lie 15 apart, from 30 to 240); the library's own colour
+// table gives three types one colour.
+constexpr const char* kTypeFills[kTimePointTypeCount] = {
+    "#969696", "#d0edd0", "#1a4d94", "#eda761", "#c2223d", "#f9ede7", "#a054c6",
+    "#5f1818", "#23adc9", "#f2d95c", "#218664", "#ad96dc", "#abdd79", "#1e1e1e"};
+
+std::string TypeFill(int type) {
+  return type >= 0 && type < kTimePointTypeCount ? kTypeFills[type] : kTypeFills[0];
+}
+
 // Dark text on light fills, white on dark ones.
-const char* InkFor(TColor colour) {
-  const auto value = static_cast<unsigned>(colour);
-  const unsigned luma =
-      299 * (value & 0xFF) + 587 * ((value >> 8) & 0xFF) + 114 * (value >> 16 & 0xFF);
+const char* InkFor(const std::string& fill) {
+  const unsigned value = static_cast<unsigned>(std::stoul(fill.substr(1), nullptr, 16));
+  const unsigned luma = 299 * (value >> 16) + 587 * ((value >> 8) & 0xFF) + 114 * (value & 0xFF);
   return luma > 140000 ? "#1a1a1a" : "#ffffff";
 }
 
@@ -76,6 +87,7 @@ struct Piece {
 
 struct Row {
   TFecha origin;
+  int64_t end;  // the first second after the row
   std::string label;
   std::vector<Piece> pieces;
   size_t lanes = 1;
@@ -129,67 +141,76 @@ void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeli
   }
 }
 
-int64_t RowSpan(bool byDay) { return byDay ? 86400 : 7 * 86400; }
+// What one row of the picture spans: a day (an hour axis), a week (a day a
+// column) or a month (a day a column, 31 columns; a year is 12 rows).
+enum class View { kDay, kWeek, kMonth };
 
 // Pixels a minute: powers of two, so that the library's truncation of
 // minutes times scale never lands a pixel short of a whole hour's line, as
-// 0.7 (1320 * 0.7 == 923.999...) would.
-double PixelsPerMinute(bool byDay) { return byDay ? 0.75 : 0.125; }
-// 45 px an hour by day, 180 px a day by week.
-int RowWidth(bool byDay) {
-  return static_cast<int>(static_cast<double>(RowSpan(byDay)) / 60.0 * PixelsPerMinute(byDay));
+// 0.7 (1320 * 0.7 == 923.999...) would. 45 px an hour by day, 180 px a day by
+// week, 45 px a day by month.
+double PixelsPerMinute(View view) {
+  return view == View::kDay ? 0.75 : view == View::kWeek ? 0.125 : 0.03125;
 }
+int Columns(View view) { return view == View::kDay ? 24 : view == View::kWeek ? 7 : 31; }
+int ColumnWidth(View view) { return view == View::kWeek ? 180 : 45; }
+int RowWidth(View view) { return Columns(view) * ColumnWidth(view); }
 
-// The rows of the picture, empty, each with its origin and label; a range of
+// The rows of the picture, empty, each with its span and label; a range of
 // more rows than a person reads is bad input, told before anything unrolls.
-std::vector<Row> MakeRows(TFecha from, TFecha to, bool byDay) {
-  const TFecha first = byDay ? TFecha(from.Date()) : from.StartOfWeek();
-  const int64_t span = RowSpan(byDay);
-  const int64_t count = (to.Value() - first.Value()) / span + 1;
-  if (count > static_cast<int64_t>(kMostRows)) {
+std::vector<Row> MakeRows(TFecha from, TFecha to, View view) {
+  std::vector<Row> rows;
+  TFecha origin = view == View::kDay    ? TFecha(from.Date())
+                  : view == View::kWeek ? from.StartOfWeek()
+                                        : from.StartOfMonth();
+  size_t count = 0;
+  for (TFecha probe = origin; probe <= to; ++count) {
+    probe = view == View::kDay    ? TFecha(probe.Value() + 86400)
+            : view == View::kWeek ? TFecha(probe.Value() + 7 * 86400)
+                                  : TFecha(probe.EndOfMonth().Value() + 1);
+  }
+  if (count > kMostRows) {
     throw EConvertError("the range " + from.ToString("dd/mm/yyyy") + " .. " +
                         to.ToString("dd/mm/yyyy") + " gives " + std::to_string(count) +
                         " rows, more than " + std::to_string(kMostRows) + "; draw a shorter one");
   }
-  std::vector<Row> rows;
-  rows.reserve(static_cast<size_t>(count));
-  for (int64_t i = 0; i < count; ++i) {
-    const TFecha origin(first.Value() + i * span);
-    rows.push_back({origin,
-                    byDay
-                        ? origin.ToString("ddd dd/mm/yyyy")
-                        : "S" + std::to_string(origin.Week()) + " " + origin.ToString("dd/mm/yyyy"),
-                    {}});
+  rows.reserve(count);
+  while (origin <= to) {
+    const int64_t end = view == View::kDay    ? origin.Value() + 86400
+                        : view == View::kWeek ? origin.Value() + 7 * 86400
+                                              : origin.EndOfMonth().Value() + 1;
+    const std::string label = view == View::kDay    ? origin.ToString("ddd dd/mm/yyyy")
+                              : view == View::kWeek ? "S" + std::to_string(origin.Week()) + " " +
+                                                          origin.ToString("dd/mm/yyyy")
+                                                    : origin.ToString("mmmm yyyy");
+    rows.push_back({origin, end, label, {}});
+    origin = TFecha(end);
   }
   return rows;
 }
 
-// Places every box on each row it reaches, in one pass over the boxes: a
-// box's rows follow from its ends, so no row looks at boxes far from it.
-void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, bool byDay) {
-  const int64_t span = RowSpan(byDay);
-  const int64_t first = rows.front().origin.Value();
-  const auto lastRow = static_cast<int64_t>(rows.size()) - 1;
+// Places every box on each row it reaches, in one pass over the boxes: the
+// first row is found by bisection, so no row looks at boxes far from it.
+void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, View view) {
   // Non-const: the library takes its geometry arguments by reference.
-  double scale = PixelsPerMinute(byDay);
-  const int rowWidth = RowWidth(byDay);
+  double scale = PixelsPerMinute(view);
   int x0 = 0;
   const TRect band{0, 0, 0, kLaneHeight};
   for (TBasicBox* box : boxes) {
     // A box of no length still gets a sliver on the row of its start.
     const int64_t end = std::max(box->EndValue(), box->StartValue() + 1);
-    if (end <= first) continue;
-    const int64_t top = std::max<int64_t>(0, (box->StartValue() - first) / span);
-    const int64_t bottom = std::min(lastRow, (end - 1 - first) / span);
-    for (int64_t index = top; index <= bottom; ++index) {
-      Row& row = rows[static_cast<size_t>(index)];
+    auto row = std::upper_bound(rows.begin(), rows.end(), box->StartValue(),
+                                [](int64_t start, const Row& r) { return start < r.end; });
+    for (; row != rows.end() && row->origin.Value() < end; ++row) {
       // The exact span of the half-open interval: whole days from midnight
       // cover their own days and no more, which the library's full-day box
       // (drawn to the end of the day that holds the end instant) would pass.
-      const TRect r = box->CalculateBox(band, row.origin, x0, scale);
-      const int left = std::clamp(r.Left, 0, rowWidth);
-      const int right = std::clamp(std::max(r.Right, left + 2), 0, rowWidth);
-      if (right > left) row.pieces.push_back({box, left, right});
+      const TRect r = box->CalculateBox(band, row->origin, x0, scale);
+      const int width =
+          static_cast<int>(static_cast<double>(row->end - row->origin.Value()) / 60.0 * scale);
+      const int left = std::clamp(r.Left, 0, width);
+      const int right = std::clamp(std::max(r.Right, left + 2), 0, width);
+      if (right > left) row->pieces.push_back({box, left, right});
     }
   }
   for (Row& row : rows) {
@@ -208,17 +229,23 @@ void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, bool b
   }
 }
 
-std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDay) {
-  std::map<int, const TBasicBox*> types;  // one box of each type drawn, for the legend
+// What a box says when there is room: its type and code, and the clock times
+// of a piece shorter than a day.
+std::string BoxTimes(const TBasicBox& box) {
+  if (box.GetDurationValue() >= 86400) return "";
+  return box.GetInicio().ToString("hh:nn") + "-" + TFecha(box.EndValue()).ToString("hh:nn");
+}
+
+std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, View view) {
+  std::map<int, bool> types;  // the types drawn, for the legend
   for (const Row& row : rows) {
-    for (const Piece& piece : row.pieces)
-      types.emplace(static_cast<int>(piece.box->Type), piece.box);
+    for (const Piece& piece : row.pieces) types.emplace(static_cast<int>(piece.box->Type), true);
   }
   int rowsHeight = 0;
   for (const Row& row : rows)
     rowsHeight += static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) + kRowGap;
-  const int rowWidth = RowWidth(byDay);
-  const double scale = PixelsPerMinute(byDay);
+  const int rowWidth = RowWidth(view);
+  const double scale = PixelsPerMinute(view);
   const int width = kMargin * 2 + kRowLabelWidth + rowWidth;
   const int top = kMargin + 24 + kAxisHeight;
   const int legendTop = top + rowsHeight + 12;
@@ -232,58 +259,76 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
     std::snprintf(buffer, sizeof buffer, format, values...);
     svg += buffer;
   };
+  const auto text = [&](int tx, int ty, const std::string& content, const char* extra = "") {
+    svg += "<text x=\"" + std::to_string(tx) + "\" y=\"" + std::to_string(ty) + "\"" + extra + ">" +
+           Escape(content) + "</text>\n";
+  };
   put("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
       "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\" "
       "font-family=\"DejaVu Sans, Arial, sans-serif\" font-size=\"11\">\n",
       width, height, width, height);
   put("<rect width=\"%d\" height=\"%d\" fill=\"#ffffff\"/>\n", width, height);
-  svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(kMargin + 12) +
-         "\" font-size=\"14\" font-weight=\"bold\">" +
-         Escape(Say("Cuadrante") + " " + from.ToString("dd/mm/yyyy") + " - " +
-                to.ToString("dd/mm/yyyy")) +
-         "</text>\n";
+  text(kMargin, kMargin + 12,
+       Say("Cuadrante") + " " + from.ToString("dd/mm/yyyy") + " - " + to.ToString("dd/mm/yyyy"),
+       " font-size=\"14\" font-weight=\"bold\"");
 
-  // The axis: a labelled line a day by week and every two hours by day, and
-  // fainter ones every six hours and every hour between them.
-  const int ticks = byDay ? 12 : 7;
-  const int minorTicks = byDay ? 24 : 28;
+  // The axis: a labelled line a column (every two hours by day, a weekday by
+  // week, a day of the month by month), fainter lines between, and by week
+  // the hours 6, 12 and 18 of every day.
+  const int columns = Columns(view);
+  const int columnWidth = ColumnWidth(view);
+  const int minorPerColumn = view == View::kWeek ? 4 : 1;
   const int axisY = kMargin + 24;
   const int axisBottom = top + rowsHeight - kRowGap;
   svg += "<g class=\"axis\" fill=\"#333333\">\n";
-  for (int i = 1; i < minorTicks; ++i) {
-    if (i % (minorTicks / ticks) == 0) continue;
-    const int tx = x + rowWidth * i / minorTicks;
+  for (int i = 1; i < columns * minorPerColumn; ++i) {
+    if (i % minorPerColumn == 0) continue;
+    const int tx = x + columnWidth * i / minorPerColumn;
     put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#eeeeee\"/>\n", tx, top, tx,
         axisBottom);
+    text(tx - 4, axisY + 28, std::to_string(6 * (i % minorPerColumn)),
+         " font-size=\"8\" fill=\"#777777\"");
   }
-  for (int i = 0; i <= ticks; ++i) {
-    const int tx = x + rowWidth * i / ticks;
-    put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#d0d0d0\"/>\n", tx, axisY + 18, tx,
-        axisBottom);
-    if (i == ticks) break;
-    const std::string label =
-        byDay ? (i * 2 < 10 ? "0" : "") + std::to_string(i * 2) + ":00"
-              : TFecha(rows.front().origin.Value() + i * 86400LL).ToString("ddd");
-    svg += "<text x=\"" + std::to_string(tx + 3) + "\" y=\"" + std::to_string(axisY + 12) + "\">" +
-           Escape(label) + "</text>\n";
+  for (int i = 0; i <= columns; ++i) {
+    const int tx = x + columnWidth * i;
+    const bool labelled = view != View::kDay || i % 2 == 0;
+    if (labelled || i == columns) {
+      put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#d0d0d0\"/>\n", tx, axisY + 18,
+          tx, axisBottom);
+    }
+    if (i == columns || !labelled) continue;
+    const std::string label = view == View::kDay ? (i < 10 ? "0" : "") + std::to_string(i) + ":00"
+                              : view == View::kWeek ? FormatSettings.ShortDayNames[(i + 1) % 7]
+                                                    : std::to_string(i + 1);
+    text(tx + 3, axisY + 12, label);
   }
   svg += "</g>\n";
 
   int y = top;
   for (const Row& row : rows) {
     const int rowHeight = static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) - kLaneGap;
-    svg += "<g class=\"row\">\n<text x=\"" + std::to_string(kMargin) + "\" y=\"" +
-           std::to_string(y + 16) + "\">" + Escape(row.label) + "</text>\n";
+    const int drawn =
+        static_cast<int>(static_cast<double>(row.end - row.origin.Value()) / 60.0 * scale);
+    svg += "<g class=\"row\">\n";
+    text(kMargin, y + 16, row.label);
     put("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"none\" stroke=\"#e4e4e4\"/>\n",
         x, y, rowWidth, rowHeight);
-    // The days of a week row that lie outside the range are greyed: they are
-    // not free, they were not asked for.
+    // The day of the month over each day of a week row.
+    if (view == View::kWeek) {
+      for (int day = 0; day < 7; ++day) {
+        text(x + day * columnWidth + 3, y - 2,
+             std::to_string(TFecha(row.origin.Value() + day * int64_t{86400}).Day()),
+             " class=\"day\" font-size=\"8\" fill=\"#777777\"");
+      }
+    }
+    // What lies outside the range, or past a short month's end, is greyed:
+    // it is not free, it was not asked for.
     const auto minutesInto = [&row](int64_t value) {
       return static_cast<double>(value - row.origin.Value()) / 60.0;
     };
     const int before = std::clamp(static_cast<int>(minutesInto(from.Value()) * scale), 0, rowWidth);
-    const int after =
-        std::clamp(static_cast<int>(minutesInto(to.Value() + 1) * scale), 0, rowWidth);
+    const int after = std::clamp(
+        std::min(static_cast<int>(minutesInto(to.Value() + 1) * scale), drawn), 0, rowWidth);
     if (before > 0) {
       put("<rect class=\"outside\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
           "fill=\"#f0f0f0\"/>\n",
@@ -301,22 +346,24 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
       const std::string code = Trim(box.Code);
       const std::string label =
           code.empty() ? TypeLabel(box.Type) : TypeLabel(box.Type) + " " + code;
-      const std::string fill = ColourHex(box.GetColor());
+      const std::string times = BoxTimes(box);
+      const std::string fill = TypeFill(box.Type);
       put("<rect class=\"box\" data-type=\"%d\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
           "fill=\"%s\" stroke=\"#555555\" stroke-width=\"0.5\">",
           static_cast<int>(box.Type), x + piece.left, by, bw, kLaneHeight, fill.c_str());
       svg += "<title>" + Escape(label + ": " + box.ToString(4)) + "</title></rect>\n";
-      // About 6.5 px a character at this size. A narrow box shows its code
-      // alone, the legend tells its type; one narrower still is left to the
-      // tooltip rather than spilling over its neighbours.
-      const auto fits = [bw](const std::string& text) {
-        return !text.empty() && static_cast<double>(Characters(text)) * 6.5 + 6 <= bw;
+      // About 6.5 px a character at this size. The widest text that fits is
+      // shown: type, code and times; type and code; the code alone; a box
+      // narrower still is left to its tooltip rather than spilling over.
+      const auto fits = [bw](const std::string& candidate) {
+        return !candidate.empty() && static_cast<double>(Characters(candidate)) * 6.5 + 6 <= bw;
       };
-      const std::string& shown = fits(label) ? label : code;
-      if (fits(shown)) {
-        svg += "<text x=\"" + std::to_string(x + piece.left + 3) + "\" y=\"" +
-               std::to_string(by + 16) + "\" fill=\"" + InkFor(box.GetColor()) + "\">" +
-               Escape(shown) + "</text>\n";
+      for (const std::string& shown :
+           {times.empty() ? std::string() : label + " " + times, label, code}) {
+        if (!fits(shown)) continue;
+        text(x + piece.left + 3, by + 16, shown,
+             (std::string(" fill=\"") + InkFor(fill) + "\"").c_str());
+        break;
       }
     }
     svg += "</g>\n";
@@ -325,15 +372,12 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
 
   svg += "<g class=\"legend\">\n";
   int ly = legendTop;
-  if (types.empty()) {
-    svg += "<text x=\"" + std::to_string(kMargin) + "\" y=\"" + std::to_string(ly + 12) + "\">" +
-           Escape(Say("Sin intervalos en el periodo")) + "</text>\n";
-  }
-  for (const auto& [type, box] : types) {
+  if (types.empty()) text(kMargin, ly + 12, Say("Sin intervalos en el periodo"));
+  for (const auto& entry : types) {
+    const int type = entry.first;
     put("<rect x=\"%d\" y=\"%d\" width=\"14\" height=\"14\" fill=\"%s\" stroke=\"#555555\"/>\n",
-        kMargin, ly, ColourHex(box->GetColor()).c_str());
-    svg += "<text x=\"" + std::to_string(kMargin + 20) + "\" y=\"" + std::to_string(ly + 11) +
-           "\">" + Escape(std::to_string(type) + " " + TypeLabel(type)) + "</text>\n";
+        kMargin, ly, TypeFill(type).c_str());
+    text(kMargin + 20, ly + 11, std::to_string(type) + " " + TypeLabel(type));
     ly += kLegendRow;
   }
   svg += "</g>\n</svg>\n";
@@ -345,14 +389,18 @@ std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, bool byDa
 void HelpRender() {
   std::printf(
       "usage: cuadrante render RULES.xml|POINTS.xml --from DATE --to DATE -o FILE.svg\n"
-      "                        [--by week|day]\n\n"
+      "                        [--by week|day|month]\n\n"
       "Draws the timeline of a rules document (unrolled into boxes, each labelled\n"
       "with its type and the number of its rule) or of a stored point-set document:\n"
-      "one row a week (or a day), each box placed by the library's box geometry and\n"
-      "filled with the colour of its type, a time axis and a legend. Whole days\n"
-      "from midnight are drawn over their own days. The file is written whole or\n"
-      "not at all, and never over the input; -o - writes the picture to stdout, and\n"
-      "a document named - is read from stdin.\n\n"
+      "one row a week (default: a column a day, the day of the month over it and the\n"
+      "hours 6, 12 and 18 on the axis), a day (an hour axis) or a month (a column a\n"
+      "day: a year is twelve rows). Each box is placed by the library's box geometry\n"
+      "over its half-open interval, so a whole day covers its own day alone; it is\n"
+      "filled with the colour of its type (one colour a type, also apart in grey\n"
+      "print), labelled with its type, code and times as far as they fit, and\n"
+      "carries all of them in its tooltip. The file is written whole or not at all,\n"
+      "and never over the input; -o - writes the picture to stdout, and a document\n"
+      "named - is read from stdin.\n\n"
       "example:\n"
       "  cuadrante render examples/rules.xml --from 2026-11-01 --to 2026-11-30 -o roster.svg\n");
 }
@@ -362,8 +410,8 @@ int RunRender(const Args& args) {
   if (options.words.size() != 1) throw Misuse("expects one document (see `cuadrante help render`)");
   const auto by = options.values.find("--by");
   const std::string group = by == options.values.end() ? "week" : by->second;
-  if (group != "week" && group != "day")
-    throw Misuse("--by takes week or day, not '" + group + "'");
+  if (group != "week" && group != "day" && group != "month")
+    throw Misuse("--by takes week, day or month, not '" + group + "'");
   const std::string& output = options.Need("-o");
   if (options.words[0] != "-" && output != "-") {
     // Links and other names of the same file count: the picture would replace
@@ -377,12 +425,12 @@ int RunRender(const Args& args) {
   TFecha to;
   ParseRange(options, from, to);
 
-  const bool byDay = group == "day";
-  std::vector<Row> rows = MakeRows(from, to, byDay);
+  const View view = group == "day" ? View::kDay : group == "month" ? View::kMonth : View::kWeek;
+  std::vector<Row> rows = MakeRows(from, to, view);
   Timeline timeline;
   LoadBoxes(options.words[0], from, to, timeline);
-  LayOut(timeline.boxes, rows, byDay);
-  const std::string svg = Draw(rows, from, to, byDay);
+  LayOut(timeline.boxes, rows, view);
+  const std::string svg = Draw(rows, from, to, view);
   size_t pieces = 0;
   for (const Row& row : rows) pieces += row.pieces.size();
   if (output == "-") {
