@@ -262,7 +262,7 @@ expect 0 '^2 points, 1 d 7 h 30 min in all$' points "$work/made.xml"
 cp "$work/made.xml" "$work/made.before"
 expect 1 "made.xml: holds stored points, not rules" rules add "$work/made.xml" --start 2026-11-23 --hours 8
 expect 1 "--hours '-8' is no length" points add "$work/made.xml" --start 2026-11-23 --hours -8
-expect 1 'field 3 \(type\): 99 is no point type' points add "$work/made.xml" --start 2026-11-23 --hours 8 --type 99
+expect 2 "--type takes a point type from 0 to 13, not '99'" points add "$work/made.xml" --start 2026-11-23 --hours 8 --type 99
 expect 1 "'2026-11-31' is not a date" points add "$work/made.xml" --start 2026-11-31 --hours 8
 expect 2 '--every takes day, week, fortnight, month, quarter, year or once' rule --start 2026-11-23 --hours 8 --every hour
 expect 1 'field 8 \(end\): 01/11/2026 23:59:59 is before the rule.s start' rule --start 2026-11-23 --hours 8 --until 2026-11-01

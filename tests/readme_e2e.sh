@@ -70,4 +70,20 @@ PY
   fi
 done
 
+# Every example that `cuadrante help COMMAND` shows runs as shown, with status 0.
+commands=$("$tool" help | sed -n '/^commands:/,/^$/p' | awk 'NR > 1 && NF { print $1 }' | grep -v '^help$')
+check "help lists the commands" test "$(wc -w <<<"$commands")" -ge 15
+for command in $commands; do
+  while IFS= read -r example; do
+    run=$(sed -E "s#(^|\| )cuadrante #\1\"\$tool\" #g" <<<"$example")
+    if (cd "$work" && HOME="$work/home" XDG_CONFIG_HOME= tool="$tool" bash -c "$run" >/dev/null 2>"$work/example.err"); then
+      passes=$((passes + 1))
+    else
+      echo "FAIL: the example of \`help $command\` fails: $example"
+      sed 's/^/    /' "$work/example.err" | head -n 3
+      failures=$((failures + 1))
+    fi
+  done < <("$tool" help "$command" | sed -n '/^examples\{0,1\}:/,$p' | grep -E '^  ' | sed 's/^  //')
+done
+
 finish

@@ -65,7 +65,8 @@ for format in text csv xml; do
 done
 expect 0 '^cuadrante: 2 overlaps$' grid "$work/overlaps.xml"
 expect 2 '--by takes week or month' grid "$examples/points.xml" --by year
-expect 1 'is no point type' grid "$examples/points.xml" --type 14
+expect 2 "--type takes a point type from 0 to 13, not '14'" grid "$examples/points.xml" --type 14
+expect 2 "--type takes a point type from 0 to 13, not 'x'" points "$examples/points.xml" --type x
 
 # Rules unrolled, periods, and a month's roster of the example rules.
 expect 0 '^ +4 03/11/2026 09:00 04/11/2026 09:00 1 d +8 Cobertura$' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03

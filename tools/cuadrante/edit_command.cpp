@@ -61,6 +61,9 @@ std::string StoredText(const Options& options, bool rule) {
   const TFecha start(ParseDateArgument(options.Need("--start")));
   const int64_t seconds = ParseHours(options.Need("--hours"));
   const int type = ParseNumber(options, "--type", tptTimetable);
+  if (type < 0 || type >= kTimePointTypeCount) {
+    throw Misuse("--type takes a point type from 0 to 13, not '" + options.Need("--type") + "'");
+  }
   std::string text;
   if (rule) {
     TCyclePoint cycle(start, static_cast<TTimePointType>(type), TDuration(seconds));

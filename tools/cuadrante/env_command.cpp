@@ -20,8 +20,8 @@ void HelpEnv() {
       "empty DATAPACKET, a read never does). Names are found without regard to case;\n"
       "a new name keeps the spelling given. Every change is saved at once, under a\n"
       "lock, replacing the file whole.\n\n"
-      "examples:\n  cuadrante env set GENERAL ZV_MON_TIMEOUT 1 --env /tmp/env.xml\n"
-      "  cuadrante env get general zv_mon_timeout --env /tmp/env.xml\n");
+      "examples:\n  cuadrante env set GENERAL ZV_MON_TIMEOUT 1 --env ./env.xml\n"
+      "  cuadrante env get general zv_mon_timeout --env ./env.xml\n");
 }
 
 int RunEnv(const Args& arguments) {

@@ -45,7 +45,7 @@ TTimePointType ParseType(const Options& options) {
   const std::string& text = options.Need("--type");
   const int type = StrToIntDef(text, -1);
   if (type < 0 || type >= kTimePointTypeCount) {
-    throw EConvertError("--type '" + text + "' is no point type (0 to 13)");
+    throw Misuse("--type takes a point type from 0 to 13, not '" + text + "'");
   }
   return static_cast<TTimePointType>(type);
 }
