@@ -157,6 +157,20 @@ std::string_view TXMLNode::Name() const noexcept { return pugi::xml_node(node_).
 
 std::string_view TXMLNode::Text() const noexcept { return pugi::xml_node(node_).child_value(); }
 
+std::optional<std::string_view> TXMLNode::Attribute(std::string_view name) const noexcept {
+  for (const pugi::xml_attribute attribute : pugi::xml_node(node_).attributes()) {
+    if (name == attribute.name()) return std::string_view(attribute.value());
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string_view> TXMLNode::AttributeNames() const {
+  std::vector<std::string_view> names;
+  for (const pugi::xml_attribute attribute : pugi::xml_node(node_).attributes())
+    names.emplace_back(attribute.name());
+  return names;
+}
+
 void TXMLNode::SetText(std::string_view text) const {
   if (node_ == nullptr) throw EXMLDocError("No element to set a text on");
   if (!CanCarryText(text)) {

@@ -24,7 +24,9 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <vector>
 
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/runtime/sysutils.h"
@@ -61,6 +63,11 @@ class CUADRANTE_API TXMLNode {
   // The element's first piece of text (text or CDATA), unescaped; empty when
   // it has none. Borrowed from the document until the text is changed.
   std::string_view Text() const noexcept;
+  // The value of the attribute `name` (unescaped), or nothing when the
+  // element has no such attribute. Borrowed from the document.
+  std::optional<std::string_view> Attribute(std::string_view name) const noexcept;
+  // The names of the element's attributes in document order, borrowed.
+  std::vector<std::string_view> AttributeNames() const;
   // Replaces the element's first piece of text, or adds one behind its
   // children. The empty text removes every piece of text. A text that
   // CanCarryText refuses raises EXMLDocError and changes nothing.

@@ -113,6 +113,15 @@ TEST(TXMLDocument, ReadsElementsAndTextAndDropsTheRest) {
   EXPECT_FALSE(root.FirstChild());
   EXPECT_EQ(root.GetXML(), "<R a=\"1\"/>");
 
+  // Attributes are read by name, unescaped, and listed in document order.
+  doc.LoadFromXML("<P b=\"x &amp; y\" a=\"\"><Q/></P>");
+  EXPECT_EQ(doc.DocumentElement().Attribute("b"), "x & y");
+  EXPECT_EQ(doc.DocumentElement().Attribute("a"), "");
+  EXPECT_FALSE(doc.DocumentElement().Attribute("c"));
+  EXPECT_FALSE(doc.DocumentElement().FirstChild().Attribute("b"));
+  EXPECT_EQ(doc.DocumentElement().AttributeNames(), (std::vector<std::string_view>{"b", "a"}));
+  EXPECT_FALSE(TXMLNode().Attribute("b"));
+
   // A text declared in Latin-1 reaches the tree as UTF-8.
   doc.LoadFromXML("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\xE9</a>");
   EXPECT_EQ(doc.DocumentElement().Text(), "é");

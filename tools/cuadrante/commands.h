@@ -129,6 +129,8 @@ void PrintAsDocument(const TBasicPointMgr& set);
 // A colour of the library (red in the low byte) as "#rrggbb".
 std::string ColourHex(TColor colour);
 
+int RunPlan(const Args& args);
+void HelpPlan();
 int RunRule(const Args& args);
 void HelpRule();
 int RunRules(const Args& args);

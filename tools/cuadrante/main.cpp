@@ -33,6 +33,8 @@ const Command kCommands[] = {
      cuadrante::tool::HelpPoint},
     {"date", "show the week, month and neighbours of a date", cuadrante::tool::RunDate,
      cuadrante::tool::HelpDate},
+    {"plan", "a plan's people: roster and hours week by week", cuadrante::tool::RunPlan,
+     cuadrante::tool::HelpPlan},
     {"rule", "print the stored form of a rule made from dates and hours", cuadrante::tool::RunRule,
      cuadrante::tool::HelpRule},
     {"rules", "add a rule to a rules document", cuadrante::tool::RunRules,

@@ -1,0 +1,329 @@
+#include "cuadrante/roster/plan.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <set>
+
+#include "cuadrante/roster/storedtext.h"
+#include "cuadrante/runtime/datetime.h"
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/xmldocument.h"
+
+namespace cuadrante::roster {
+namespace {
+
+// An element being read: its name for messages, and the attributes it may
+// have, so that a misspelt one is refused instead of ignored.
+class TElement {
+ public:
+  TElement(TXMLNode node, std::string where, std::initializer_list<const char*> allowed)
+      : node_(node), where_(std::move(where)) {
+    for (const std::string_view name : node.AttributeNames()) {
+      bool known = false;
+      for (const char* candidate : allowed) known = known || name == candidate;
+      if (!known) Fail("has no attribute " + std::string(name));
+    }
+  }
+
+  [[noreturn]] void Fail(const std::string& why) const { throw EConvertError(where_ + ": " + why); }
+
+  std::optional<std::string> Get(const char* name) const {
+    const auto value = node_.Attribute(name);
+    if (!value) return std::nullopt;
+    return std::string(*value);
+  }
+  std::string Need(const char* name) const {
+    auto value = Get(name);
+    if (!value || value->empty()) Fail(std::string("needs ") + name);
+    return *value;
+  }
+
+  TFecha Date(const char* name, bool required) const {
+    const auto text = required ? std::optional(Need(name)) : Get(name);
+    if (!text || text->empty()) return TFecha();
+    const auto date = ParseIsoDate(*text);
+    if (!date) Fail(std::string(name) + " '" + *text + "' is no date (use 2026-11-23)");
+    return *date;
+  }
+  int64_t Hours(const char* name) const {
+    const std::string text = Need(name);
+    const auto seconds = ParseHours(text);
+    if (!seconds) Fail(std::string(name) + " '" + text + "' is no length (use 8, 7.5 or 7:30)");
+    return *seconds;
+  }
+  int Minute(const char* name) const {
+    const std::string text = Need(name);
+    unsigned hour = 0, minute = 0;
+    int used = 0;
+    if (std::sscanf(text.c_str(), "%2u:%2u%n", &hour, &minute, &used) != 2 ||
+        static_cast<size_t>(used) != text.size() || hour > 23 || minute > 59) {
+      Fail(std::string(name) + " '" + text + "' is no time of day (use 07:00)");
+    }
+    return static_cast<int>(hour * 60 + minute);
+  }
+  int64_t Whole(const char* name, int64_t otherwise, int64_t low, int64_t high) const {
+    const auto text = Get(name);
+    if (!text) return otherwise;
+    try {
+      const int64_t value = StrToInt64(*text);
+      if (value >= low && value <= high) return value;
+    } catch (const Exception&) {
+    }
+    Fail(std::string(name) + " '" + *text + "' is no whole number from " + std::to_string(low) +
+         " to " + std::to_string(high));
+  }
+  TTimePointType Type(TTimePointType otherwise) const {
+    return static_cast<TTimePointType>(Whole("type", otherwise, 0, kTimePointTypeCount - 1));
+  }
+
+ private:
+  TXMLNode node_;
+  std::string where_;
+};
+
+TTimesGroup ParseEvery(const TElement& element, const std::string& text) {
+  static const std::map<std::string, TTimesGroup, std::less<>> groups = {
+      {"day", tgDay},     {"week", tgWeek},       {"fortnight", tgFortnight},
+      {"month", tgMonth}, {"quarter", tgQuarter}, {"year", tgYear}};
+  const auto found = groups.find(text);
+  if (found == groups.end()) {
+    element.Fail("every '" + text + "' is none of day, week, fortnight, month, quarter, year");
+  }
+  return found->second;
+}
+
+TWeekdays ParseDays(const TElement& element, const std::string& text) {
+  if (text == "all") return kEveryDay;
+  if (text == "weekdays") return 0x1F;
+  if (text == "weekend") return 0x60;
+  static const char* const kNames[] = {"mon", "tue", "wed", "thu", "fri", "sat", "sun"};
+  TWeekdays days = 0;
+  size_t at = 0;
+  while (at <= text.size()) {
+    const size_t comma = std::min(text.find(',', at), text.size());
+    const std::string name = text.substr(at, comma - at);
+    bool known = false;
+    for (int day = 0; day < 7; ++day) {
+      if (name == kNames[day]) {
+        days |= static_cast<TWeekdays>(1 << day);
+        known = true;
+      }
+    }
+    if (!known) {
+      element.Fail("days '" + text + "' is none of all, weekdays, weekend or a list like mon,wed");
+    }
+    at = comma + 1;
+  }
+  return days;
+}
+
+std::vector<std::string> Words(const std::string& text) {
+  std::vector<std::string> words;
+  size_t at = 0;
+  while ((at = text.find_first_not_of(' ', at)) != std::string::npos) {
+    const size_t end = std::min(text.find(' ', at), text.size());
+    words.push_back(text.substr(at, end - at));
+    at = end;
+  }
+  return words;
+}
+
+void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) {
+  TEmployee employee;
+  employee.id = std::string(node.Attribute("id").value_or(""));
+  if (employee.id.empty()) throw EConvertError("EMPLOYEE: needs id");
+  const TElement element(node, "EMPLOYEE " + employee.id, {"id", "name", "post", "contract"});
+  if (!ids.insert(employee.id).second) element.Fail("appears twice");
+  employee.name = element.Get("name").value_or(employee.id);
+  employee.post = element.Get("post").value_or("");
+  if (!employee.post.empty() && plan.FindPost(employee.post) == nullptr)
+    element.Fail("post '" + employee.post + "' is no POST of the plan");
+  if (const auto contract = element.Get("contract")) {
+    const auto seconds = ParseHours(*contract);
+    if (!seconds) element.Fail("contract '" + *contract + "' is no number of hours a week");
+    employee.contractHours = static_cast<double>(*seconds) / 3600.0;
+  }
+  std::map<std::string, int> counts;
+  for (TXMLNode child = node.FirstChild(); child; child = child.NextSibling()) {
+    const std::string name(child.Name());
+    const std::string where =
+        "EMPLOYEE " + employee.id + ": " + name + " " + std::to_string(++counts[name]);
+    if (name == "RULE") {
+      const TElement rule(child, where, {"shift", "every", "weekend", "from", "until", "stored"});
+      TRule made;
+      if (const auto stored = rule.Get("stored")) {
+        if (rule.Get("shift")) rule.Fail("takes shift or stored, not both");
+        if (const std::string why = StoredTextProblem(*stored); !why.empty())
+          rule.Fail("stored '" + *stored + "' " + why);
+        if (std::count(stored->begin(), stored->end(), ';') != 7)
+          rule.Fail("stored '" + *stored + "' is no rule (8 fields)");
+        made.stored = *stored;
+      } else {
+        made.shift = rule.Need("shift");
+        if (plan.FindShift(made.shift) == nullptr)
+          rule.Fail("shift '" + made.shift + "' is no SHIFT of the plan");
+        made.every = ParseEvery(rule, rule.Get("every").value_or("week"));
+        made.weekend = rule.Whole("weekend", 0, 0, 1) == 1;
+        made.from = rule.Date("from", true);
+        made.until = rule.Date("until", false);
+        if (!made.until.IsZero() && made.until < made.from) rule.Fail("ends before it starts");
+      }
+      employee.rules.push_back(std::move(made));
+    } else if (name == "ROTATION") {
+      const TElement rotation(child, where, {"pattern", "from", "until"});
+      TRotation made;
+      made.pattern = Words(rotation.Need("pattern"));
+      for (const std::string& code : made.pattern) {
+        if (code != "-" && plan.FindShift(code) == nullptr)
+          rotation.Fail("pattern names '" + code + "', which is no SHIFT of the plan (rest is -)");
+      }
+      made.from = rotation.Date("from", true);
+      made.until = rotation.Date("until", false);
+      if (!made.until.IsZero() && made.until < made.from) rotation.Fail("ends before it starts");
+      employee.rotations.push_back(std::move(made));
+    } else if (name == "LEAVE") {
+      const TElement leave(child, where, {"from", "to", "type"});
+      const TFecha from = leave.Date("from", true), to = leave.Date("to", true);
+      if (to < from) leave.Fail("ends before it starts");
+      // Whole days, both included.
+      employee.items.push_back(
+          {TFecha(from.Date()), to.Date() + 86400 - from.Date(), leave.Type(tptLeave)});
+    } else if (name == "ITEM") {
+      const TElement item(child, where, {"start", "hours", "type"});
+      employee.items.push_back(
+          {item.Date("start", true), item.Hours("hours"), item.Type(tptIncidence)});
+    } else {
+      element.Fail(name + " is none of RULE, ROTATION, LEAVE, ITEM");
+    }
+  }
+  plan.employees.push_back(std::move(employee));
+}
+
+}  // namespace
+
+const TShift* TPlan::FindShift(std::string_view code) const {
+  for (const TShift& shift : shifts) {
+    if (shift.code == code) return &shift;
+  }
+  return nullptr;
+}
+
+const TPost* TPlan::FindPost(std::string_view code) const {
+  for (const TPost& post : posts) {
+    if (post.code == code) return &post;
+  }
+  return nullptr;
+}
+
+std::optional<TFecha> ParseIsoDate(std::string_view view) {
+  const std::string text(view);
+  unsigned year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  int used = 0;
+  if (std::sscanf(text.c_str(), "%4u-%2u-%2u%n", &year, &month, &day, &used) != 3 || used != 10)
+    return std::nullopt;
+  if (text.size() > 10) {
+    int usedTime = 0;
+    if (text[10] != 'T' ||
+        std::sscanf(text.c_str() + 11, "%2u:%2u%n:%2u%n", &hour, &minute, &usedTime, &second,
+                    &usedTime) < 2 ||
+        static_cast<size_t>(usedTime) + 11 != text.size()) {
+      return std::nullopt;
+    }
+  }
+  TDateTime date, time;
+  if (year < 1900 ||
+      !TryEncodeDate(static_cast<uint16_t>(year), static_cast<uint16_t>(month),
+                     static_cast<uint16_t>(day), date) ||
+      !TryEncodeTime(static_cast<uint16_t>(hour), static_cast<uint16_t>(minute),
+                     static_cast<uint16_t>(second), 0, time)) {
+    return std::nullopt;
+  }
+  return TFecha(date + time);
+}
+
+std::optional<int64_t> ParseHours(std::string_view view) {
+  const std::string text(view);
+  unsigned hours = 0, minutes = 0;
+  int used = 0;
+  if (std::sscanf(text.c_str(), "%u:%2u%n", &hours, &minutes, &used) == 2 &&
+      static_cast<size_t>(used) == text.size() && minutes < 60 && hours < 100000) {
+    return int64_t{hours} * 3600 + minutes * 60;
+  }
+  char* end = nullptr;
+  const double value = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || !(value >= 0) || value > 100000) return std::nullopt;
+  return std::llround(value * 3600);
+}
+
+TPlan ReadPlan(std::string_view xml) {
+  TXMLDocument document;
+  document.LoadFromXML(xml);
+  const TXMLNode root = document.DocumentElement();
+  if (root.Name() != "PLAN") {
+    throw EConvertError("is no plan document (its root is " + std::string(root.Name()) +
+                        ", not PLAN)");
+  }
+  TPlan plan;
+  // Posts and shifts first: employees name them wherever they stand.
+  std::set<std::string> codes;
+  for (TXMLNode node = root.FirstChild(); node; node = node.NextSibling()) {
+    const std::string name(node.Name());
+    if (name == "POST") {
+      TPost post{std::string(node.Attribute("code").value_or("")), "", {}};
+      if (post.code.empty()) throw EConvertError("POST: needs code");
+      const TElement element(node, "POST " + post.code, {"code", "name"});
+      post.name = element.Get("name").value_or("");
+      if (plan.FindPost(post.code) != nullptr) element.Fail("appears twice");
+      int count = 0;
+      for (TXMLNode need = node.FirstChild(); need; need = need.NextSibling()) {
+        const std::string where = "POST " + post.code + ": NEED " + std::to_string(++count);
+        if (need.Name() != "NEED") element.Fail(std::string(need.Name()) + " is no NEED");
+        const TElement field(need, where, {"people", "from", "hours", "days"});
+        post.needs.push_back({static_cast<int>(field.Whole("people", -1, 0, 100000)),
+                              field.Minute("from"), field.Hours("hours"),
+                              ParseDays(field, field.Get("days").value_or("all"))});
+        if (post.needs.back().people < 0) field.Fail("needs people");
+      }
+      plan.posts.push_back(std::move(post));
+    } else if (name == "SHIFT") {
+      TShift shift;
+      shift.code = std::string(node.Attribute("code").value_or(""));
+      if (shift.code.empty()) throw EConvertError("SHIFT: needs code");
+      const TElement element(node, "SHIFT " + shift.code,
+                             {"code", "start", "hours", "type", "name"});
+      if (shift.code == "-" || shift.code.find(' ') != std::string::npos)
+        element.Fail("code '" + shift.code + "' may not be - nor hold a blank");
+      if (!codes.insert(shift.code).second) element.Fail("appears twice");
+      shift.name = element.Get("name").value_or(shift.code);
+      shift.startMinute = element.Minute("start");
+      shift.seconds = element.Hours("hours");
+      shift.type = element.Type(tptTimetable);
+      plan.shifts.push_back(std::move(shift));
+    }
+  }
+  std::set<std::string> ids;
+  int holidays = 0, limits = 0;
+  for (TXMLNode node = root.FirstChild(); node; node = node.NextSibling()) {
+    const std::string name(node.Name());
+    if (name == "EMPLOYEE") {
+      ReadEmployee(node, plan, ids);
+    } else if (name == "HOLIDAY") {
+      const TElement element(node, "HOLIDAY " + std::to_string(++holidays), {"date"});
+      plan.holidays.push_back(TFecha(element.Date("date", true).Date()));
+    } else if (name == "LIMITS") {
+      const TElement element(node, "LIMITS", {"minRest", "maxWeek", "maxDays"});
+      if (++limits > 1) element.Fail("appears twice");
+      if (element.Get("minRest")) plan.limits.minRestSeconds = element.Hours("minRest");
+      if (element.Get("maxWeek")) plan.limits.maxWeekSeconds = element.Hours("maxWeek");
+      plan.limits.maxConsecutiveDays =
+          static_cast<int>(element.Whole("maxDays", plan.limits.maxConsecutiveDays, 1, 366));
+    } else if (name != "POST" && name != "SHIFT") {
+      throw EConvertError(name + " is none of POST, SHIFT, EMPLOYEE, HOLIDAY, LIMITS");
+    }
+  }
+  return plan;
+}
+
+}  // namespace cuadrante::roster

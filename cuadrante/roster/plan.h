@@ -1,0 +1,126 @@
+// A plan: posts with their required coverage, named shifts, employees with
+// their rules, rotations and one-off items, and plan-wide holidays, read from
+// the plan document (docs/formats.md tells its form):
+//
+//   <PLAN>
+//     <LIMITS minRest="12" maxWeek="48" maxDays="6"/>
+//     <POST code="UCI" name="Cuidados intensivos">
+//       <NEED people="2" from="07:00" hours="8" days="weekdays"/>
+//     </POST>
+//     <SHIFT code="M" start="07:00" hours="8" type="2" name="Mañana"/>
+//     <HOLIDAY date="2026-12-08"/>
+//     <EMPLOYEE id="ana" name="Ana Ruiz" post="UCI" contract="37.5">
+//       <RULE shift="M" every="week" from="2026-11-02" until="2026-12-31"/>
+//       <RULE stored="4004578800;28800;2;1;2;0;0;0"/>
+//       <ROTATION pattern="M M T T N N - -" from="2026-11-02"/>
+//       <LEAVE from="2026-11-20" to="2026-11-22" type="9"/>
+//       <ITEM start="2026-11-23T08:00" hours="8" type="6"/>
+//     </EMPLOYEE>
+//   </PLAN>
+//
+// Dates are ISO 8601 (2026-11-23, 2026-11-23T08:00); hours are 8, 7.5 or 7:30.
+// A document that breaks the form is refused with EConvertError naming the
+// element ("EMPLOYEE ana: RULE 2: ...") and the reason. Values, no sharing.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cuadrante/runtime/export.h"
+#include "cuadrante/time/fecha.h"
+#include "cuadrante/vocabulary/basicdefines.h"
+
+namespace cuadrante::roster {
+
+// Which days of the week a requirement holds on: bit 0 Monday .. bit 6 Sunday.
+using TWeekdays = uint8_t;
+inline constexpr TWeekdays kEveryDay = 0x7F;
+
+struct TNeed {
+  int people = 0;
+  int startMinute = 0;  // after midnight
+  int64_t seconds = 0;
+  TWeekdays days = kEveryDay;
+};
+
+struct TPost {
+  std::string code;
+  std::string name;
+  std::vector<TNeed> needs;
+};
+
+struct TShift {
+  std::string code;
+  std::string name;
+  int startMinute = 0;
+  int64_t seconds = 0;
+  TTimePointType type = tptTimetable;
+};
+
+// A recurring shift: a named shift stepped by a periodicity of the library
+// from `from` until `until` (0: no end of its own), or a rule's stored text.
+struct TRule {
+  std::string shift;   // empty for a stored rule
+  std::string stored;  // "start;seconds;type;level;periodicity;weekend;tag;end"
+  TTimesGroup every = tgWeek;
+  bool weekend = false;
+  TFecha from;
+  TFecha until;
+};
+
+// A repeating pattern of shift codes and rest days ("-"), a day each,
+// anchored at `from` and repeated until `until` (0: no end).
+struct TRotation {
+  std::vector<std::string> pattern;
+  TFecha from;
+  TFecha until;
+};
+
+// A one-off item: leave, sick leave, an incident, an extra shift.
+struct TItem {
+  TFecha start;
+  int64_t seconds = 0;
+  TTimePointType type = tptLeave;
+};
+
+struct TEmployee {
+  std::string id;
+  std::string name;
+  std::string post;
+  double contractHours = 0;  // a week
+  std::vector<TRule> rules;
+  std::vector<TRotation> rotations;
+  std::vector<TItem> items;
+};
+
+// The limits the rule checks hold a roster to.
+struct TLimits {
+  int64_t minRestSeconds = 12 * 3600;
+  int64_t maxWeekSeconds = 48 * 3600;
+  int maxConsecutiveDays = 6;
+};
+
+struct TPlan {
+  std::vector<TPost> posts;
+  std::vector<TShift> shifts;
+  std::vector<TEmployee> employees;
+  std::vector<TFecha> holidays;  // whole days, at 00:00
+  TLimits limits;
+
+  const TShift* FindShift(std::string_view code) const;
+  const TPost* FindPost(std::string_view code) const;
+};
+
+// Reads a plan document. Raises EConvertError (or EXMLDocError for text that
+// is no XML) naming the element and the reason.
+CUADRANTE_API TPlan ReadPlan(std::string_view xml);
+
+// "2026-11-23" or "2026-11-23T08:00[:ss]" as a value; nothing for other text.
+CUADRANTE_API std::optional<TFecha> ParseIsoDate(std::string_view text);
+// "8", "7.5" or "7:30" hours as seconds; nothing for other text or < 0.
+CUADRANTE_API std::optional<int64_t> ParseHours(std::string_view text);
+
+}  // namespace cuadrante::roster

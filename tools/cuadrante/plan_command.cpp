@@ -1,0 +1,206 @@
+// `cuadrante plan roster|hours PLAN.xml`: the people of a plan, week by week,
+// and their hours against their contracts.
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "cuadrante/roster/personroster.h"
+#include "cuadrante/roster/plan.h"
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/formatsettings.h"
+#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/labels.h"
+
+namespace cuadrante::tool {
+namespace {
+
+constexpr int64_t kDay = 86400;
+
+roster::TPlan LoadPlan(const std::string& path) {
+  const std::string text = path == "-"
+                               ? ReadStandardInput(kDocumentFileLimit, "too large for a plan")
+                               : std::string(ReadWholeFile(path, kDocumentFileLimit));
+  try {
+    return roster::ReadPlan(text);
+  } catch (const Exception& e) {
+    throw EConvertError(path + ": " + e.Message);
+  }
+}
+
+// --month YYYY-MM or --from/--to, as the roster command takes them.
+void PlanRange(const Options& options, TFecha& first, TFecha& last) {
+  if (options.Has("--month")) {
+    if (options.Has("--from") || options.Has("--to"))
+      throw Misuse("takes --month or --from and --to, not both");
+    const std::string& month = options.Need("--month");
+    try {
+      first = TFecha(ParseDateArgument(month + "-01"));
+    } catch (const Exception&) {
+      throw EConvertError("--month '" + month + "' is no month (use 2026-11)");
+    }
+    last = TFecha(first.EndOfMonth().Date());
+  } else {
+    ParseRange(options, first, last);
+    last = TFecha(last.Date());
+  }
+}
+
+// "07-15" for whole hours, "07:30-15:30" otherwise.
+std::string Clock(TFecha start, int64_t end) {
+  const bool whole = start.Value() % 3600 == 0 && end % 3600 == 0;
+  const char* form = whole ? "hh" : "hh:nn";
+  return start.ToString(form) + "-" + TFecha(end).ToString(form);
+}
+
+// Hours as "37:30" for a person and "37.50" for a program.
+std::string HoursText(int64_t seconds, bool forPeople) {
+  char text[32];
+  if (forPeople) {
+    const int64_t minutes = seconds / 60;
+    std::snprintf(text, sizeof text, "%s%lld:%02lld", minutes < 0 ? "-" : "",
+                  static_cast<long long>(std::llabs(minutes) / 60),
+                  static_cast<long long>(std::llabs(minutes) % 60));
+  } else {
+    std::snprintf(text, sizeof text, "%.2f", static_cast<double>(seconds) / 3600.0);
+  }
+  return text;
+}
+
+const Options ParsePlanOptions(const Args& args) {
+  return Parse(args, {"--month", "--from", "--to", "--format"}, {});
+}
+
+int RunPlanRoster(const Options& options) {
+  const Format format = ParseFormat(options);
+  TFecha first, last;
+  PlanRange(options, first, last);
+  const roster::TPlan plan = LoadPlan(options.words[1]);
+  const auto rosters = roster::BuildRosters(plan, first, last);
+  std::vector<Column> heads = {
+      {"employee", "employee", 12}, {"post", "post", 5}, {"week", "week", 9}};
+  for (int day = 0; day < 7; ++day) {
+    heads.push_back(
+        {"d" + std::to_string(day + 1), FormatSettings.ShortDayNames[(day + 1) % 7], 12});
+  }
+  Table table("roster", std::move(heads));
+  const int64_t rangeEnd = last.Value() + kDay;
+  for (const auto& person : rosters) {
+    for (TFecha week = first.StartOfWeek(); week.Value() < rangeEnd;
+         week = TFecha(week.Value() + 7 * kDay)) {
+      std::vector<std::string> days(7);
+      for (const auto& item : person.items) {
+        // A shift shows on the day it starts; leave and other items on every day they touch.
+        const int64_t from =
+            item.code.empty() ? std::max(item.start.Value(), first.Value()) : item.start.Value();
+        const int64_t to =
+            item.code.empty() ? std::min(item.End(), rangeEnd) : item.start.Value() + 1;
+        for (int64_t day = from / kDay * kDay; day < to; day += kDay) {
+          // A shift that began the evening before the range still shows on
+          // its own day, when the week's row holds that day.
+          if (day < week.Value() || day >= week.Value() + 7 * kDay ||
+              (item.code.empty() && (day < first.Value() || day >= rangeEnd))) {
+            continue;
+          }
+          const bool wholeDays = item.seconds % kDay == 0 && item.start.Value() % kDay == 0;
+          std::string cell = item.code.empty() ? TypeLabel(item.type) : item.code;
+          if (!wholeDays) cell += " " + Clock(item.start, item.End());
+          std::string& slot = days[static_cast<size_t>((day - week.Value()) / kDay)];
+          slot += (slot.empty() ? "" : "/") + cell;
+        }
+      }
+      std::vector<std::string> cells = {
+          person.employee->id, person.employee->post,
+          "S" + std::to_string(week.Week()) + " " + week.ToString("dd/mm")};
+      for (auto& day : days) cells.push_back(format == Format::kText && day.empty() ? "-" : day);
+      table.Add(std::move(cells));
+    }
+  }
+  table.Print(format);
+  return 0;
+}
+
+int RunPlanHours(const Options& options) {
+  const Format format = ParseFormat(options);
+  const bool forPeople = format == Format::kText;
+  TFecha first, last;
+  PlanRange(options, first, last);
+  const roster::TPlan plan = LoadPlan(options.words[1]);
+  Table table("hours", {{"employee", "employee", 12},
+                        {"post", "post", 5},
+                        {"week", "week", 9},
+                        {"work", "work", 8, true, true},
+                        {"absence", "absence", 8, true, true},
+                        {"other", "other", 8, true, true},
+                        {"contract", "contract", 8, true, true},
+                        {"balance", "balance", 8, true, true}});
+  for (const auto& person : roster::BuildRosters(plan, first, last)) {
+    const roster::TDayHours hours = roster::HoursOf(person, first, last);
+    int64_t sums[5] = {};
+    const auto add = [&](const std::string& week, int firstDay, int lastDay) {
+      int64_t kinds[3] = {};
+      for (int day = firstDay; day <= lastDay; ++day) {
+        for (int type = 0; type < kTimePointTypeCount; ++type) {
+          TBasicPoint probe;
+          probe.Type = static_cast<TTimePointType>(type);
+          kinds[static_cast<int>(roster::KindOf(probe))] +=
+              hours.Seconds(day, static_cast<TTimePointType>(type));
+        }
+      }
+      // The contract is a week's hours, counted for the days of the week in the range.
+      // In whole minutes, so that the balance shown is the difference of what is shown.
+      const int64_t contract =
+          60 * static_cast<int64_t>(
+                   person.employee->contractHours * 60.0 * (lastDay - firstDay + 1) / 7.0 + 0.5);
+      const int64_t row[5] = {kinds[0], kinds[1], kinds[2], contract, kinds[0] - contract};
+      std::vector<std::string> cells = {person.employee->id, person.employee->post, week};
+      for (int i = 0; i < 5; ++i) {
+        cells.push_back(HoursText(row[i], forPeople));
+        sums[i] += row[i];
+      }
+      table.Add(std::move(cells));
+    };
+    for (int day = 0; day < hours.Days();) {
+      const TFecha date(first.Value() + day * kDay);
+      const int lastDay = std::min(hours.Days() - 1, day + 7 - date.DayOfWeek());
+      add("S" + std::to_string(date.Week()) + " " + date.ToString("dd/mm"), day, lastDay);
+      day = lastDay + 1;
+    }
+    std::vector<std::string> total = {person.employee->id, person.employee->post, "total"};
+    for (const int64_t sum : sums) total.push_back(HoursText(sum, forPeople));
+    table.Add(std::move(total));
+  }
+  table.Print(format);
+  return 0;
+}
+
+}  // namespace
+
+void HelpPlan() {
+  std::printf(
+      "usage: cuadrante plan roster PLAN.xml --month YYYY-MM | --from DATE --to DATE\n"
+      "                             [--format text|csv|xml|json]\n"
+      "       cuadrante plan hours  PLAN.xml (the same range and formats)\n\n"
+      "Reads a plan document (posts, named shifts, employees with their rules,\n"
+      "rotations, leave and items; docs/formats.md tells its form) and answers:\n"
+      "  roster  one row per employee per week: each day's shift code and times, or\n"
+      "          the absence's label (a shift shows on the day it starts);\n"
+      "  hours   one row per employee per week and a total: hours of work, absence\n"
+      "          and other types, split at midnight and at the range's edges, the\n"
+      "          contract's share of those days and the balance (work - contract).\n"
+      "An item belongs to the range when it overlaps it. PLAN.xml may be - (stdin).\n\n"
+      "examples:\n  cuadrante plan roster examples/plan.xml --month 2026-11\n"
+      "  cuadrante plan hours examples/plan.xml --from 2026-11-02 --to 2026-11-15 --format csv\n");
+}
+
+int RunPlan(const Args& args) {
+  const Options options = ParsePlanOptions(args);
+  if (options.words.size() != 2)
+    throw Misuse("expects roster or hours and one PLAN.xml (see `cuadrante help plan`)");
+  if (options.words[0] == "roster") return RunPlanRoster(options);
+  if (options.words[0] == "hours") return RunPlanHours(options);
+  throw Misuse("expects roster or hours, not '" + options.words[0] + "'");
+}
+
+}  // namespace cuadrante::tool
