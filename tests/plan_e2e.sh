@@ -61,13 +61,42 @@ expect 0 '^ana +UCI +S48 23/11 +40:00 +120:00 ' plan hours "$plan" "${november[@
 expect 0 '^employee,post,week,work,absence,other,contract,balance' plan hours "$plan" "${november[@]}" --format csv
 expect_in 0 '^luis +UCI ' "$plan" plan roster - --from 2026-11-02 --to 2026-11-08
 
+# Checks: every breach with person, span and rule; status 1 when there is one.
+expect 1 '^ana +work during absence +23/11/2026 07:00 +23/11/2026 15:00 ' plan check "$plan" "${november[@]}"
+expect 1 '^tomas +overlap +04/11/2026 09:00 +04/11/2026 13:00 +D 04/11/2026 08:00-20:00 and type 3' plan check "$plan" "${november[@]}"
+expect 1 '^tomas +week over maximum +23/11/2026 00:00 +30/11/2026 00:00 +week 48: 52:00 of work, more than 48:00$' plan check "$plan" "${november[@]}"
+# A five-person 24/7 rota that keeps every rule, and the limits moved on the command line.
+{
+  printf '<PLAN><SHIFT code="M" start="07:00" hours="8"/><SHIFT code="T" start="15:00" hours="8"/>'
+  printf '<SHIFT code="N" start="22:00" hours="8"/><POST code="W"><NEED people="1" from="07:00" hours="8"/>'
+  printf '<NEED people="1" from="15:00" hours="8"/><NEED people="1" from="22:00" hours="8"/></POST>'
+  for person in 0 1 2 3 4; do
+    printf '<EMPLOYEE id="p%s" post="W" contract="48"><ROTATION pattern="M M T T N N - - - -" from="2026-10-%s"/></EMPLOYEE>' \
+      "$person" $((12 + 2 * person))
+  done
+  printf '</PLAN>'
+} >"$work/rota.xml"
+expect 0 '^0 breaches$' plan check "$work/rota.xml" "${november[@]}"
+expect 0 '^0 gaps$' plan coverage "$work/rota.xml" "${november[@]}"
+expect 1 'too many days in a row .* 6 consecutive days with work, more than 5$' plan check "$work/rota.xml" "${november[@]}" --max-days 5
+expect 1 'short rest .*16:00 of rest .* less than 17:00$' plan check "$work/rota.xml" "${november[@]}" --min-rest=17
+expect 2 "--max-week takes hours \(8, 7.5 or 7:30\), not 'lots'" plan check "$work/rota.xml" "${november[@]}" --max-week lots
+
+# Coverage: the spans where the people at work differ from the need.
+expect 0 '^URG +04/11/2026 09:00 +04/11/2026 13:00 +1 +2 +-1$' plan coverage "$plan" "${november[@]}"
+expect 0 '^UCI +01/11/2026 00:00 +01/11/2026 06:00 +1 +0 +1$' plan coverage "$plan" "${november[@]}"
+for list in roster hours check coverage; do
+  "$tool" plan "$list" "$plan" "${november[@]}" --format json >"$work/$list.json"
+  check "plan $list --format json is JSON Python reads" python3 -c 'import json, sys; assert isinstance(json.load(open(sys.argv[1])), list)' "$work/$list.json"
+done
+
 # Refused plans: the element, the reason, status 1; misuse: status 2.
 printf '<PLAN><SHIFT code="M" start="07:00" hours="8"/><EMPLOYEE id="a"><RULE shift="X" from="2026-11-02"/></EMPLOYEE></PLAN>' >"$work/bad.xml"
 expect 1 "bad.xml: EMPLOYEE a: RULE 1: shift 'X' is no SHIFT of the plan$" plan roster "$work/bad.xml" "${november[@]}"
 printf '<PLAN><POST code="P"><NEED people="1" from="7" hours="8"/></POST></PLAN>' >"$work/bad.xml"
 expect 1 "POST P: NEED 1: from '7' is no time of day" plan hours "$work/bad.xml" "${november[@]}"
 expect 1 'is no plan document \(its root is POINTSMGR' plan roster "$examples/points.xml" "${november[@]}"
-expect 2 "expects roster or hours, not 'coverage'" plan coverage "$plan" "${november[@]}"
+expect 2 "expects roster, hours, check or coverage, not 'render'" plan render "$plan" "${november[@]}"
 expect 2 'takes --month or --from and --to, not both' plan roster "$plan" --month 2026-11 --from 2026-11-01
 expect 1 "--month '2026-13' is no month" plan hours "$plan" --month 2026-13
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/exception.h"
@@ -69,7 +70,81 @@ std::string HoursText(int64_t seconds, bool forPeople) {
 }
 
 const Options ParsePlanOptions(const Args& args) {
-  return Parse(args, {"--month", "--from", "--to", "--format"}, {});
+  return Parse(args,
+               {"--month", "--from", "--to", "--format", "--min-rest", "--max-week", "--max-days"},
+               {});
+}
+
+// The plan's limits, with what the command line says instead.
+roster::TLimits Limits(const roster::TPlan& plan, const Options& options) {
+  roster::TLimits limits = plan.limits;
+  const auto hours = [&](const char* name, int64_t& seconds) {
+    if (!options.Has(name)) return;
+    const auto parsed = roster::ParseHours(options.Need(name));
+    if (!parsed)
+      throw Misuse(std::string(name) + " takes hours (8, 7.5 or 7:30), not '" + options.Need(name) +
+                   "'");
+    seconds = *parsed;
+  };
+  hours("--min-rest", limits.minRestSeconds);
+  hours("--max-week", limits.maxWeekSeconds);
+  if (options.Has("--max-days")) {
+    const std::string& text = options.Need("--max-days");
+    const int days = static_cast<int>(StrToIntDef(text, 0));
+    if (days < 1) throw Misuse("--max-days takes a number of days, not '" + text + "'");
+    limits.maxConsecutiveDays = days;
+  }
+  return limits;
+}
+
+int RunPlanCheck(const Options& options) {
+  const Format format = ParseFormat(options);
+  TFecha first, last;
+  PlanRange(options, first, last);
+  const roster::TPlan plan = LoadPlan(options.words[1]);
+  const auto rosters = roster::BuildRosters(plan, first, last);
+  const auto breaches = roster::CheckRosters(plan, rosters, first, last, Limits(plan, options));
+  const char* const when = format == Format::kText ? "dd/mm/yyyy hh:nn" : "yyyy-mm-dd hh:nn:ss";
+  Table table("breaches", {{"employee", "employee", 10},
+                           {"rule", "rule", 22},
+                           {"from", "from", 16},
+                           {"to", "to", 16},
+                           {"detail", "detail", 0}});
+  for (const auto& breach : breaches) {
+    table.Add({breach.employee->id, roster::BreachName(breach.kind), breach.from.ToString(when),
+               breach.to.ToString(when), breach.detail});
+  }
+  table.Print(format);
+  if (format == Format::kText) {
+    std::printf("\n%zu breach%s\n", breaches.size(), breaches.size() == 1 ? "" : "es");
+  }
+  // A script or CI gates on the status.
+  return breaches.empty() ? 0 : kBadInput;
+}
+
+int RunPlanCoverage(const Options& options) {
+  const Format format = ParseFormat(options);
+  TFecha first, last;
+  PlanRange(options, first, last);
+  const roster::TPlan plan = LoadPlan(options.words[1]);
+  const auto gaps =
+      roster::CheckCoverage(plan, roster::BuildRosters(plan, first, last), first, last);
+  const char* const when = format == Format::kText ? "dd/mm/yyyy hh:nn" : "yyyy-mm-dd hh:nn:ss";
+  Table table("coverage", {{"post", "post", 5},
+                           {"from", "from", 16},
+                           {"to", "to", 16},
+                           {"required", "required", 8, true, true},
+                           {"at_work", "at work", 7, true, true},
+                           {"shortfall", "shortfall", 9, true, true}});
+  for (const auto& gap : gaps) {
+    table.Add({gap.post->code, gap.from.ToString(when), gap.to.ToString(when),
+               std::to_string(gap.required), std::to_string(gap.atWork),
+               std::to_string(gap.Shortfall())});
+  }
+  table.Print(format);
+  if (format == Format::kText)
+    std::printf("\n%zu gap%s\n", gaps.size(), gaps.size() == 1 ? "" : "s");
+  return 0;
 }
 
 int RunPlanRoster(const Options& options) {
@@ -179,28 +254,42 @@ int RunPlanHours(const Options& options) {
 
 void HelpPlan() {
   std::printf(
-      "usage: cuadrante plan roster PLAN.xml --month YYYY-MM | --from DATE --to DATE\n"
-      "                             [--format text|csv|xml|json]\n"
-      "       cuadrante plan hours  PLAN.xml (the same range and formats)\n\n"
-      "Reads a plan document (posts, named shifts, employees with their rules,\n"
-      "rotations, leave and items; docs/formats.md tells its form) and answers:\n"
-      "  roster  one row per employee per week: each day's shift code and times, or\n"
-      "          the absence's label (a shift shows on the day it starts);\n"
-      "  hours   one row per employee per week and a total: hours of work, absence\n"
-      "          and other types, split at midnight and at the range's edges, the\n"
-      "          contract's share of those days and the balance (work - contract).\n"
+      "usage: cuadrante plan roster|hours|check|coverage PLAN.xml\n"
+      "                      --month YYYY-MM | --from DATE --to DATE\n"
+      "                      [--format text|csv|xml|json]\n"
+      "                      [--min-rest H] [--max-week H] [--max-days N]   (check)\n\n"
+      "Reads a plan document (posts with their required coverage, named shifts,\n"
+      "employees with their rules, rotations, leave and items; docs/formats.md tells\n"
+      "its form) and answers:\n"
+      "  roster    one row per employee per week: each day's shift code and times, or\n"
+      "            the absence's label (a shift shows on the day it starts);\n"
+      "  hours     one row per employee per week and a total: hours of work, absence\n"
+      "            and other types, split at midnight and at the range's edges, the\n"
+      "            contract's share of those days and the balance (work - contract);\n"
+      "  check     every breach of the rules, with person, span and what it is:\n"
+      "            overlapping items, work during absence or on a plan holiday, rest\n"
+      "            below the minimum (12 h), a week over the maximum (48 h) or over\n"
+      "            the contract (whole weeks), more days in a row than allowed (6); the plan's\n"
+      "            LIMITS and these options change the limits. Exit status 1 when\n"
+      "            there is a breach, so a script can gate on it;\n"
+      "  coverage  for each post, the spans where the people at work differ from\n"
+      "            the people needed, with the shortfall (negative: more than needed).\n"
       "An item belongs to the range when it overlaps it. PLAN.xml may be - (stdin).\n\n"
       "examples:\n  cuadrante plan roster examples/plan.xml --month 2026-11\n"
-      "  cuadrante plan hours examples/plan.xml --from 2026-11-02 --to 2026-11-15 --format csv\n");
+      "  cuadrante plan hours examples/plan.xml --from 2026-11-02 --to 2026-11-15 --format csv\n"
+      "  cuadrante plan coverage examples/plan.xml --month 2026-11\n");
 }
 
 int RunPlan(const Args& args) {
   const Options options = ParsePlanOptions(args);
   if (options.words.size() != 2)
-    throw Misuse("expects roster or hours and one PLAN.xml (see `cuadrante help plan`)");
+    throw Misuse(
+        "expects roster, hours, check or coverage and one PLAN.xml (see `cuadrante help plan`)");
   if (options.words[0] == "roster") return RunPlanRoster(options);
   if (options.words[0] == "hours") return RunPlanHours(options);
-  throw Misuse("expects roster or hours, not '" + options.words[0] + "'");
+  if (options.words[0] == "check") return RunPlanCheck(options);
+  if (options.words[0] == "coverage") return RunPlanCoverage(options);
+  throw Misuse("expects roster, hours, check or coverage, not '" + options.words[0] + "'");
 }
 
 }  // namespace cuadrante::tool
