@@ -21,6 +21,15 @@ step "This month's roster: week rows by type, hours a day, totals" \
   roster examples/rules.xml --month "$(date +%Y-%m)"
 step "The same month drawn as a picture (open it in a browser)" \
   render examples/rules.xml --from "$first" --to "$last" -o build/demo/roster.svg
+month=$(date +%Y-%m)
+step "A ward's plan: who works when, week by week (examples/plan.xml)" \
+  plan roster examples/plan.xml --month "$month"
+step "Their hours against their contracts" \
+  plan hours examples/plan.xml --month "$month" --format csv
+printf '\n== Every rule the plan breaks (status 1 when there is one)\n$ cuadrante plan check examples/plan.xml --month %s\n' "$month"
+"$tool" plan check examples/plan.xml --month "$month" | tail -n 12 || echo "(plan check: status 1, breaches found)"
+step "Where each post has fewer or more people than it needs" \
+  plan coverage examples/plan.xml --month "$month"
 step "A long operation on a worker thread, polled with a progress bar" \
   demo-operation --steps 40
 
