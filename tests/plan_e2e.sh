@@ -59,6 +59,9 @@ PY
 expect 0 '^eva +UCI +total +128:00 +0:00 +0:00 +171:26 +-43:26$' plan hours "$plan" "${november[@]}"
 expect 0 '^ana +UCI +S48 23/11 +40:00 +120:00 ' plan hours "$plan" "${november[@]}"
 expect 0 '^employee,post,week,work,absence,other,contract,balance' plan hours "$plan" "${november[@]}" --format csv
+expect 0 '^eva +UCI +nov 2026 +128:00 ' plan hours "$plan" "${november[@]}" --by month
+expect 0 '^eva +UCI +04/11/2026 +8:00 ' plan hours "$plan" --from 2026-11-04 --to 2026-11-05 --by day
+expect 2 "--by takes day, week or month, not 'year'" plan hours "$plan" "${november[@]}" --by year
 expect_in 0 '^luis +UCI ' "$plan" plan roster - --from 2026-11-02 --to 2026-11-08
 
 # Checks: every breach with person, span and rule; status 1 when there is one.

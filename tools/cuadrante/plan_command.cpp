@@ -70,9 +70,10 @@ std::string HoursText(int64_t seconds, bool forPeople) {
 }
 
 const Options ParsePlanOptions(const Args& args) {
-  return Parse(args,
-               {"--month", "--from", "--to", "--format", "--min-rest", "--max-week", "--max-days"},
-               {});
+  return Parse(
+      args,
+      {"--month", "--from", "--to", "--format", "--by", "--min-rest", "--max-week", "--max-days"},
+      {});
 }
 
 // The plan's limits, with what the command line says instead.
@@ -201,10 +202,13 @@ int RunPlanHours(const Options& options) {
   const bool forPeople = format == Format::kText;
   TFecha first, last;
   PlanRange(options, first, last);
+  const std::string by = options.Get("--by", "week");
+  if (by != "day" && by != "week" && by != "month")
+    throw Misuse("--by takes day, week or month, not '" + by + "'");
   const roster::TPlan plan = LoadPlan(options.words[1]);
   Table table("hours", {{"employee", "employee", 12},
                         {"post", "post", 5},
-                        {"week", "week", 9},
+                        {by, by, 10},
                         {"work", "work", 8, true, true},
                         {"absence", "absence", 8, true, true},
                         {"other", "other", 8, true, true},
@@ -238,8 +242,18 @@ int RunPlanHours(const Options& options) {
     };
     for (int day = 0; day < hours.Days();) {
       const TFecha date(first.Value() + day * kDay);
-      const int lastDay = std::min(hours.Days() - 1, day + 7 - date.DayOfWeek());
-      add("S" + std::to_string(date.Week()) + " " + date.ToString("dd/mm"), day, lastDay);
+      int lastDay = day;  // a day
+      std::string period = date.ToString("dd/mm/yyyy");
+      if (by == "week") {
+        lastDay = std::min(hours.Days() - 1, day + 7 - date.DayOfWeek());
+        period = "S" + std::to_string(date.Week()) + " " + date.ToString("dd/mm");
+      } else if (by == "month") {
+        lastDay =
+            std::min<int>(hours.Days() - 1,
+                          day + static_cast<int>((date.EndOfMonth().Date() - date.Date()) / kDay));
+        period = date.ToString("mmm yyyy");
+      }
+      add(period, day, lastDay);
       day = lastDay + 1;
     }
     std::vector<std::string> total = {person.employee->id, person.employee->post, "total"};
@@ -257,14 +271,16 @@ void HelpPlan() {
       "usage: cuadrante plan roster|hours|check|coverage PLAN.xml\n"
       "                      --month YYYY-MM | --from DATE --to DATE\n"
       "                      [--format text|csv|xml|json]\n"
+      "                      [--by day|week|month]                          (hours)\n"
       "                      [--min-rest H] [--max-week H] [--max-days N]   (check)\n\n"
       "Reads a plan document (posts with their required coverage, named shifts,\n"
       "employees with their rules, rotations, leave and items; docs/formats.md tells\n"
       "its form) and answers:\n"
       "  roster    one row per employee per week: each day's shift code and times, or\n"
       "            the absence's label (a shift shows on the day it starts);\n"
-      "  hours     one row per employee per week and a total: hours of work, absence\n"
-      "            and other types, split at midnight and at the range's edges, the\n"
+      "  hours     one row per employee per week (--by day|week|month) and a total:\n"
+      "            hours of work, absence and other types, split at midnight and at\n"
+      "            the range's edges, the\n"
       "            contract's share of those days and the balance (work - contract);\n"
       "  check     every breach of the rules, with person, span and what it is:\n"
       "            overlapping items, work during absence or on a plan holiday, rest\n"
