@@ -30,6 +30,8 @@ printf '\n== Every rule the plan breaks (status 1 when there is one)\n$ cuadrant
 "$tool" plan check examples/plan.xml --month "$month" | tail -n 12 || echo "(plan check: status 1, breaches found)"
 step "Where each post has fewer or more people than it needs" \
   plan coverage examples/plan.xml --month "$month"
+step "The planner's picture: people by post, breaches and coverage (open it in a browser)" \
+  plan render examples/plan.xml --month "$month" -o build/demo/plan.svg
 step "A long operation on a worker thread, polled with a progress bar" \
   demo-operation --steps 40
 

@@ -93,13 +93,33 @@ for list in roster hours check coverage; do
   check "plan $list --format json is JSON Python reads" python3 -c 'import json, sys; assert isinstance(json.load(open(sys.argv[1])), list)' "$work/$list.json"
 done
 
+# The picture: a box an item (whole-day absences in a tint of their colour), a
+# red line a breach, a bar a coverage gap, as many as check and coverage list.
+expect 0 'plan.svg: 8 people, 23 breaches, 9 coverage gaps$' plan render "$plan" "${november[@]}" -o "$work/plan.svg"
+breaches=$("$tool" plan check "$plan" "${november[@]}" --format csv | tail -n +2 | wc -l)
+gaps=$("$tool" plan coverage "$plan" "${november[@]}" --format csv | tail -n +2 | wc -l)
+check "the picture has one line a breach and one bar a gap ($breaches, $gaps)" python3 - "$work/plan.svg" "$breaches" "$gaps" <<'PY'
+import sys, xml.etree.ElementTree as ET
+ns = '{http://www.w3.org/2000/svg}'
+rects = list(ET.parse(sys.argv[1]).iter(ns + 'rect'))
+count = lambda cls: sum(1 for r in rects if r.get('class') == cls)
+assert count('breach') == int(sys.argv[2]), count('breach')
+assert count('gap') == int(sys.argv[3]), count('gap')
+boxes = [r for r in rects if r.get('class') == 'box']
+assert len(boxes) > 100, len(boxes)
+# Ana's leave is one box of five days (240 px at 48 a day), in a tint of its colour.
+assert [int(r.get('width')) for r in boxes if r.get('data-type') == '9'] == [240]
+PY
+expect 2 'plan.xml is the plan; write the picture elsewhere' plan render "$plan" "${november[@]}" -o "$plan"
+expect 1 'a plan picture shows at most 62 days' plan render "$plan" --from 2026-01-01 --to 2026-12-31 -o "$work/year.svg"
+
 # Refused plans: the element, the reason, status 1; misuse: status 2.
 printf '<PLAN><SHIFT code="M" start="07:00" hours="8"/><EMPLOYEE id="a"><RULE shift="X" from="2026-11-02"/></EMPLOYEE></PLAN>' >"$work/bad.xml"
 expect 1 "bad.xml: EMPLOYEE a: RULE 1: shift 'X' is no SHIFT of the plan$" plan roster "$work/bad.xml" "${november[@]}"
 printf '<PLAN><POST code="P"><NEED people="1" from="7" hours="8"/></POST></PLAN>' >"$work/bad.xml"
 expect 1 "POST P: NEED 1: from '7' is no time of day" plan hours "$work/bad.xml" "${november[@]}"
 expect 1 'is no plan document \(its root is POINTSMGR' plan roster "$examples/points.xml" "${november[@]}"
-expect 2 "expects roster, hours, check or coverage, not 'render'" plan render "$plan" "${november[@]}"
+expect 2 "expects roster, hours, check, coverage or render, not 'publish'" plan publish "$plan" "${november[@]}"
 expect 2 'takes --month or --from and --to, not both' plan roster "$plan" --month 2026-11 --from 2026-11-01
 expect 1 "--month '2026-13' is no month" plan hours "$plan" --month 2026-13
 

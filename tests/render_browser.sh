@@ -101,8 +101,14 @@ render() {
 }
 render rules-week "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --by week
 render points-day "$examples/points.xml" --from 2026-11-16 --to 2026-11-29 --by day
+# The planner's picture of a plan: people by post, breaches and coverage.
+if "$tool" plan render "$examples/plan.xml" --month 2026-11 -o "$work/plan-month.svg" >"$work/render.out" 2>&1; then
+  pass "plan render"
+else
+  fail "plan render: $(cat "$work/render.out")"
+fi
 
-for name in rules-week points-day; do
+for name in rules-week points-day plan-month; do
   svg=$work/$name.svg
   [ -s "$svg" ] || continue
   if dom_check "$svg"; then pass "$name parses in Chromium"; else fail "$name parses in Chromium"; fi

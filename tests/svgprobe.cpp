@@ -264,7 +264,8 @@ class Reader {
     if (cls == "box") {
       p_.boxes.push_back(
           {static_cast<int>(p_.boxes.size()), Whole(rect, "data-type"), x, y, w, h, Colour(fill)});
-    } else if (inLegend && w == 14 && h == 14) {
+    } else if (inLegend && w == 14 && h == 14 &&
+               fill != "none") {  // an outline swatch has no fill to probe
       p_.swatches.push_back({x, y, Colour(fill)});
     }
     if (fill == "none") {  // an outline: only its edges are drawn

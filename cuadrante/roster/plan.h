@@ -103,7 +103,7 @@ struct TLimits {
   int maxConsecutiveDays = 6;
 };
 
-struct TPlan {
+struct CUADRANTE_API TPlan {
   std::vector<TPost> posts;
   std::vector<TShift> shifts;
   std::vector<TEmployee> employees;

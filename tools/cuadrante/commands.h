@@ -10,6 +10,7 @@
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/roster/dayhours.h"
+#include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/graphics.h"
 #include "tools/cuadrante/table.h"
@@ -126,10 +127,18 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
 // The set as a point-set document on stdout, which the commands read back;
 // an empty set is an empty POINTSMGR.
 void PrintAsDocument(const TBasicPointMgr& set);
+// Text for an SVG or XML document: & < > and " escaped.
+std::string Escape(const std::string& text);
+// The pictures' colour of a point type, "#rrggbb": one a type, apart in grey.
+std::string TypeFill(int type);
+// The ink that reads on `fill`: dark on light fills, white on dark ones.
+const char* InkFor(const std::string& fill);
 // A colour of the library (red in the low byte) as "#rrggbb".
 std::string ColourHex(TColor colour);
 
 int RunPlan(const Args& args);
+// Draws the plan's picture over [first, last] to `output` ("-": stdout).
+int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const std::string& output);
 void HelpPlan();
 int RunRule(const Args& args);
 void HelpRule();

@@ -2,7 +2,9 @@
 // and their hours against their contracts.
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "cuadrante/roster/checks.h"
@@ -70,10 +72,10 @@ std::string HoursText(int64_t seconds, bool forPeople) {
 }
 
 const Options ParsePlanOptions(const Args& args) {
-  return Parse(
-      args,
-      {"--month", "--from", "--to", "--format", "--by", "--min-rest", "--max-week", "--max-days"},
-      {});
+  return Parse(args,
+               {"--month", "--from", "--to", "--format", "--by", "--min-rest", "--max-week",
+                "--max-days", "-o"},
+               {});
 }
 
 // The plan's limits, with what the command line says instead.
@@ -268,11 +270,12 @@ int RunPlanHours(const Options& options) {
 
 void HelpPlan() {
   std::printf(
-      "usage: cuadrante plan roster|hours|check|coverage PLAN.xml\n"
+      "usage: cuadrante plan roster|hours|check|coverage|render PLAN.xml\n"
       "                      --month YYYY-MM | --from DATE --to DATE\n"
       "                      [--format text|csv|xml|json]\n"
       "                      [--by day|week|month]                          (hours)\n"
-      "                      [--min-rest H] [--max-week H] [--max-days N]   (check)\n\n"
+      "                      [--min-rest H] [--max-week H] [--max-days N]   (check)\n"
+      "                      -o FILE.svg                                    (render)\n\n"
       "Reads a plan document (posts with their required coverage, named shifts,\n"
       "employees with their rules, rotations, leave and items; docs/formats.md tells\n"
       "its form) and answers:\n"
@@ -289,11 +292,16 @@ void HelpPlan() {
       "            LIMITS and these options change the limits. Exit status 1 when\n"
       "            there is a breach, so a script can gate on it;\n"
       "  coverage  for each post, the spans where the people at work differ from\n"
-      "            the people needed, with the shortfall (negative: more than needed).\n"
+      "            the people needed, with the shortfall (negative: more than needed);\n"
+      "  render    the planner's picture (at most 62 days): a row an employee grouped\n"
+      "            by post, a column a day, shifts coloured by type with their codes,\n"
+      "            absences shaded, breaches outlined in red, and under each post its\n"
+      "            coverage: red where people are missing, amber where there are more.\n"
       "An item belongs to the range when it overlaps it. PLAN.xml may be - (stdin).\n\n"
       "examples:\n  cuadrante plan roster examples/plan.xml --month 2026-11\n"
       "  cuadrante plan hours examples/plan.xml --from 2026-11-02 --to 2026-11-15 --format csv\n"
-      "  cuadrante plan coverage examples/plan.xml --month 2026-11\n");
+      "  cuadrante plan coverage examples/plan.xml --month 2026-11\n"
+      "  cuadrante plan render examples/plan.xml --month 2026-11 -o plan.svg\n");
 }
 
 int RunPlan(const Args& args) {
@@ -305,7 +313,18 @@ int RunPlan(const Args& args) {
   if (options.words[0] == "hours") return RunPlanHours(options);
   if (options.words[0] == "check") return RunPlanCheck(options);
   if (options.words[0] == "coverage") return RunPlanCoverage(options);
-  throw Misuse("expects roster, hours, check or coverage, not '" + options.words[0] + "'");
+  if (options.words[0] == "render") {
+    TFecha first, last;
+    PlanRange(options, first, last);
+    const std::string& output = options.Need("-o");
+    if (options.words[1] != "-" && output != "-") {
+      std::error_code error;
+      if (std::filesystem::equivalent(options.words[1], output, error))
+        throw Misuse("-o " + output + " is the plan; write the picture elsewhere");
+    }
+    return RunPlanRender(LoadPlan(options.words[1]), first, last, output);
+  }
+  throw Misuse("expects roster, hours, check, coverage or render, not '" + options.words[0] + "'");
 }
 
 }  // namespace cuadrante::tool

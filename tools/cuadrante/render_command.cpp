@@ -23,17 +23,6 @@
 #include "tools/cuadrante/labels.h"
 
 namespace cuadrante::tool {
-namespace {
-
-constexpr int kRowLabelWidth = 120;
-constexpr int kMargin = 16;
-constexpr int kAxisHeight = 34;
-constexpr int kLaneHeight = 24;
-constexpr int kLaneGap = 2;
-constexpr int kRowGap = 12;  // room for the day numbers above a week row
-constexpr int kLegendRow = 22;
-// More rows than a year of days is no longer a picture a person reads.
-constexpr size_t kMostRows = 366;
 
 std::string Escape(const std::string& text) {
   std::string out;
@@ -61,7 +50,7 @@ std::string Escape(const std::string& text) {
 // One colour a type, told apart by hue on screen and by lightness in grey
 // print (their greys lie 15 apart, from 30 to 240); the library's own colour
 // table gives three types one colour.
-constexpr const char* kTypeFills[kTimePointTypeCount] = {
+static constexpr const char* kTypeFills[kTimePointTypeCount] = {
     "#969696", "#d0edd0", "#1a4d94", "#eda761", "#c2223d", "#f9ede7", "#a054c6",
     "#5f1818", "#23adc9", "#f2d95c", "#218664", "#ad96dc", "#abdd79", "#1e1e1e"};
 
@@ -75,6 +64,18 @@ const char* InkFor(const std::string& fill) {
   const unsigned luma = 299 * (value >> 16) + 587 * ((value >> 8) & 0xFF) + 114 * (value & 0xFF);
   return luma > 140000 ? "#1a1a1a" : "#ffffff";
 }
+
+namespace {
+
+constexpr int kRowLabelWidth = 120;
+constexpr int kMargin = 16;
+constexpr int kAxisHeight = 34;
+constexpr int kLaneHeight = 24;
+constexpr int kLaneGap = 2;
+constexpr int kRowGap = 12;  // room for the day numbers above a week row
+constexpr int kLegendRow = 22;
+// More rows than a year of days is no longer a picture a person reads.
+constexpr size_t kMostRows = 366;
 
 // One piece of a box on one row: a box that crosses a row's end (a night
 // shift, a leave over a weekend) is drawn on every row it reaches.
