@@ -114,12 +114,39 @@ TEST(CheckRosters, ReportsEachKindOfBreachOnce) {
   }
 }
 
+TEST(CheckCoverage, AHolidayLeavesAPostUncovered) {
+  // One person covers the day post every day of December but takes the
+  // holiday of the 8th off: that day is a gap of one for its twelve hours,
+  // and nothing else is.
+  const TPlan plan = ReadPlan(
+      "<PLAN><SHIFT code=\"D\" start=\"08:00\" hours=\"12\"/><HOLIDAY date=\"2026-12-08\"/>"
+      "<POST code=\"URG\"><NEED people=\"1\" from=\"08:00\" hours=\"12\"/></POST>"
+      "<EMPLOYEE id=\"a\" post=\"URG\"><RULE shift=\"D\" every=\"day\" weekend=\"1\" "
+      "from=\"2026-12-01\" until=\"2026-12-07\"/><RULE shift=\"D\" every=\"day\" weekend=\"1\" "
+      "from=\"2026-12-09\"/><LEAVE from=\"2026-12-08\" to=\"2026-12-08\" type=\"4\"/>"
+      "</EMPLOYEE></PLAN>");
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
+  const auto rosters = BuildRosters(plan, first, last);
+  const auto gaps = CheckCoverage(plan, rosters, first, last);
+  ASSERT_EQ(gaps.size(), 1u);
+  EXPECT_EQ(gaps[0].post->code, "URG");
+  EXPECT_EQ(gaps[0].from, At(2026, 12, 8, 8));
+  EXPECT_EQ(gaps[0].to, At(2026, 12, 8, 20));
+  EXPECT_EQ(gaps[0].Shortfall(), 1);
+  // Taking the holiday is no breach (the daily shifts without a day off are,
+  // of other rules).
+  for (const auto& breach : CheckRosters(plan, rosters, first, last, plan.limits)) {
+    EXPECT_NE(breach.kind, TBreachKind::kWorkOnHoliday) << breach.detail;
+    EXPECT_NE(breach.kind, TBreachKind::kWorkDuringAbsence) << breach.detail;
+  }
+}
+
 // Coverage against a minute-by-minute count, and overlaps and rests against
 // pairwise walks, on random plans.
 TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
   std::mt19937 random(23);
   const char* const codes[] = {"M", "T", "N", "-", "-"};
-  for (int round = 0; round < 25; ++round) {
+  for (int round = 0; round < 2000; ++round) {
     std::string xml = "<PLAN>" + kShifts + "<POST code=\"W\">";
     for (int i = 0, n = 1 + static_cast<int>(random() % 3); i < n; ++i) {
       xml += "<NEED people=\"" + std::to_string(1 + random() % 2) + "\" from=\"" +

@@ -59,5 +59,17 @@ int main() {
   Expect("Merge, XML round trip",
          back2.Points.size() == 2 ? back2.Points[1]->WriteToStr() : "wrong count",
          "43200;7200;0;1");
+  // The people layer: a post that needs one person from 08:00 to 20:00 and
+  // one person who covers it on Monday 23 November 2026 only.
+  const cuadrante::roster::TPlan plan = cuadrante::roster::ReadPlan(
+      "<PLAN><SHIFT code=\"D\" start=\"08:00\" hours=\"12\"/><POST code=\"URG\"><NEED "
+      "people=\"1\" from=\"08:00\" hours=\"12\"/></POST><EMPLOYEE id=\"ana\" post=\"URG\">"
+      "<ITEM start=\"2026-11-23T08:00\" hours=\"12\" type=\"2\"/></EMPLOYEE></PLAN>");
+  const TFecha monday(EncodeDate(2026, 11, 23)), tuesday(EncodeDate(2026, 11, 24));
+  const auto rosters = cuadrante::roster::BuildRosters(plan, monday, tuesday);
+  const auto gaps = cuadrante::roster::CheckCoverage(plan, rosters, monday, tuesday);
+  Expect("coverage gaps",
+         std::to_string(gaps.size()) + " from " + gaps.at(0).from.ToString("dd/mm hh:nn"),
+         "1 from 24/11 08:00");
   return failures == 0 ? 0 : 1;
 }
