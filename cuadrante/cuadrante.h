@@ -7,6 +7,7 @@
 #include "cuadrante/operations/underoperationmgr.h"
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/roster/checks.h"
+#include "cuadrante/roster/chrono.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/roster/storedtext.h"
