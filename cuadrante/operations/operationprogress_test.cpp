@@ -34,7 +34,10 @@ TEST(TOperationProgress, WritesItsNineFieldsAndReadsThemBack) {
   back.ReadFromStr(text + ";ignored");
   EXPECT_EQ(back.WriteToStr(), text);
   EXPECT_EQ(TOperationProgress(&back).WriteToStr(), text);  // the pointer form copies
-  EXPECT_EQ(back.GetElapsedTime(), 0xFFFFFF00u - 5000u);    // from the text's start
+  TOperationProgress assigned;
+  assigned = back;  // and so does assignment
+  EXPECT_EQ(assigned.WriteToStr(), text);
+  EXPECT_EQ(back.GetElapsedTime(), 0xFFFFFF00u - 5000u);  // from the text's start
   ticks.Advance(0x180);
   EXPECT_EQ(TOperationProgress(nullptr).GetElapsedTime(), 0u);
   back.ReadFromStr("a;b;4294967168;2;3;77;5;6;x");

@@ -78,6 +78,8 @@ TEST(DateTime, EveryDayFromYearOneToYear9999DecodesAndEncodesBack) {
   EXPECT_EQ(DayOfTheWeek(TDateTime(-1.25)), 5);
   EXPECT_EQ(Text(TDateTime(-1.25)), "1899-12-29 06:00:00.000");
   EXPECT_EQ(At(1899, 12, 29, 6).Val, -1.25);
+  // The origin day itself is the first that adds its time: 06:00 is +0.25.
+  EXPECT_EQ(At(1899, 12, 30, 6).Val, 0.25);
   EXPECT_EQ(DayOfTheYear(At(2024, 12, 31)), 366);
   EXPECT_EQ(DayOfTheYear(At(2023, 3, 1)), 60);
 }

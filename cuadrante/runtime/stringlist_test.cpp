@@ -120,6 +120,9 @@ TEST(TStringList, SortedModeComparesWithoutCaseOrAccentCapitals) {
   later.SetSorted(false);
   later.Insert(0, "last");  // unsorted again: order is the caller's
   EXPECT_EQ(later[0], "last");
+  // Turning sorting off, even again, leaves an unsorted list in its order.
+  later.SetSorted(false);
+  EXPECT_EQ(Lines(later), (V{"last", "alfa", "Beta", "BETA", "Ábaco"}));
 }
 
 TEST(TStringList, LoadsAnyLineEndAndSavesCrLf) {

@@ -218,6 +218,11 @@ TEST(TBasicPoint, PositionalTextOfFourFields) {
   p.SetInicio(TFecha(INT64_MIN));
   p.SetDuration(TDuration(INT64_MAX));
   EXPECT_EQ(p.WriteToStr(), "-9223372036854775808;9223372036854775807;-1;-300");
+  // The widest text there is: 54 characters.
+  p.Level = INT16_MIN;
+  p.Type = static_cast<TTimePointType>(INT8_MIN);
+  p.SetDuration(TDuration(INT64_MIN));
+  EXPECT_EQ(p.WriteToStr(), "-9223372036854775808;-9223372036854775808;-128;-32768");
 
   p = Point(1, 2, tptTask);
   p.Level = 3;
