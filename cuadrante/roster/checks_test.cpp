@@ -222,8 +222,10 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
         TBasicPoint probe;
         probe.Type = item.type;
         if (cuadrante::roster::KindOf(probe) != THoursKind::kWork || item.seconds <= 0) continue;
-        const int64_t gap = item.start.Value() - latestEnd;
-        if (latestEnd != INT64_MIN && gap >= 0 && gap < plan.limits.minRestSeconds) ++rests;
+        if (latestEnd != INT64_MIN) {
+          const int64_t gap = item.start.Value() - latestEnd;
+          if (gap >= 0 && gap < plan.limits.minRestSeconds) ++rests;
+        }
         latestEnd = std::max(latestEnd, item.End());
       }
       size_t reportedOverlaps = 0, reportedRests = 0;
