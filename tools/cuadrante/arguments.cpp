@@ -94,6 +94,14 @@ Format ParseFormat(const Options& options) {
   throw Misuse("--format takes text, csv, xml or json, not '" + name + "'");
 }
 
+TFecha ParseMonthArgument(const std::string& month) {
+  try {
+    return TFecha(ParseDateArgument(month + "-01"));
+  } catch (const Exception&) {
+    throw EConvertError("--month '" + month + "' is no month (use 2026-11)");
+  }
+}
+
 void ParseRange(const Options& options, TFecha& from, TFecha& to) {
   from = TFecha(TFecha(ParseDateArgument(options.Need("--from"))).Date());
   to = TFecha(ParseDateArgument(options.Need("--to"))).EndOfDay();
@@ -253,7 +261,7 @@ const std::string& EnvironmentOption() { return environmentOption; }
 
 std::string ConfigPath(const std::string& name) {
   const char* config = std::getenv("XDG_CONFIG_HOME");
-  // The base directory specification asks that a relative value be ignored.
+  // XDG asks that a relative value be ignored.
   if (config != nullptr && config[0] == '/') return std::string(config) + "/cuadrante/" + name;
   const char* home = std::getenv("HOME");
   return std::string(home != nullptr && home[0] != '\0' ? home : ".") + "/.config/cuadrante/" +

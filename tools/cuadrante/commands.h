@@ -70,6 +70,8 @@ Options Parse(const Args& args, std::initializer_list<const char*> withValue,
               std::initializer_list<const char*> bare);
 // The --format of a command that prints a list: text (default), csv or xml.
 Format ParseFormat(const Options& options);
+// The first day of --month YYYY-MM; EConvertError for anything else.
+TFecha ParseMonthArgument(const std::string& month);
 // The range of --from and --to: whole days, the second one included; a
 // reversed range or one of more than ten years is bad input.
 void ParseRange(const Options& options, TFecha& from, TFecha& to);

@@ -135,11 +135,7 @@ int RunRoster(const Args& args) {
       throw Misuse("takes --month or --from and --to, not both");
     }
     const std::string& month = options.Need("--month");
-    try {
-      first = TFecha(ParseDateArgument(month + "-01"));
-    } catch (const Exception&) {
-      throw EConvertError("--month '" + month + "' is no month (use 2026-11)");
-    }
+    first = ParseMonthArgument(month);
     last = first.EndOfMonth();
   } else {
     ParseRange(options, first, last);

@@ -1,10 +1,10 @@
 // `cuadrante rule`, `points add` and `rules add`: stored points and rules made
 // from dates, hours and names, so that nobody counts seconds since 1899.
-#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
 
+#include "cuadrante/roster/plan.h"
 #include "cuadrante/roster/storedtext.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
@@ -16,19 +16,11 @@
 namespace cuadrante::tool {
 namespace {
 
-// "8", "7.5" or "7:30" hours as seconds.
+// "8", "7.5" or "7:30" hours as seconds, as plans write them.
 int64_t ParseHours(const std::string& text) {
-  int hours = 0, minutes = 0, used = 0;
-  if (std::sscanf(text.c_str(), "%d:%2d%n", &hours, &minutes, &used) == 2 &&
-      static_cast<size_t>(used) == text.size() && hours >= 0 && minutes >= 0 && minutes < 60) {
-    return int64_t{hours} * 3600 + minutes * 60;
-  }
-  char* end = nullptr;
-  const double value = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || !(value >= 0) || value > 24.0 * 366 * 10) {
-    throw EConvertError("--hours '" + text + "' is no length (use 8, 7.5 or 7:30)");
-  }
-  return std::llround(value * 3600);
+  const auto seconds = roster::ParseHours(text);
+  if (!seconds) throw EConvertError("--hours '" + text + "' is no length (use 8, 7.5 or 7:30)");
+  return *seconds;
 }
 
 int ParseNumber(const Options& options, const std::string& name, int otherwise) {

@@ -38,11 +38,7 @@ void PlanRange(const Options& options, TFecha& first, TFecha& last) {
     if (options.Has("--from") || options.Has("--to"))
       throw Misuse("takes --month or --from and --to, not both");
     const std::string& month = options.Need("--month");
-    try {
-      first = TFecha(ParseDateArgument(month + "-01"));
-    } catch (const Exception&) {
-      throw EConvertError("--month '" + month + "' is no month (use 2026-11)");
-    }
+    first = ParseMonthArgument(month);
     last = TFecha(first.EndOfMonth().Date());
   } else {
     ParseRange(options, first, last);
