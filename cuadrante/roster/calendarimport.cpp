@@ -1,0 +1,216 @@
+#include "cuadrante/roster/calendarimport.h"
+
+#include <libical/ical.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "cuadrante/roster/chrono.h"
+#include "cuadrante/roster/range.h"
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/sysutils.h"
+
+namespace cuadrante::roster {
+namespace {
+
+constexpr int64_t kDay = 86400;
+
+struct TComponentFree {
+  void operator()(icalcomponent* component) const { icalcomponent_free(component); }
+};
+struct TIteratorFree {
+  void operator()(icalrecur_iterator* iterator) const { icalrecur_iterator_free(iterator); }
+};
+
+// The time as it is written, on the library's wall clock.
+int64_t Wall(const icaltimetype& time) {
+  const std::chrono::year_month_day day{std::chrono::year(time.year),
+                                        std::chrono::month(static_cast<unsigned>(time.month)),
+                                        std::chrono::day(static_cast<unsigned>(time.day))};
+  const int64_t days = std::chrono::sys_days(day).time_since_epoch().count() + kUnixEpochDays;
+  if (time.is_date) return days * kDay;
+  return days * kDay + time.hour * 3600 + time.minute * 60 + time.second;
+}
+
+std::string Text(const char* text) { return text != nullptr ? text : ""; }
+
+// How one event's times become the wall clock of the target zone.
+class TTimeReader {
+ public:
+  TTimeReader(const TZone* target, const icaltimetype& start, icalproperty* startProperty)
+      : target_(target) {
+    if (startProperty == nullptr) return;
+    if (icalparameter* tzid = icalproperty_get_first_parameter(startProperty, ICAL_TZID_PARAMETER))
+      tzid_ = Text(icalparameter_get_tzid(tzid));
+    zoned_ = !start.is_date && (icaltime_is_utc(start) || start.zone != nullptr || !tzid_.empty());
+  }
+
+  int64_t operator()(const icaltimetype& time) const {
+    if (target_ == nullptr || !zoned_ || time.is_date) return Wall(time);
+    if (icaltime_is_utc(time) || time.zone != nullptr) {
+      // libical places the time by the calendar's own VTIMEZONE, or by UTC.
+      return target_->ToWall(icaltime_as_timet_with_zone(time, time.zone)).Value();
+    }
+    // A TZID the calendar does not define: the tz database may know it.
+    try {
+      const TZone own = TZone::Find(tzid_);
+      return target_->ToWall(own.ToUtc(TFecha(Wall(time)))).Value();
+    } catch (const EConvertError&) {
+      throw EConvertError("TZID '" + tzid_ + "' is neither in the calendar nor in the tz database");
+    }
+  }
+
+ private:
+  const TZone* target_;
+  std::string tzid_;
+  bool zoned_ = false;
+};
+
+TTimePointType TypeOf(icalcomponent* event, const TImportOptions& options) {
+  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_X_PROPERTY); p != nullptr;
+       p = icalcomponent_get_next_property(event, ICAL_X_PROPERTY)) {
+    if (Text(icalproperty_get_x_name(p)) != "X-CUADRANTE-TYPE") continue;
+    const int type = StrToIntDef(Text(icalproperty_get_x(p)), -1);
+    if (type >= 0 && type < kTimePointTypeCount) return static_cast<TTimePointType>(type);
+  }
+  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_CATEGORIES_PROPERTY);
+       p != nullptr; p = icalcomponent_get_next_property(event, ICAL_CATEGORIES_PROPERTY)) {
+    std::vector<std::string> names;
+    const std::string value = Text(icalproperty_get_categories(p));
+    for (size_t from = 0; from <= value.size();) {
+      const size_t comma = std::min(value.find(',', from), value.size());
+      names.push_back(value.substr(from, comma - from));
+      from = comma + 1;
+    }
+    for (int type = 1; type < kTimePointTypeCount; ++type) {
+      const auto kind = static_cast<TTimePointType>(type);
+      const std::string label = options.label ? options.label(kind) : PlainTypeLabel(kind);
+      for (const std::string& name : names)
+        if (!label.empty() && AnsiCompareText(name, label) == 0) return kind;
+    }
+  }
+  return options.defaultType;
+}
+
+void RaiseParseErrors(icalcomponent* event, const std::string& uid) {
+  icalproperty* error = icalcomponent_get_first_property(event, ICAL_XLICERROR_PROPERTY);
+  if (error == nullptr) return;
+  throw EConvertError("event '" + uid + "': " + Text(icalproperty_get_xlicerror(error)));
+}
+
+// The starts of one event's occurrences up to the range's end, as written.
+std::vector<icaltimetype> Starts(icalcomponent* event, const icaltimetype& start, int64_t seconds,
+                                 int64_t rangeEnd, const TImportOptions& options,
+                                 const std::string& uid) {
+  std::vector<icaltimetype> starts;
+  icalproperty* rule = icalcomponent_get_first_property(event, ICAL_RRULE_PROPERTY);
+  if (rule == nullptr) {
+    starts.push_back(start);
+  } else {
+    std::unique_ptr<icalrecur_iterator, TIteratorFree> steps(
+        icalrecur_iterator_new(icalproperty_get_rrule(rule), start));
+    if (!steps) throw EConvertError("event '" + uid + "': its RRULE cannot be followed");
+    size_t walked = 0;
+    for (icaltimetype next = icalrecur_iterator_next(steps.get()); !icaltime_is_null_time(next);
+         next = icalrecur_iterator_next(steps.get())) {
+      // Wall-clock bounds are enough here: a zone moves a time by under a day.
+      if (Wall(next) >= rangeEnd + kDay) break;
+      if (++walked > options.maxOccurrences) {
+        throw EConvertError("event '" + uid + "': its RRULE has more than " +
+                            std::to_string(options.maxOccurrences) + " occurrences to walk");
+      }
+      if (Wall(next) + seconds + kDay > 0) starts.push_back(next);
+    }
+  }
+  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_RDATE_PROPERTY); p != nullptr;
+       p = icalcomponent_get_next_property(event, ICAL_RDATE_PROPERTY)) {
+    const icaldatetimeperiodtype date = icalproperty_get_rdate(p);
+    icaltimetype time = !icaltime_is_null_time(date.time) ? date.time : date.period.start;
+    if (time.zone == nullptr) time.zone = start.zone;
+    starts.push_back(time);
+  }
+  // A DATE EXDATE of a timed event takes out every start of that day.
+  std::set<int64_t> excludedTimes;
+  std::set<int64_t> excludedDays;
+  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_EXDATE_PROPERTY);
+       p != nullptr; p = icalcomponent_get_next_property(event, ICAL_EXDATE_PROPERTY)) {
+    icaltimetype time = icalproperty_get_exdate(p);
+    // An EXDATE in UTC names the same instant as a zoned start.
+    if (icaltime_is_utc(time) && start.zone != nullptr && !icaltime_is_utc(start))
+      time = icaltime_convert_to_zone(time, const_cast<icaltimezone*>(start.zone));
+    if (time.is_date && !start.is_date) {
+      excludedDays.insert(Wall(time) / kDay);
+    } else {
+      excludedTimes.insert(Wall(time));
+    }
+  }
+  std::erase_if(starts, [&](const icaltimetype& time) {
+    return excludedTimes.count(Wall(time)) != 0 || excludedDays.count(Wall(time) / kDay) != 0;
+  });
+  return starts;
+}
+
+}  // namespace
+
+std::vector<TImportedEvent> ReadCalendar(std::string_view ics, TFecha firstDay, TFecha lastDay,
+                                         const TImportOptions& options) {
+  const std::string text(ics);  // libical reads a NUL-terminated text
+  std::unique_ptr<icalcomponent, TComponentFree> root(icalparser_parse_string(text.c_str()));
+  if (!root || icalcomponent_isa(root.get()) != ICAL_VCALENDAR_COMPONENT)
+    throw EConvertError("the text is no iCalendar calendar (no BEGIN:VCALENDAR)");
+  const TRange range = DaysRange(firstDay, lastDay);
+
+  // Occurrences that a RECURRENCE-ID event moves, by UID and original start.
+  std::set<std::pair<std::string, int64_t>> moved;
+  for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT);
+       e != nullptr; e = icalcomponent_get_next_component(root.get(), ICAL_VEVENT_COMPONENT)) {
+    if (icalcomponent_get_first_property(e, ICAL_RECURRENCEID_PROPERTY) != nullptr)
+      moved.insert({Text(icalcomponent_get_uid(e)), Wall(icalcomponent_get_recurrenceid(e))});
+  }
+
+  std::vector<TImportedEvent> out;
+  for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT);
+       e != nullptr; e = icalcomponent_get_next_component(root.get(), ICAL_VEVENT_COMPONENT)) {
+    const std::string uid = Text(icalcomponent_get_uid(e));
+    RaiseParseErrors(e, uid);
+    if (icalcomponent_get_status(e) == ICAL_STATUS_CANCELLED) continue;
+    icalproperty* startProperty = icalcomponent_get_first_property(e, ICAL_DTSTART_PROPERTY);
+    if (startProperty == nullptr) throw EConvertError("event '" + uid + "' has no DTSTART");
+    const icaltimetype start = icalcomponent_get_dtstart(e);
+    if (icaltime_is_null_time(start) || !icaltime_is_valid_time(start))
+      throw EConvertError("event '" + uid + "' has a DTSTART that is no time");
+
+    // The length on the wall clock of the event's own zone.
+    int64_t seconds = start.is_date ? kDay : 0;
+    if (icalproperty* end = icalcomponent_get_first_property(e, ICAL_DTEND_PROPERTY)) {
+      seconds = Wall(icalproperty_get_dtend(end)) - Wall(start);
+    } else if (icalproperty* length = icalcomponent_get_first_property(e, ICAL_DURATION_PROPERTY)) {
+      seconds = icaldurationtype_as_int(icalproperty_get_duration(length));
+    }
+    if (seconds < 0) throw EConvertError("event '" + uid + "' ends before it starts");
+
+    const bool isMove = icalcomponent_get_first_property(e, ICAL_RECURRENCEID_PROPERTY) != nullptr;
+    const TTimeReader wall(options.zone, start, startProperty);
+    const TTimePointType type = TypeOf(e, options);
+    const std::string summary = Text(icalcomponent_get_summary(e));
+    for (const icaltimetype& at : Starts(e, start, seconds, range.end, options, uid)) {
+      if (!isMove && moved.count({uid, Wall(at)}) != 0) continue;
+      icaltimetype end = icaltime_add(at, icaldurationtype_from_int(static_cast<int>(seconds)));
+      const int64_t first = wall(at);
+      const int64_t last = wall(end);
+      TBasicPoint probe{TFecha(first), TDuration(last - first)};
+      if (!Belongs(probe, range)) continue;
+      out.push_back({TFecha(first), last - first, type, summary, uid});
+    }
+  }
+  std::stable_sort(out.begin(), out.end(), [](const TImportedEvent& a, const TImportedEvent& b) {
+    return a.start != b.start ? a.start < b.start : a.seconds < b.seconds;
+  });
+  return out;
+}
+
+}  // namespace cuadrante::roster

@@ -1,0 +1,411 @@
+#include "cuadrante/roster/icalendar.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <set>
+
+#include "cuadrante/roster/chrono.h"
+#include "cuadrante/roster/dayhours.h"
+#include "cuadrante/roster/range.h"
+#include "cuadrante/time/basicbox.h"
+#include "cuadrante/vocabulary/basicdefines.h"
+
+namespace cuadrante::roster {
+namespace {
+
+constexpr int64_t kDay = 86400;
+
+// Seconds since 1970 as civil date and time, without any zone.
+struct TCivil {
+  int year;
+  unsigned month, day;
+  int64_t secondOfDay;
+};
+
+TCivil CivilOf(int64_t secondsSince1970) {
+  const int64_t days =
+      secondsSince1970 >= 0 ? secondsSince1970 / kDay : -((-secondsSince1970 + kDay - 1) / kDay);
+  const std::chrono::year_month_day ymd{std::chrono::sys_days(std::chrono::days(days))};
+  return {static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
+          static_cast<unsigned>(ymd.day()), secondsSince1970 - days * kDay};
+}
+
+int64_t Since1970(TFecha wall) { return wall.Value() - kUnixEpochDays * kDay; }
+
+std::string DateText(const TCivil& c) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%04d%02u%02u", c.year, c.month, c.day);
+  return text;
+}
+
+std::string DateTimeText(const TCivil& c) {
+  char text[24];
+  std::snprintf(text, sizeof text, "%04d%02u%02uT%02d%02d%02d", c.year, c.month, c.day,
+                static_cast<int>(c.secondOfDay / 3600), static_cast<int>(c.secondOfDay / 60 % 60),
+                static_cast<int>(c.secondOfDay % 60));
+  return text;
+}
+
+std::string UtcText(int64_t utc) { return DateTimeText(CivilOf(utc)) + "Z"; }
+
+std::string OffsetText(int seconds) {
+  const char sign = seconds < 0 ? '-' : '+';
+  const int magnitude = seconds < 0 ? -seconds : seconds;
+  char text[16];
+  if (magnitude % 60 != 0) {
+    std::snprintf(text, sizeof text, "%c%02d%02d%02d", sign, magnitude / 3600, magnitude / 60 % 60,
+                  magnitude % 60);
+  } else {
+    std::snprintf(text, sizeof text, "%c%02d%02d", sign, magnitude / 3600, magnitude / 60 % 60);
+  }
+  return text;
+}
+
+bool AllDay(const TCalendarEvent& event) {
+  return event.seconds > 0 && event.start.Value() % kDay == 0 && event.seconds % kDay == 0;
+}
+
+// How a wall-clock time is written on a property: a date for all-day events,
+// a zoned or floating date-time otherwise. `name` is the property.
+std::string TimeProperty(std::string_view name, TFecha wall, bool allDay, const TZone* zone) {
+  const TCivil civil = CivilOf(Since1970(wall));
+  if (allDay) return std::string(name) + ";VALUE=DATE:" + DateText(civil);
+  if (zone != nullptr)
+    return std::string(name) + ";TZID=" + zone->Name() + ":" + DateTimeText(civil);
+  return std::string(name) + ":" + DateTimeText(civil);
+}
+
+// UNTIL takes the form of DTSTART, but in UTC when DTSTART carries a zone.
+std::string UntilText(TFecha wall, bool allDay, const TZone* zone) {
+  if (allDay) return DateText(CivilOf(Since1970(wall)));
+  if (zone != nullptr) return UtcText(zone->ToUtc(wall));
+  return DateTimeText(CivilOf(Since1970(wall)));
+}
+
+void Line(std::string& out, std::string_view line) { out += FoldLine(line); }
+
+void WriteTimeZone(std::string& out, const TZone& zone, int64_t fromUtc, int64_t toUtc) {
+  Line(out, "BEGIN:VTIMEZONE");
+  Line(out, "TZID:" + zone.Name());
+  // The offset in force where the events begin, then every change up to their
+  // end: a reader needs no rule of its own to place any of the events.
+  const int offset = zone.OffsetAt(fromUtc);
+  const std::vector<TZoneChange> changes = zone.Changes(fromUtc, toUtc);
+  auto observance = [&](bool daylight, int64_t onsetWall1970, int before, int after,
+                        const std::string& name) {
+    const char* kind = daylight ? "DAYLIGHT" : "STANDARD";
+    Line(out, std::string("BEGIN:") + kind);
+    Line(out, "DTSTART:" + DateTimeText(CivilOf(onsetWall1970)));
+    Line(out, "TZOFFSETFROM:" + OffsetText(before));
+    Line(out, "TZOFFSETTO:" + OffsetText(after));
+    if (!name.empty()) Line(out, "TZNAME:" + EscapeText(name));
+    Line(out, std::string("END:") + kind);
+  };
+  observance(zone.DaylightAt(fromUtc), fromUtc + offset, offset, offset,
+             zone.AbbreviationAt(fromUtc));
+  for (const TZoneChange& change : changes) {
+    observance(change.daylightAfter, change.utc + change.offsetBefore, change.offsetBefore,
+               change.offsetAfter, change.abbreviation);
+  }
+  Line(out, "END:VTIMEZONE");
+}
+
+constexpr const char* kWeekdays = "MO,TU,WE,TH,FR";
+
+void WriteEvent(std::string& out, const TCalendarEvent& event, const TCalendarOptions& options) {
+  const bool allDay = AllDay(event);
+  Line(out, "BEGIN:VEVENT");
+  Line(out, "UID:" + event.uid);
+  Line(out, "DTSTAMP:" + UtcText(options.stampUtc));
+  Line(out, TimeProperty("DTSTART", event.start, allDay, options.zone));
+  // An item of no length has no DTEND: RFC 5545 wants DTEND after DTSTART.
+  if (event.seconds > 0) {
+    Line(out,
+         TimeProperty("DTEND", TFecha(event.start.Value() + event.seconds), allDay, options.zone));
+  }
+  if (event.recurrence) {
+    const TRecurrence& rule = *event.recurrence;
+    std::string text =
+        "RRULE:FREQ=" + std::string(kFrequencyNames[static_cast<int>(rule.frequency)]);
+    if (rule.interval != 1) text += ";INTERVAL=" + std::to_string(rule.interval);
+    if (rule.weekdaysOnly) text += std::string(";BYDAY=") + kWeekdays;
+    text += ";UNTIL=" + UntilText(rule.until, allDay, options.zone);
+    Line(out, text);
+    for (const TFecha exception : rule.exceptions)
+      Line(out, TimeProperty("EXDATE", exception, allDay, options.zone));
+  }
+  Line(out, "SUMMARY:" + EscapeText(event.summary));
+  if (!event.category.empty()) Line(out, "CATEGORIES:" + EscapeText(event.category));
+  if (event.transparent) Line(out, "TRANSP:TRANSPARENT");
+  Line(out, "X-CUADRANTE-TYPE:" + std::to_string(static_cast<int>(event.type)));
+  Line(out, "END:VEVENT");
+}
+
+// The instants the events span, for the zone's changes.
+std::pair<int64_t, int64_t> SpanUtc(std::span<const TCalendarEvent> events, const TZone& zone) {
+  int64_t first = INT64_MAX;
+  int64_t last = INT64_MIN;
+  for (const TCalendarEvent& event : events) {
+    first = std::min(first, zone.ToUtc(event.start));
+    TFecha end(event.start.Value() + event.seconds);
+    if (event.recurrence) end = TFecha(event.recurrence->until.Value() + event.seconds);
+    last = std::max(last, zone.ToUtc(end));
+  }
+  return {first - kDay, last + kDay};
+}
+
+std::string Label(const TTypeLabel& label, TTimePointType type) {
+  return label ? label(type) : PlainTypeLabel(type);
+}
+
+TCalendarEvent EventOf(std::string_view scope, std::string_view what, TFecha start, int64_t seconds,
+                       TTimePointType type, std::string summary, const TTypeLabel& label) {
+  TBasicPoint probe(start, TDuration(seconds));
+  probe.Type = type;
+  TCalendarEvent event;
+  event.uid = StableUid(scope, what, start);
+  event.start = start;
+  event.seconds = seconds;
+  event.type = type;
+  event.category = Label(label, type);
+  event.summary = summary.empty() ? event.category : std::move(summary);
+  event.transparent = KindOf(probe) == THoursKind::kAbsence;
+  return event;
+}
+
+std::string Trimmed(const AnsiString& text) {
+  const size_t first = text.find_first_not_of(' ');
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+// The RFC 5545 frequency of a periodicity, and its interval.
+std::optional<std::pair<TFrequency, int>> FrequencyOf(int periodicity) {
+  switch (periodicity) {
+    case tgWeek:
+      return std::pair{TFrequency::kWeekly, 1};
+    case tgFortnight:
+      return std::pair{TFrequency::kWeekly, 2};
+    case tgMonth:
+      return std::pair{TFrequency::kMonthly, 1};
+    case tgQuarter:
+      return std::pair{TFrequency::kMonthly, 3};
+    case tgYear:
+      return std::pair{TFrequency::kYearly, 1};
+    default:
+      break;
+  }
+  // Every other positive periodicity steps a day.
+  if (periodicity > 0) return std::pair{TFrequency::kDaily, 1};
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string EscapeText(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    switch (c) {
+      case '\\':
+      case ';':
+      case ',':
+        out += '\\';
+        out += c;
+        break;
+      case '\r':
+        // CRLF is one line end.
+        if (i + 1 < text.size() && text[i + 1] == '\n') ++i;
+        out += "\\n";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      default:
+        // Other control characters are not allowed in a TEXT value.
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\t') break;
+        out += c;
+    }
+  }
+  return out;
+}
+
+std::string FoldLine(std::string_view line) {
+  std::string out;
+  out.reserve(line.size() + line.size() / 70 * 3 + 2);
+  size_t width = 0;  // octets on the current physical line
+  for (size_t i = 0; i < line.size();) {
+    // The whole UTF-8 character moves to the next line if it does not fit.
+    size_t length = 1;
+    const auto lead = static_cast<unsigned char>(line[i]);
+    if (lead >= 0xF0) {
+      length = 4;
+    } else if (lead >= 0xE0) {
+      length = 3;
+    } else if (lead >= 0xC0) {
+      length = 2;
+    }
+    length = std::min(length, line.size() - i);
+    if (width + length > 75) {
+      out += "\r\n ";
+      width = 1;
+    }
+    out.append(line.substr(i, length));
+    width += length;
+    i += length;
+  }
+  out += "\r\n";
+  return out;
+}
+
+std::string StableUid(std::string_view scope, std::string_view what, TFecha start) {
+  // FNV-1a over scope and what, kept apart by a byte neither holds.
+  uint64_t hash = 14695981039346656037ull;
+  auto mix = [&hash](std::string_view text) {
+    for (const char c : text) {
+      hash ^= static_cast<unsigned char>(c);
+      hash *= 1099511628211ull;
+    }
+    hash ^= 0xFF;
+    hash *= 1099511628211ull;
+  };
+  mix(scope);
+  mix(what);
+  char text[24];
+  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
+  return std::string(text) + "-" + DateTimeText(CivilOf(Since1970(start))) + "@cuadrante";
+}
+
+std::string PlainTypeLabel(TTimePointType type) {
+  return GetIncidenceTypeAsStr(static_cast<short>(type));
+}
+
+std::string WriteCalendar(std::span<const TCalendarEvent> events, const TCalendarOptions& options) {
+  std::string out;
+  out.reserve(events.size() * 320 + 256);
+  Line(out, "BEGIN:VCALENDAR");
+  Line(out, "VERSION:2.0");
+  Line(out, "PRODID:-//cuadrante//roster//ES");
+  Line(out, "CALSCALE:GREGORIAN");
+  if (options.zone != nullptr && !events.empty()) {
+    const auto [fromUtc, toUtc] = SpanUtc(events, *options.zone);
+    WriteTimeZone(out, *options.zone, fromUtc, toUtc);
+  }
+  for (const TCalendarEvent& event : events) WriteEvent(out, event, options);
+  Line(out, "END:VCALENDAR");
+  return out;
+}
+
+std::vector<TCalendarEvent> EventsOfPoints(const TBasicPointMgr& points, TFecha firstDay,
+                                           TFecha lastDay, std::string_view scope,
+                                           const TTypeLabel& label) {
+  const TRange range = DaysRange(firstDay, lastDay);
+  std::vector<TCalendarEvent> events;
+  for (const TBasicPoint* point : points.Points) {
+    if (!Belongs(*point, range)) continue;
+    std::string summary;
+    std::string what = std::to_string(static_cast<int>(point->Type));
+    if (const auto* box = dynamic_cast<const TBasicBox*>(point)) {
+      const std::string code = Trimmed(box->Code);
+      const std::string description = Trimmed(box->Description);
+      summary = code.empty() ? description : description.empty() ? code : code + " " + description;
+      what += " " + code;
+    }
+    events.push_back(EventOf(scope, what, point->GetInicio(), point->GetDurationValue(),
+                             point->Type, std::move(summary), label));
+  }
+  return events;
+}
+
+TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDay, bool recur,
+                         std::string_view scope, const TTypeLabel& label) {
+  TCyclePointMgr rules;
+  rules.RangeStart = rules.RangeEnd = TFecha();  // the range is ours, not the manager's
+  TCyclePoint own(&rule);  // the manager and the stored form want a mutable rule
+  rules.AddCycle(&own, nullptr, false);
+  ExpandRange(rules, firstDay, lastDay, false);
+  std::vector<TFecha> starts;
+  starts.reserve(rules.Points.size());
+  for (const TBasicPoint* occurrence : rules.Points) starts.push_back(occurrence->GetInicio());
+
+  TRuleEvents result;
+  const std::string what = "rule " + own.WriteToStr();
+  const auto frequency = FrequencyOf(rule.Periodicity);
+  if (recur && frequency && starts.size() >= 2) {
+    // The steps of the library from the first occurrence to the last; RRULE
+    // says the same only while every step keeps the day (and for years the
+    // month) of the first, since the library stays on a day it clamped to.
+    std::vector<TFecha> steps{starts.front()};
+    while (steps.back() < starts.back()) steps.push_back(steps.back().IncDays(rule.Periodicity));
+    const TFecha first = starts.front();
+    const bool monthly = frequency->first == TFrequency::kMonthly;
+    const bool yearly = frequency->first == TFrequency::kYearly;
+    const bool exact =
+        steps.back() == starts.back() && std::all_of(steps.begin(), steps.end(), [&](TFecha step) {
+          return (!monthly && !yearly) ||
+                 (step.Day() == first.Day() && (!yearly || step.Month() == first.Month()));
+        });
+    if (exact) {
+      TCalendarEvent event =
+          EventOf(scope, what, rule.GetInicio(), rule.GetDurationValue(), rule.Type, "", label);
+      event.start = first;
+      TRecurrence recurrence;
+      recurrence.frequency = frequency->first;
+      recurrence.interval = frequency->second;
+      recurrence.until = starts.back();
+      // A daily rule without weekends is said with BYDAY; other rules name the
+      // weekend steps they skip.
+      recurrence.weekdaysOnly = frequency->first == TFrequency::kDaily && !rule.WithWeekend;
+      if (!recurrence.weekdaysOnly) {
+        const std::set<int64_t> made(starts.begin(), starts.end());
+        for (const TFecha step : steps)
+          if (made.count(step.Value()) == 0) recurrence.exceptions.push_back(step);
+      }
+      event.recurrence = std::move(recurrence);
+      result.events.push_back(std::move(event));
+      result.recurring = true;
+      return result;
+    }
+    char why[160];
+    std::snprintf(why, sizeof why,
+                  "a rule from day %u stays on the day it was clamped to, which RRULE cannot "
+                  "say; written as %zu events",
+                  rule.GetInicio().Day(), starts.size());
+    result.why = why;
+  }
+  for (const TFecha start : starts) {
+    result.events.push_back(
+        EventOf(scope, what, start, rule.GetDurationValue(), rule.Type, "", label));
+  }
+  return result;
+}
+
+std::vector<TCalendarEvent> EventsOfRoster(const TPlan& plan, const TPersonRoster& roster,
+                                           bool withName, const TTypeLabel& label) {
+  std::vector<TCalendarEvent> events;
+  events.reserve(roster.items.size());
+  const std::string scope = roster.employee != nullptr ? roster.employee->id : "";
+  for (const TRosterItem& item : roster.items) {
+    std::string summary;
+    std::string what = std::to_string(static_cast<int>(item.type));
+    if (!item.code.empty()) {
+      const TShift* shift = plan.FindShift(item.code);
+      summary = item.code;
+      if (shift != nullptr && !shift->name.empty()) summary += " " + shift->name;
+      what += " " + item.code;
+    }
+    if (summary.empty()) summary = Label(label, item.type);
+    if (withName && roster.employee != nullptr) {
+      const std::string& name =
+          roster.employee->name.empty() ? roster.employee->id : roster.employee->name;
+      summary = name + ": " + summary;
+    }
+    events.push_back(
+        EventOf(scope, what, item.start, item.seconds, item.type, std::move(summary), label));
+  }
+  return events;
+}
+
+}  // namespace cuadrante::roster

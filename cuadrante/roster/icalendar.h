@@ -1,0 +1,104 @@
+// Items as an iCalendar (RFC 5545) calendar, for calendar applications.
+//
+// One VEVENT an item, with a UID made from what the item is (whose, which
+// type or shift, when it starts) so that exporting the same occurrence again
+// gives the same UID and a calendar updates the event instead of adding a
+// second one. Lines end in CRLF and fold at 75 octets without splitting a
+// UTF-8 character; texts are escaped. Without a zone the times are floating
+// (the wall clock, as the library keeps them); with one, every time carries
+// its TZID and the calendar the zone's VTIMEZONE, written from the tz
+// database for the years the events span. An item that starts at midnight
+// and lasts whole days is an all-day event.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cuadrante/points/basicpointmgr.h"
+#include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/roster/personroster.h"
+#include "cuadrante/roster/zone.h"
+#include "cuadrante/runtime/export.h"
+#include "cuadrante/time/cyclepoint.h"
+
+namespace cuadrante::roster {
+
+enum class TFrequency { kDaily, kWeekly, kMonthly, kYearly };
+inline constexpr std::string_view kFrequencyNames[] = {"DAILY", "WEEKLY", "MONTHLY", "YEARLY"};
+
+// A rule as RFC 5545 states it: every `interval` periods from the event's
+// start up to the start `until`, on weekdays only if `weekdaysOnly`, leaving
+// out the starts in `exceptions`.
+struct TRecurrence {
+  TFrequency frequency = TFrequency::kDaily;
+  int interval = 1;
+  bool weekdaysOnly = false;
+  TFecha until;
+  std::vector<TFecha> exceptions;
+};
+
+struct TCalendarEvent {
+  std::string uid;
+  TFecha start;
+  int64_t seconds = 0;
+  TTimePointType type = tptNone;
+  std::string summary;
+  std::string category;
+  bool transparent = false;  // absences leave the person's time free
+  std::optional<TRecurrence> recurrence;
+};
+
+struct TCalendarOptions {
+  const TZone* zone = nullptr;  // null: floating times
+  int64_t stampUtc = 0;         // DTSTAMP, seconds since 1970 UTC
+};
+
+CUADRANTE_API std::string WriteCalendar(std::span<const TCalendarEvent> events,
+                                        const TCalendarOptions& options);
+
+// A TEXT value escaped: backslash, semicolon, comma and line ends.
+CUADRANTE_API std::string EscapeText(std::string_view text);
+// A content line folded at 75 octets, each piece ended by CRLF.
+CUADRANTE_API std::string FoldLine(std::string_view line);
+// "<16 hex digits>-<YYYYMMDDTHHMMSS>@cuadrante" from `scope` (whose items),
+// `what` (type, shift or rule) and the start.
+CUADRANTE_API std::string StableUid(std::string_view scope, std::string_view what, TFecha start);
+
+// The label a type shows as SUMMARY and CATEGORIES; hosts pass a translated one.
+using TTypeLabel = std::function<std::string(TTimePointType)>;
+CUADRANTE_API std::string PlainTypeLabel(TTimePointType type);
+
+// The items of a point set that belong to [firstDay, lastDay]; a box shows
+// its code and description, a point its type.
+CUADRANTE_API std::vector<TCalendarEvent> EventsOfPoints(const TBasicPointMgr& points,
+                                                         TFecha firstDay, TFecha lastDay,
+                                                         std::string_view scope,
+                                                         const TTypeLabel& label);
+
+// How a rule travels: as one recurring event when RFC 5545 states exactly the
+// occurrences that the cycle manager unrolls, otherwise as one event each.
+struct TRuleEvents {
+  std::vector<TCalendarEvent> events;
+  bool recurring = false;
+  std::string why;  // why a rule asked to recur could not: "" otherwise
+};
+
+// The occurrences of `rule` that belong to [firstDay, lastDay]; with
+// `recur`, as a recurrence where one is exact. Monthly and quarterly rules
+// from the 29th-31st stay on the day they were clamped to, and a yearly rule
+// from 29 February on the 28th, which RFC 5545 cannot say.
+CUADRANTE_API TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDay,
+                                       bool recur, std::string_view scope, const TTypeLabel& label);
+
+// A person's roster: shift code and name where the plan gives them, the type
+// otherwise; `withName` adds the person's name (a post's calendar).
+CUADRANTE_API std::vector<TCalendarEvent> EventsOfRoster(const TPlan& plan,
+                                                         const TPersonRoster& roster, bool withName,
+                                                         const TTypeLabel& label);
+
+}  // namespace cuadrante::roster

@@ -1,0 +1,169 @@
+#include "cuadrante/roster/zone.h"
+
+#include <gtest/gtest.h>
+#include <libical/ical.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "cuadrante/roster/chrono.h"
+#include "cuadrante/roster/icalendar.h"
+#include "cuadrante/runtime/datetime.h"
+#include "cuadrante/runtime/exception.h"
+
+namespace {
+
+using namespace cuadrante::roster;
+
+TFecha At(int year, int month, int day, int hour = 0, int minute = 0) {
+  return TFecha(EncodeDateTime(year, month, day, hour, minute, 0, 0));
+}
+
+const char* const kZones[] = {"Europe/Madrid", "America/New_York", "Australia/Sydney"};
+
+// glibc's own reading of the tz database, through TZ: the offset at an instant.
+class SystemZone {
+ public:
+  explicit SystemZone(const char* name) {
+    const char* old = std::getenv("TZ");
+    saved_ = old ? old : "";
+    hadOld_ = old != nullptr;
+    setenv("TZ", name, 1);
+    tzset();
+  }
+  ~SystemZone() {
+    if (hadOld_) {
+      setenv("TZ", saved_.c_str(), 1);
+    } else {
+      unsetenv("TZ");
+    }
+    tzset();
+  }
+  static long Offset(int64_t utc) {
+    const time_t at = static_cast<time_t>(utc);
+    tm local{};
+    localtime_r(&at, &local);
+    return local.tm_gmtoff;
+  }
+
+ private:
+  std::string saved_;
+  bool hadOld_ = false;
+};
+
+TEST(TZone, ChangesAndOffsetsAgreeWithTheSystemsReadingOfTheTzDatabase) {
+  for (const char* name : kZones) {
+    const TZone zone = TZone::Find(name);
+    const SystemZone system(name);
+    const int64_t from = ToChrono(At(2000, 1, 1)).time_since_epoch().count();
+    const int64_t to = ToChrono(At(2031, 1, 1)).time_since_epoch().count();
+    // Every change glibc shows, found hour by hour and pinned to the second.
+    std::vector<int64_t> expected;
+    for (int64_t t = from; t + 3600 <= to; t += 3600) {
+      if (SystemZone::Offset(t) == SystemZone::Offset(t + 3600)) continue;
+      int64_t low = t;
+      int64_t high = t + 3600;
+      while (high - low > 1) {
+        const int64_t mid = (low + high) / 2;
+        (SystemZone::Offset(mid) == SystemZone::Offset(t) ? low : high) = mid;
+      }
+      expected.push_back(high);
+    }
+    std::vector<int64_t> got;
+    for (const TZoneChange& change : zone.Changes(from, to)) {
+      if (change.offsetBefore == change.offsetAfter) continue;
+      got.push_back(change.utc);
+      EXPECT_EQ(change.offsetBefore, SystemZone::Offset(change.utc - 1)) << name;
+      EXPECT_EQ(change.offsetAfter, SystemZone::Offset(change.utc)) << name;
+      // The hour after the change as the clock shows it maps back to its instant.
+      const TFecha wall = zone.ToWall(change.utc + 1800);
+      EXPECT_EQ(wall.Value(),
+                FromChrono(std::chrono::sys_seconds(std::chrono::seconds(
+                               change.utc + 1800 + SystemZone::Offset(change.utc + 1800))))
+                    .Value());
+      // After a step back that clock time came once already: it counts as the first.
+      const bool back = change.offsetAfter < change.offsetBefore;
+      EXPECT_EQ(zone.Kind(wall), back ? TWallKind::kAmbiguous : TWallKind::kUnique) << name;
+      EXPECT_EQ(zone.ToUtc(wall),
+                change.utc + 1800 - (back ? change.offsetBefore - change.offsetAfter : 0))
+          << name;
+    }
+    EXPECT_EQ(got, expected) << name;
+    EXPECT_EQ(got.size(), 62u) << name;  // two a year for 31 years
+  }
+  EXPECT_THROW(TZone::Find("Europe/Atlantis"), EConvertError);
+}
+
+TEST(TZone, ElapsedHoursAcrossTheChangesAndTimesThatDoNotExistOrHappenTwice) {
+  const TZone madrid = TZone::Find("Europe/Madrid");
+  EXPECT_EQ(madrid.Elapsed(At(2026, 3, 28, 22), At(2026, 3, 29, 6)), 7 * 3600);
+  EXPECT_EQ(madrid.Elapsed(At(2026, 10, 24, 22), At(2026, 10, 25, 6)), 9 * 3600);
+  EXPECT_EQ(madrid.Elapsed(At(2026, 11, 24, 22), At(2026, 11, 25, 6)), 8 * 3600);
+  EXPECT_EQ(madrid.Kind(At(2026, 3, 29, 2, 30)), TWallKind::kNonexistent);
+  EXPECT_EQ(madrid.Kind(At(2026, 3, 29, 1, 59)), TWallKind::kUnique);
+  EXPECT_EQ(madrid.Kind(At(2026, 3, 29, 3, 0)), TWallKind::kUnique);
+  EXPECT_EQ(madrid.Kind(At(2026, 10, 25, 2, 30)), TWallKind::kAmbiguous);
+  // A time in the gap counts from the change: 02:30 and 03:00 are one instant.
+  EXPECT_EQ(madrid.ToUtc(At(2026, 3, 29, 2, 30)), madrid.ToUtc(At(2026, 3, 29, 3, 0)));
+  EXPECT_EQ(WallProblem(madrid, At(2026, 3, 29, 2, 30)),
+            "2026-03-29 02:30 does not exist in Europe/Madrid (the clocks go from 02:00 to "
+            "03:00); it counts from 03:00");
+  EXPECT_EQ(WallProblem(madrid, At(2026, 10, 25, 2, 30)),
+            "2026-10-25 02:30 happens twice in Europe/Madrid (the clocks go back); it counts as "
+            "the first");
+  EXPECT_EQ(WallProblem(madrid, At(2026, 10, 25, 3, 0)), "");
+  // In Sydney the seasons turn: clocks go back in April, forward in October.
+  const TZone sydney = TZone::Find("Australia/Sydney");
+  EXPECT_EQ(sydney.Elapsed(At(2026, 4, 4, 22), At(2026, 4, 5, 6)), 9 * 3600);
+  EXPECT_EQ(sydney.Elapsed(At(2026, 10, 3, 22), At(2026, 10, 4, 6)), 7 * 3600);
+  const TZone newYork = TZone::Find("America/New_York");
+  EXPECT_EQ(newYork.Elapsed(At(2026, 3, 7, 22), At(2026, 3, 8, 6)), 7 * 3600);
+  EXPECT_EQ(newYork.Kind(At(2026, 3, 8, 2, 30)), TWallKind::kNonexistent);
+}
+
+// The VTIMEZONE the export writes is enough for libical to place every zoned
+// time where the tz database puts it: the zone is renamed so that libical
+// cannot fall back on a zone of its own.
+TEST(TZone, LibicalPlacesZonedEventsByTheExportedTimeZone) {
+  for (const char* name : kZones) {
+    const TZone zone = TZone::Find(name);
+    std::vector<TCalendarEvent> events;
+    for (int year = 2024; year <= 2028; ++year) {
+      for (const TZoneChange& change :
+           zone.Changes(ToChrono(At(year, 1, 1)).time_since_epoch().count(),
+                        ToChrono(At(year + 1, 1, 1)).time_since_epoch().count())) {
+        for (const int64_t shift : {-7200, -1, 0, 3600, 7200}) {
+          TCalendarEvent event;
+          event.start = zone.ToWall(change.utc + shift);
+          // A time in the fold is written once; libical takes the first.
+          if (zone.Kind(event.start) != TWallKind::kUnique) continue;
+          event.seconds = 8 * 3600;
+          event.uid = std::to_string(events.size());
+          event.summary = "x";
+          events.push_back(event);
+        }
+      }
+    }
+    ASSERT_GT(events.size(), 30u);
+    std::string ics = WriteCalendar(events, {&zone, 0});
+    for (size_t at = 0; (at = ics.find(name, at)) != std::string::npos;)
+      ics.replace(at, std::string(name).size(), "Test/Renamed");
+    icalcomponent* root = icalparser_parse_string(ics.c_str());
+    ASSERT_NE(root, nullptr);
+    size_t index = 0;
+    for (icalcomponent* e = icalcomponent_get_first_component(root, ICAL_VEVENT_COMPONENT); e;
+         e = icalcomponent_get_next_component(root, ICAL_VEVENT_COMPONENT), ++index) {
+      const icaltimetype start = icalcomponent_get_dtstart(e);
+      ASSERT_NE(start.zone, nullptr) << name;
+      EXPECT_EQ(static_cast<int64_t>(icaltime_as_timet_with_zone(start, start.zone)),
+                zone.ToUtc(events[index].start))
+          << name << " " << events[index].start.ToString("dd/mm/yyyy hh:nn");
+    }
+    EXPECT_EQ(index, events.size());
+    icalcomponent_free(root);
+  }
+}
+
+}  // namespace
