@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -41,16 +42,29 @@ std::string Text(const char* text) { return text != nullptr ? text : ""; }
 // How one event's times become the wall clock of the target zone.
 class TTimeReader {
  public:
-  TTimeReader(const TZone* target, const icaltimetype& start, icalproperty* startProperty)
+  TTimeReader(const TZone* target, icalcomponent* calendar, const icaltimetype& start,
+              icalproperty* startProperty)
       : target_(target) {
     if (startProperty == nullptr) return;
     if (icalparameter* tzid = icalproperty_get_first_parameter(startProperty, ICAL_TZID_PARAMETER))
       tzid_ = Text(icalparameter_get_tzid(tzid));
     zoned_ = !start.is_date && (icaltime_is_utc(start) || start.zone != nullptr || !tzid_.empty());
+    // A zone the calendar defines is placed by its VTIMEZONE. One it only
+    // names is placed by the tz database, the rules that --tz and the export
+    // follow, and by libical's own copy only where the database lacks it.
+    if (!tzid_.empty() && icalcomponent_get_timezone(calendar, tzid_.c_str()) == nullptr) {
+      try {
+        named_.emplace(TZone::Find(tzid_));
+      } catch (const EConvertError&) {
+        // libical's own zone, if it has one, is better than none.
+      }
+    }
   }
 
   int64_t operator()(const icaltimetype& time) const {
     if (target_ == nullptr || !zoned_ || time.is_date) return Wall(time);
+    if (named_ && !icaltime_is_utc(time))
+      return target_->ToWall(named_->ToUtc(TFecha(Wall(time)))).Value();
     if (icaltime_is_utc(time) || time.zone != nullptr) {
       // libical places the time by the calendar's own VTIMEZONE, or by UTC.
       return target_->ToWall(icaltime_as_timet_with_zone(time, time.zone)).Value();
@@ -66,6 +80,7 @@ class TTimeReader {
 
  private:
   const TZone* target_;
+  std::optional<TZone> named_;
   std::string tzid_;
   bool zoned_ = false;
 };
@@ -194,7 +209,7 @@ std::vector<TImportedEvent> ReadCalendar(std::string_view ics, TFecha firstDay, 
     if (seconds < 0) throw EConvertError("event '" + uid + "' ends before it starts");
 
     const bool isMove = icalcomponent_get_first_property(e, ICAL_RECURRENCEID_PROPERTY) != nullptr;
-    const TTimeReader wall(options.zone, start, startProperty);
+    const TTimeReader wall(options.zone, root.get(), start, startProperty);
     const TTimePointType type = TypeOf(e, options);
     const std::string summary = Text(icalcomponent_get_summary(e));
     for (const icaltimetype& at : Starts(e, start, seconds, range.end, options, uid)) {

@@ -46,6 +46,11 @@ TDayHours::TDayHours(TFecha firstDay, TFecha lastDay)
   seconds_.resize(static_cast<size_t>(std::max<int64_t>(days, 0)));
 }
 
+TDayHours::TDayHours(TFecha firstDay, TFecha lastDay, const TZone* zone)
+    : TDayHours(firstDay, lastDay) {
+  zone_ = zone;
+}
+
 void TDayHours::Add(const TBasicPoint& item) {
   const int64_t rangeStart = firstDay_.Value();
   const int64_t rangeEnd = rangeStart + static_cast<int64_t>(seconds_.size()) * kDay;
@@ -53,11 +58,14 @@ void TDayHours::Add(const TBasicPoint& item) {
   const int64_t end = std::min(item.EndValue(), rangeEnd);
   if (start >= end) return;
   const size_t type = TypeIndex(item.Type);
-  totals_[static_cast<size_t>(KindOf(item))] += end - start;
+  int64_t& total = totals_[static_cast<size_t>(KindOf(item))];
   for (int64_t day = (start - rangeStart) / kDay; rangeStart + day * kDay < end; ++day) {
     const int64_t dayStart = rangeStart + day * kDay;
-    seconds_[static_cast<size_t>(day)][type] +=
-        std::min(end, dayStart + kDay) - std::max(start, dayStart);
+    const int64_t from = std::max(start, dayStart);
+    const int64_t to = std::min(end, dayStart + kDay);
+    const int64_t seconds = zone_ != nullptr ? zone_->Elapsed(TFecha(from), TFecha(to)) : to - from;
+    seconds_[static_cast<size_t>(day)][type] += seconds;
+    total += seconds;
   }
 }
 

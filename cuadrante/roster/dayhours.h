@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "cuadrante/roster/zone.h"
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/time/basicpoint.h"
 #include "cuadrante/time/fecha.h"
@@ -30,6 +31,10 @@ CUADRANTE_API const char* KindName(THoursKind kind);  // "work", "absence", "oth
 class CUADRANTE_API TDayHours {
  public:
   TDayHours(TFecha firstDay, TFecha lastDay);
+  // With a zone, each day's part counts the seconds that really pass in it
+  // (a night across the spring change is 7 h); without, wall-clock seconds.
+  // The zone is borrowed and must outlive the hours.
+  TDayHours(TFecha firstDay, TFecha lastDay, const TZone* zone);
 
   // Counts the part of `item` that lies in the range, split at midnight.
   void Add(const TBasicPoint& item);
@@ -47,6 +52,7 @@ class CUADRANTE_API TDayHours {
  private:
   using TDay = std::array<int64_t, kTimePointTypeCount>;
   TFecha firstDay_;
+  const TZone* zone_ = nullptr;
   std::vector<TDay> seconds_;
   std::array<int64_t, 3> totals_{};
 };

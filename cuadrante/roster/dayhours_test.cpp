@@ -109,3 +109,31 @@ TEST(HoursRows, WeeksStartOnMondayAndMonthsHaveThirtyOneColumns) {
 }
 
 }  // namespace
+
+namespace {
+
+// With a zone each day counts what really passes: the spring night loses its
+// hour on the day of the change, the autumn night gains one, and every other
+// day keeps the wall clock's hours.
+TEST(TDayHours, CountsElapsedHoursInAZone) {
+  const cuadrante::roster::TZone madrid = cuadrante::roster::TZone::Find("Europe/Madrid");
+  TDayHours hours(At(2026, 3, 28), At(2026, 3, 30), &madrid);
+  hours.Add(Item(At(2026, 3, 28, 22), 8 * kHour, tptTimetable));
+  hours.Add(Item(At(2026, 3, 30, 0), kDay, tptLeave));
+  EXPECT_EQ(hours.Seconds(0, tptTimetable), 2 * kHour);
+  EXPECT_EQ(hours.Seconds(1, tptTimetable), 5 * kHour);
+  EXPECT_EQ(hours.Seconds(2), kDay);
+  EXPECT_EQ(hours.Total(THoursKind::kWork), 7 * kHour);
+  EXPECT_EQ(hours.Total(THoursKind::kAbsence), kDay);
+  // The whole change day is 23 h long, the autumn one 25 h.
+  TDayHours days(At(2026, 3, 29), At(2026, 10, 25), &madrid);
+  days.Add(Item(At(2026, 3, 29), kDay, tptLeave));
+  days.Add(Item(At(2026, 10, 25), kDay, tptLeave));
+  EXPECT_EQ(days.Seconds(0), 23 * kHour);
+  EXPECT_EQ(days.Seconds(days.Days() - 1), 25 * kHour);
+  TDayHours wall(At(2026, 3, 29), At(2026, 3, 29));
+  wall.Add(Item(At(2026, 3, 29), kDay, tptLeave));
+  EXPECT_EQ(wall.Seconds(0), kDay);
+}
+
+}  // namespace

@@ -98,8 +98,8 @@ std::vector<TPersonRoster> BuildRosters(const TPlan& plan, TFecha firstDay, TFec
   return rosters;
 }
 
-TDayHours HoursOf(const TPersonRoster& roster, TFecha firstDay, TFecha lastDay) {
-  TDayHours hours(firstDay, lastDay);
+TDayHours HoursOf(const TPersonRoster& roster, TFecha firstDay, TFecha lastDay, const TZone* zone) {
+  TDayHours hours(firstDay, lastDay, zone);
   for (const TRosterItem& item : roster.items) {
     TBasicPoint point(item.start, TDuration(item.seconds));
     point.Type = item.type;

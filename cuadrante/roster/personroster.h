@@ -37,7 +37,8 @@ CUADRANTE_API std::vector<TPersonRoster> BuildRosters(const TPlan& plan, TFecha 
                                                       TFecha lastDay);
 
 // The person's hours over the same days, split at midnight and at the range's
-// edges, work apart from absence.
-CUADRANTE_API TDayHours HoursOf(const TPersonRoster& roster, TFecha firstDay, TFecha lastDay);
+// edges, work apart from absence; with a zone, the hours that really pass.
+CUADRANTE_API TDayHours HoursOf(const TPersonRoster& roster, TFecha firstDay, TFecha lastDay,
+                                const TZone* zone = nullptr);
 
 }  // namespace cuadrante::roster

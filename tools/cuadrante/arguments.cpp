@@ -245,17 +245,17 @@ void CheckEnvironmentDocument(const std::string& path) {
   }
 }
 
-void PrintAsDocument(const TBasicPointMgr& set) {
-  if (set.Points.empty()) {
-    // The library saves an empty set as an empty text, which no reader takes
-    // for a document.
-    std::printf("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>\n<POINTSMGR/>\n");
-    return;
-  }
+std::string DocumentText(const TBasicPointMgr& set) {
+  // The library saves an empty set as an empty text, which no reader takes
+  // for a document.
+  if (set.Points.empty())
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>\n<POINTSMGR/>\n";
   AnsiString xml;
   set.SaveToXML(xml);
-  std::printf("%s\n", xml.c_str());
+  return xml + "\n";
 }
+
+void PrintAsDocument(const TBasicPointMgr& set) { std::fputs(DocumentText(set).c_str(), stdout); }
 
 const std::string& EnvironmentOption() { return environmentOption; }
 

@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/roster/dayhours.h"
 #include "cuadrante/roster/plan.h"
+#include "cuadrante/roster/zone.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/graphics.h"
 #include "tools/cuadrante/table.h"
@@ -125,10 +127,14 @@ void PrintHours(const roster::TDayHours& hours, bool byMonth, Format format);
 void ReportOverlaps(const TBasicPointList& sorted);
 // One row a point: its group (or, for unrolled rules, the rule), first and
 // closing minute, length, type and label, and the colour of boxes.
-void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours);
+// With a zone, lengths are the time that really passes.
+void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours,
+                 const roster::TZone* zone = nullptr);
 // The set as a point-set document on stdout, which the commands read back;
 // an empty set is an empty POINTSMGR.
 void PrintAsDocument(const TBasicPointMgr& set);
+// The same document as a text, for a file.
+std::string DocumentText(const TBasicPointMgr& set);
 // Text for an SVG or XML document: & < > and " escaped.
 std::string Escape(const std::string& text);
 // The pictures' colour of a point type, "#rrggbb": one a type, apart in grey.
@@ -137,6 +143,17 @@ std::string TypeFill(int type);
 const char* InkFor(const std::string& fill);
 // A colour of the library (red in the low byte) as "#rrggbb".
 std::string ColourHex(TColor colour);
+
+// The plan at `path` ("-": stdin); bad input names the path.
+roster::TPlan LoadPlan(const std::string& path);
+// --month YYYY-MM or --from/--to, as whole days.
+void PlanRange(const Options& options, TFecha& first, TFecha& last);
+// The zone that --tz names, or none without --tz; a name that the tz database
+// does not hold is bad input.
+std::optional<roster::TZone> ZoneOption(const Options& options);
+// Says on stderr, once for each, the starts and ends of `items` that the
+// zone's clocks skip or show twice, and how they are counted.
+void ReportWallProblems(const TBasicPointList& items, const roster::TZone& zone);
 
 int RunPlan(const Args& args);
 // Draws the plan's picture over [first, last] to `output` ("-": stdout).
@@ -174,5 +191,9 @@ int RunUnzip(const Args& args);
 void HelpUnzip();
 int RunBase64(const Args& args);
 void HelpBase64();
+int RunIcs(const Args& args);
+void HelpIcs();
+int RunIcsImport(const Args& args);
+void HelpIcsImport();
 
 }  // namespace cuadrante::tool

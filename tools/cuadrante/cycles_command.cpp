@@ -114,20 +114,22 @@ int RunPeriods(const Args& args) {
 void HelpRoster() {
   std::printf(
       "usage: cuadrante roster RULES.xml --month YYYY-MM | --from DATE --to DATE\n"
-      "                        [--format text|csv|xml|json]\n\n"
+      "                        [--tz ZONE] [--format text|csv|xml|json]\n\n"
       "Unrolls the rules over one month (or a range) and lays the occurrences out in\n"
       "week rows by type, one column a day, with each row's total, then the hours\n"
       "of work, absence and other types. An occurrence counts on each day the hours\n"
-      "it spends there, split at midnight and cut at the range's edges.\n\n"
+      "it spends there, split at midnight and cut at the range's edges; with --tz,\n"
+      "the hours that really pass in that zone.\n\n"
       "examples:\n  cuadrante roster examples/rules.xml --month 2026-11\n"
       "  cuadrante roster examples/rules.xml --from 2026-11-02 --to 2026-11-15 --format csv\n");
 }
 
 int RunRoster(const Args& args) {
-  const Options options = Parse(args, {"--month", "--from", "--to", "--format"}, {});
+  const Options options = Parse(args, {"--month", "--from", "--to", "--format", "--tz"}, {});
   const Format format = ParseFormat(options);
   if (options.words.size() != 1)
     throw Misuse("expects one RULES.xml (see `cuadrante help roster`)");
+  const std::optional<roster::TZone> zone = ZoneOption(options);
   TFecha first;
   TFecha last;
   if (options.Has("--month")) {
@@ -147,7 +149,8 @@ int RunRoster(const Args& args) {
   if (forPeople && options.Has("--month")) {
     std::printf("%s\n\n", first.ToString("mmmm yyyy").c_str());
   }
-  roster::TDayHours hours(first, last);
+  if (zone) ReportWallProblems(rules.Points, *zone);
+  roster::TDayHours hours(first, last, zone ? &*zone : nullptr);
   for (const TBasicPoint* point : rules.Points) hours.Add(*point);
   PrintHours(hours, false, format);
   if (forPeople) std::printf("%zu occurrences\n", rules.Points.size());

@@ -65,6 +65,10 @@ const Command kCommands[] = {
      cuadrante::tool::HelpUnzip},
     {"base64", "Base64-encode stdin, or decode it with -d", cuadrante::tool::RunBase64,
      cuadrante::tool::HelpBase64},
+    {"ics", "write items, rules or a roster as an iCalendar file", cuadrante::tool::RunIcs,
+     cuadrante::tool::HelpIcs},
+    {"ics-import", "read the events of an iCalendar file as items", cuadrante::tool::RunIcsImport,
+     cuadrante::tool::HelpIcsImport},
 };
 
 void PrintUsage(std::FILE* out) {

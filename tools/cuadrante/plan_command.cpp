@@ -21,31 +21,6 @@ namespace {
 
 constexpr int64_t kDay = 86400;
 
-roster::TPlan LoadPlan(const std::string& path) {
-  const std::string text = path == "-"
-                               ? ReadStandardInput(kDocumentFileLimit, "too large for a plan")
-                               : std::string(ReadWholeFile(path, kDocumentFileLimit));
-  try {
-    return roster::ReadPlan(text);
-  } catch (const Exception& e) {
-    throw EConvertError(path + ": " + e.Message);
-  }
-}
-
-// --month YYYY-MM or --from/--to, as the roster command takes them.
-void PlanRange(const Options& options, TFecha& first, TFecha& last) {
-  if (options.Has("--month")) {
-    if (options.Has("--from") || options.Has("--to"))
-      throw Misuse("takes --month or --from and --to, not both");
-    const std::string& month = options.Need("--month");
-    first = ParseMonthArgument(month);
-    last = TFecha(first.EndOfMonth().Date());
-  } else {
-    ParseRange(options, first, last);
-    last = TFecha(last.Date());
-  }
-}
-
 // "07-15" for whole hours, "07:30-15:30" otherwise.
 std::string Clock(TFecha start, int64_t end) {
   const bool whole = start.Value() % 3600 == 0 && end % 3600 == 0;
@@ -70,7 +45,7 @@ std::string HoursText(int64_t seconds, bool forPeople) {
 const Options ParsePlanOptions(const Args& args) {
   return Parse(args,
                {"--month", "--from", "--to", "--format", "--by", "--min-rest", "--max-week",
-                "--max-days", "-o"},
+                "--max-days", "-o", "--tz"},
                {});
 }
 
@@ -203,6 +178,7 @@ int RunPlanHours(const Options& options) {
   const std::string by = options.Get("--by", "week");
   if (by != "day" && by != "week" && by != "month")
     throw Misuse("--by takes day, week or month, not '" + by + "'");
+  const std::optional<roster::TZone> zone = ZoneOption(options);
   const roster::TPlan plan = LoadPlan(options.words[1]);
   Table table("hours", {{"employee", "employee", 12},
                         {"post", "post", 5},
@@ -213,7 +189,13 @@ int RunPlanHours(const Options& options) {
                         {"contract", "contract", 8, true, true},
                         {"balance", "balance", 8, true, true}});
   for (const auto& person : roster::BuildRosters(plan, first, last)) {
-    const roster::TDayHours hours = roster::HoursOf(person, first, last);
+    const roster::TDayHours hours = roster::HoursOf(person, first, last, zone ? &*zone : nullptr);
+    if (zone) {
+      TBasicPointMgr items;
+      for (const auto& item : person.items)
+        items.Add(new TBasicPoint(item.start, TDuration(item.seconds)));
+      ReportWallProblems(items.Points, *zone);
+    }
     int64_t sums[5] = {};
     const auto add = [&](const std::string& week, int firstDay, int lastDay) {
       int64_t kinds[3] = {};
@@ -264,12 +246,37 @@ int RunPlanHours(const Options& options) {
 
 }  // namespace
 
+roster::TPlan LoadPlan(const std::string& path) {
+  const std::string text = path == "-"
+                               ? ReadStandardInput(kDocumentFileLimit, "too large for a plan")
+                               : std::string(ReadWholeFile(path, kDocumentFileLimit));
+  try {
+    return roster::ReadPlan(text);
+  } catch (const Exception& e) {
+    throw EConvertError(path + ": " + e.Message);
+  }
+}
+
+// --month YYYY-MM or --from/--to, as the roster command takes them.
+void PlanRange(const Options& options, TFecha& first, TFecha& last) {
+  if (options.Has("--month")) {
+    if (options.Has("--from") || options.Has("--to"))
+      throw Misuse("takes --month or --from and --to, not both");
+    const std::string& month = options.Need("--month");
+    first = ParseMonthArgument(month);
+    last = TFecha(first.EndOfMonth().Date());
+  } else {
+    ParseRange(options, first, last);
+    last = TFecha(last.Date());
+  }
+}
+
 void HelpPlan() {
   std::printf(
       "usage: cuadrante plan roster|hours|check|coverage|render PLAN.xml\n"
       "                      --month YYYY-MM | --from DATE --to DATE\n"
       "                      [--format text|csv|xml|json]\n"
-      "                      [--by day|week|month]                          (hours)\n"
+      "                      [--by day|week|month] [--tz ZONE]              (hours)\n"
       "                      [--min-rest H] [--max-week H] [--max-days N]   (check)\n"
       "                      -o FILE.svg                                    (render)\n\n"
       "Reads a plan document (posts with their required coverage, named shifts,\n"
@@ -279,7 +286,8 @@ void HelpPlan() {
       "            the absence's label (a shift shows on the day it starts);\n"
       "  hours     one row per employee per week (--by day|week|month) and a total:\n"
       "            hours of work, absence and other types, split at midnight and at\n"
-      "            the range's edges, the\n"
+      "            the range's edges (with --tz, the hours that really pass in\n"
+      "            that zone: a night across the spring change is 7 h), the\n"
       "            contract's share of those days and the balance (work - contract);\n"
       "  check     every breach of the rules, with person, span and what it is:\n"
       "            overlapping items, work during absence or on a plan holiday, rest\n"

@@ -78,6 +78,11 @@ std::string Describe(const TBasicPoint& point) {
          TFecha(point.EndValue()).ToString("dd/mm/yyyy hh:nn");
 }
 
+// The seconds that really pass over the point in `zone`.
+int64_t Elapsed(const TBasicPoint& point, const roster::TZone* zone) {
+  return zone->Elapsed(point.GetInicio(), TFecha(point.EndValue()));
+}
+
 }  // namespace
 
 void ReportOverlaps(const TBasicPointList& sorted) {
@@ -144,7 +149,8 @@ std::string ColourHex(TColor colour) {
   return text;
 }
 
-void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours) {
+void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours,
+                 const roster::TZone* zone) {
   const bool forPeople = format == Format::kText;
   std::vector<Column> heads = {
       {ruleColumn ? "rule" : "group", ruleColumn ? "rule" : "group", 5, true, true},
@@ -163,13 +169,14 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
     return text;
   };
   for (const TBasicPoint* point : points) {
-    std::vector<std::string> cells = {std::to_string(point->Group),
-                                      when(point->GetInicio()),
-                                      when(TFecha(point->EndValue())),
-                                      forPeople ? Trim(point->GetDuration().GetSmartString())
-                                                : std::to_string(point->GetDurationValue()),
-                                      std::to_string(point->Type),
-                                      TypeLabel(point->Type)};
+    const TDuration length(zone != nullptr ? Elapsed(*point, zone) : point->GetDurationValue());
+    std::vector<std::string> cells = {
+        std::to_string(point->Group),
+        when(point->GetInicio()),
+        when(TFecha(point->EndValue())),
+        forPeople ? Trim(length.GetSmartString()) : std::to_string(length.Value()),
+        std::to_string(point->Type),
+        TypeLabel(point->Type)};
     if (colours) cells.push_back(ColourHex(point->GetColor()));
     table.Add(std::move(cells));
   }
@@ -178,7 +185,7 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
 
 void HelpPoints() {
   std::printf(
-      "usage: cuadrante points FILE.xml [--from DATE --to DATE] [--type N]\n"
+      "usage: cuadrante points FILE.xml [--from DATE --to DATE] [--type N] [--tz ZONE]\n"
       "       cuadrante points add FILE.xml --start DATE[THH:MM] --hours H [--type N]\n"
       "                                     [--level N]\n"
       "                        [--format text|csv|xml|json]\n\n"
@@ -186,7 +193,9 @@ void HelpPoints() {
       "element a point) by start: group, first and closing minute, length, type.\n"
       "--from/--to keep the points that overlap the range (both days included),\n"
       "--type N those of one type. As xml the list is itself a point-set document.\n"
-      "Overlapping points are named on stderr, with their count. `points add`\n"
+      "Overlapping points are named on stderr, with their count. --tz ZONE counts\n"
+      "the time that really passes in that zone (a night across the spring change\n"
+      "is 7 h) and names the clock times the zone skips or shows twice. `points add`\n"
       "appends a point (type 2, Horario, unless --type says otherwise) to a\n"
       "document, created when missing and rewritten whole or not at all.\n\n"
       "examples:\n  cuadrante points examples/points.xml\n"
@@ -195,53 +204,65 @@ void HelpPoints() {
 
 int RunPoints(const Args& args) {
   if (!args.empty() && args[0] == "add") return RunPointsAdd(args);
-  const Options options = Parse(args, {"--from", "--to", "--type", "--format"}, {});
+  const Options options = Parse(args, {"--from", "--to", "--type", "--format", "--tz"}, {});
   const Format format = ParseFormat(options);
   if (options.words.size() != 1) {
     throw Misuse("expects one FILE.xml (see `cuadrante help points`)");
   }
+  const std::optional<roster::TZone> zone = ZoneOption(options);
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
   ReportOverlaps(set.Points);
+  if (zone) ReportWallProblems(set.Points, *zone);
   if (format == Format::kXml) {
     PrintAsDocument(set);
     return 0;
   }
-  PrintPoints(set.Points, format, false, false);
+  PrintPoints(set.Points, format, false, false, zone ? &*zone : nullptr);
   if (format != Format::kText) return 0;
   if (set.Points.empty()) {
     std::printf("\n0 points\n");
   } else {
-    std::printf("\n%zu point%s, %s in all\n", set.Points.size(), set.Points.size() == 1 ? "" : "s",
-                Trim(set.GetTotalDuration(tptNone).GetSmartString()).c_str());
+    TDuration total = set.GetTotalDuration(tptNone);
+    if (zone) {
+      int64_t elapsed = 0;
+      for (const TBasicPoint* point : set.Points) elapsed += Elapsed(*point, &*zone);
+      total = TDuration(elapsed);
+    }
+    std::printf("\n%zu point%s, %s in all%s\n", set.Points.size(),
+                set.Points.size() == 1 ? "" : "s", Trim(total.GetSmartString()).c_str(),
+                zone ? (" (elapsed in " + zone->Name() + ")").c_str() : "");
   }
   return 0;
 }
 
 void HelpGrid() {
   std::printf(
-      "usage: cuadrante grid FILE.xml [--by week|month] [--type N]\n"
+      "usage: cuadrante grid FILE.xml [--by week|month] [--type N] [--tz ZONE]\n"
       "                      [--from DATE --to DATE] [--format text|csv|xml|json]\n\n"
       "Lays the points of a stored point-set document out in rows, one for each\n"
       "week (default) or month and type, with the hours of each day and the row's\n"
       "total, then the hours of work, absence and other types. A point counts on\n"
       "each day the hours it spends there, split at midnight and cut at the range's\n"
       "edges. --type keeps one type, --from/--to one range (default: the document's\n"
-      "first to last day). Overlapping points are named on stderr.\n\n"
+      "first to last day). Overlapping points are named on stderr. --tz ZONE counts\n"
+      "the hours that really pass in that zone.\n\n"
       "examples:\n  cuadrante grid examples/points.xml\n"
       "  cuadrante grid examples/points.xml --by month --type 2 --format csv\n");
 }
 
 int RunGrid(const Args& args) {
-  const Options options = Parse(args, {"--by", "--type", "--from", "--to", "--format"}, {});
+  const Options options = Parse(args, {"--by", "--type", "--from", "--to", "--format", "--tz"}, {});
   const Format format = ParseFormat(options);
   if (options.words.size() != 1) throw Misuse("expects one FILE.xml (see `cuadrante help grid`)");
   const std::string by = options.Get("--by", "week");
   if (by != "week" && by != "month") throw Misuse("--by takes week or month, not '" + by + "'");
   const TTimesGroup group = by == "week" ? tgWeek : tgMonth;
+  const std::optional<roster::TZone> zone = ZoneOption(options);
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
   ReportOverlaps(set.Points);
+  if (zone) ReportWallProblems(set.Points, *zone);
   TFecha from;
   TFecha to;
   if (options.Has("--from") || options.Has("--to")) {
@@ -254,7 +275,7 @@ int RunGrid(const Args& args) {
     from = TFecha(set.Points.front()->GetInicio().Date());
     to = TFecha(last);
   }
-  roster::TDayHours hours(from, to);
+  roster::TDayHours hours(from, to, zone ? &*zone : nullptr);
   for (const TBasicPoint* point : set.Points) hours.Add(*point);
   PrintHours(hours, group == tgMonth, format);
   return 0;

@@ -1,0 +1,284 @@
+// `cuadrante ics` and `cuadrante ics-import`: rosters into the calendars on
+// people's phones, and what was booked there back into a point-set document.
+// Also the --tz option that the hours commands share.
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/roster/calendarimport.h"
+#include "cuadrante/roster/icalendar.h"
+#include "cuadrante/roster/personroster.h"
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
+#include "cuadrante/time/basicbox.h"
+#include "cuadrante/time/cyclepoint.h"
+#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/labels.h"
+
+namespace cuadrante::tool {
+namespace {
+
+constexpr size_t kCalendarFileLimit = 256u << 20;
+
+roster::TTypeLabel Labels() {
+  return [](TTimePointType type) { return TypeLabel(static_cast<int>(type)); };
+}
+
+// Whether the document's root element is a plan's: a plan and a point-set
+// document take different readers.
+bool HoldsPlan(const std::string& text) {
+  for (size_t at = text.find('<'); at != std::string::npos; at = text.find('<', at + 1)) {
+    if (at + 1 < text.size() && (text[at + 1] == '?' || text[at + 1] == '!')) continue;
+    return text.compare(at + 1, 4, "PLAN") == 0 &&
+           (at + 5 >= text.size() ||
+            std::string(" \t\r\n>/").find(text[at + 5]) != std::string::npos);
+  }
+  return false;
+}
+
+// DTSTAMP: now, or SOURCE_DATE_EPOCH where a build wants the same bytes twice.
+int64_t Stamp() {
+  if (const char* epoch = std::getenv("SOURCE_DATE_EPOCH")) {
+    char* end = nullptr;
+    const long long value = std::strtoll(epoch, &end, 10);
+    if (end != epoch && *end == '\0') return value;
+  }
+  return static_cast<int64_t>(std::time(nullptr));
+}
+
+std::vector<roster::TCalendarEvent> EventsOfPlan(const std::string& path, const Options& options,
+                                                 TFecha first, TFecha last) {
+  if (options.Has("--employee") && options.Has("--post"))
+    throw Misuse("takes --employee or --post, not both");
+  const roster::TPlan plan = LoadPlan(path);
+  const std::string employee = options.Get("--employee", "");
+  const std::string post = options.Get("--post", "");
+  if (!employee.empty() &&
+      std::none_of(plan.employees.begin(), plan.employees.end(),
+                   [&](const roster::TEmployee& e) { return e.id == employee; }))
+    throw EConvertError(path + ": no employee '" + employee + "'");
+  if (!post.empty() && plan.FindPost(post) == nullptr)
+    throw EConvertError(path + ": no post '" + post + "'");
+  std::vector<roster::TCalendarEvent> events;
+  for (const roster::TPersonRoster& person : roster::BuildRosters(plan, first, last)) {
+    if (!employee.empty() && person.employee->id != employee) continue;
+    if (!post.empty() && person.employee->post != post) continue;
+    for (auto& event : roster::EventsOfRoster(plan, person, employee.empty(), Labels()))
+      events.push_back(std::move(event));
+  }
+  return events;
+}
+
+std::vector<roster::TCalendarEvent> EventsOfDocument(const std::string& path,
+                                                     const Options& options, TFecha first,
+                                                     TFecha last) {
+  if (options.Has("--employee") || options.Has("--post"))
+    throw Misuse("--employee and --post choose from a plan, and " + path + " holds no plan");
+  AnsiString text;
+  const DocumentKind kind = ReadDocument(path, text);
+  const std::string scope = path == "-" ? "stdin" : std::filesystem::path(path).filename().string();
+  if (kind != DocumentKind::kRules) {
+    TBasicPointMgr set;
+    // Boxes keep their code and description, which the events show.
+    TBasicBox box;
+    TBasicPoint point;
+    if (kind != DocumentKind::kEmpty) {
+      try {
+        set.LoadFromXML(text, kind == DocumentKind::kBoxes ? &box : &point);
+      } catch (const Exception& e) {
+        throw EConvertError(path + ": " + e.Message);
+      }
+    }
+    set.Sort();
+    return roster::EventsOfPoints(set, first, last, scope, Labels());
+  }
+  TCyclePointMgr rules;
+  LoadRulesFrom(path, text, rules);
+  const bool recur = options.Flag("--rrule");
+  std::vector<roster::TCalendarEvent> events;
+  size_t number = 0;
+  for (const TBasicPoint* rule : rules.Cycles.Points) {
+    ++number;
+    roster::TRuleEvents made = roster::EventsOfRule(*static_cast<const TCyclePoint*>(rule), first,
+                                                    last, recur, scope, Labels());
+    if (!made.why.empty())
+      std::fprintf(stderr, "cuadrante ics: rule %zu: %s\n", number, made.why.c_str());
+    for (auto& event : made.events) events.push_back(std::move(event));
+  }
+  return events;
+}
+
+void RefuseOverwritingInput(const std::string& input, const std::string& output) {
+  if (input == "-" || output == "-") return;
+  std::error_code error;
+  if (std::filesystem::equivalent(input, output, error))
+    throw Misuse("-o " + output + " is the input; write elsewhere");
+}
+
+void Deliver(const std::string& output, const std::string& text, const std::string& summary) {
+  if (output.empty() || output == "-") {
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
+      throw EFileError("stdout: cannot be written");
+    if (!output.empty()) std::fprintf(stderr, "-: %s\n", summary.c_str());
+    return;
+  }
+  MakeFoldersFor(output);
+  try {
+    WriteFileAtomically(output, text);
+  } catch (const Exception& e) {
+    throw EFileError(output + ": " + e.Message);
+  }
+  std::printf("%s: %s\n", output.c_str(), summary.c_str());
+}
+
+}  // namespace
+
+std::optional<roster::TZone> ZoneOption(const Options& options) {
+  if (!options.Has("--tz")) return std::nullopt;
+  return roster::TZone::Find(options.Need("--tz"));
+}
+
+void ReportWallProblems(const TBasicPointList& items, const roster::TZone& zone) {
+  std::set<int64_t> told;
+  for (const TBasicPoint* item : items) {
+    for (const int64_t at : {item->StartValue(), item->EndValue()}) {
+      if (!told.insert(at).second) continue;
+      const std::string problem = roster::WallProblem(zone, TFecha(at));
+      if (!problem.empty()) std::fprintf(stderr, "cuadrante: %s\n", problem.c_str());
+    }
+  }
+}
+
+void HelpIcs() {
+  std::printf(
+      "usage: cuadrante ics DOCUMENT --from DATE --to DATE | --month YYYY-MM\n"
+      "                     [--employee ID | --post CODE] [--tz ZONE] [--rrule]\n"
+      "                     [-o FILE.ics]\n\n"
+      "Writes an iCalendar (RFC 5545) calendar that phones and calendar programs\n"
+      "import: one event an item of the range (an item belongs when it overlaps\n"
+      "it). DOCUMENT is a point-set document, a rules document (its occurrences\n"
+      "over the range) or a plan: --employee ID takes one person's roster, --post\n"
+      "CODE everyone on that post, and neither everyone, named in each event. Each\n"
+      "event has a UID that the same item keeps in every export, so importing again\n"
+      "updates the calendar instead of doubling it; shifts show their code and name,\n"
+      "other items their type, and absences leave the time free.\n"
+      "Without --tz the times float (the wall clock, as the library keeps it); with\n"
+      "--tz Europe/Madrid each time carries that zone and the calendar its rules\n"
+      "from the tz database. --rrule writes each rule of a rules document once, as\n"
+      "a recurrence, where RFC 5545 says exactly what the library unrolls; a rule\n"
+      "that RRULE cannot say (a monthly rule from the 29th-31st stays on the day it\n"
+      "was clamped to) is written as single events, and stderr says so.\n"
+      "Without -o the calendar goes to stdout.\n\n"
+      "examples:\n"
+      "  cuadrante ics examples/plan.xml --employee eva --month 2026-11 -o eva.ics\n"
+      "  cuadrante ics examples/rules.xml --month 2026-11 --rrule --tz Europe/Madrid\n");
+}
+
+int RunIcs(const Args& args) {
+  const Options options =
+      Parse(args, {"--from", "--to", "--month", "--employee", "--post", "--tz", "-o"}, {"--rrule"});
+  if (options.words.size() != 1) throw Misuse("expects one DOCUMENT (see `cuadrante help ics`)");
+  const std::string& path = options.words[0];
+  const std::string output = options.Get("-o", "");
+  RefuseOverwritingInput(path, output);
+  TFecha first, last;
+  PlanRange(options, first, last);
+  const std::optional<roster::TZone> zone = ZoneOption(options);
+
+  const bool plan = path != "-" && HoldsPlan(ReadWholeFile(path, kDocumentFileLimit));
+  const std::vector<roster::TCalendarEvent> events =
+      plan ? EventsOfPlan(path, options, first, last)
+           : EventsOfDocument(path, options, first, last);
+  if (zone) {
+    TBasicPointMgr items;
+    for (const auto& event : events)
+      items.Add(new TBasicPoint(event.start, TDuration(event.seconds)));
+    ReportWallProblems(items.Points, *zone);
+  }
+  const std::string calendar = roster::WriteCalendar(events, {zone ? &*zone : nullptr, Stamp()});
+  size_t recurring = 0;
+  for (const auto& event : events) recurring += event.recurrence ? 1 : 0;
+  std::string summary = std::to_string(events.size()) + " event" + (events.size() == 1 ? "" : "s");
+  if (recurring > 0) summary += ", " + std::to_string(recurring) + " recurring";
+  Deliver(output, calendar, summary);
+  return 0;
+}
+
+void HelpIcsImport() {
+  std::printf(
+      "usage: cuadrante ics-import FILE.ics --from DATE --to DATE | --month YYYY-MM\n"
+      "                            [--tz ZONE] [--type N] [-o FILE.xml]\n"
+      "                            [--format text|csv|xml|json]\n\n"
+      "Reads the events of an iCalendar file (libical parses it) and lists the\n"
+      "occurrences that overlap the range, recurrences expanded (RRULE, RDATE,\n"
+      "EXDATE, moved occurrences), cancelled events left out. All-day events last\n"
+      "whole days. Floating times stay as they are; times with a zone or in UTC\n"
+      "become the wall clock of --tz, and stay as written without it. The type is\n"
+      "the one this tool exported, else the type a CATEGORIES value names, else\n"
+      "--type (default 9, Vacaciones). -o writes the items as a point-set document\n"
+      "that `points`, `grid` and `render` read, whole or not at all.\n\n"
+      "examples:\n"
+      "  cuadrante ics-import eva.ics --from 2026-11-01 --to 2026-12-31\n"
+      "  cuadrante ics-import eva.ics --month 2026-11 --tz Europe/Madrid -o eva.xml\n");
+}
+
+int RunIcsImport(const Args& args) {
+  const Options options =
+      Parse(args, {"--from", "--to", "--month", "--tz", "--type", "-o", "--format"}, {});
+  const Format format = ParseFormat(options);
+  if (options.words.size() != 1)
+    throw Misuse("expects one FILE.ics (see `cuadrante help ics-import`)");
+  const std::string& path = options.words[0];
+  const std::string output = options.Get("-o", "");
+  RefuseOverwritingInput(path, output);
+  TFecha first, last;
+  PlanRange(options, first, last);
+  const std::optional<roster::TZone> zone = ZoneOption(options);
+  roster::TImportOptions reading;
+  reading.zone = zone ? &*zone : nullptr;
+  reading.label = Labels();
+  if (options.Has("--type")) {
+    const std::string& text = options.Need("--type");
+    const int type = StrToIntDef(text, -1);
+    if (type < 0 || type >= kTimePointTypeCount)
+      throw Misuse("--type takes a point type from 0 to 13, not '" + text + "'");
+    reading.defaultType = static_cast<TTimePointType>(type);
+  }
+  const std::string text = path == "-"
+                               ? ReadStandardInput(kCalendarFileLimit, "too large for a calendar")
+                               : std::string(ReadWholeFile(path, kCalendarFileLimit));
+  std::vector<roster::TImportedEvent> events;
+  try {
+    events = roster::ReadCalendar(text, first, last, reading);
+  } catch (const Exception& e) {
+    throw EConvertError(path + ": " + e.Message);
+  }
+  TBasicPointMgr set;
+  for (const auto& event : events) {
+    auto* point = new TBasicPoint(event.start, TDuration(event.seconds));
+    point->Type = event.type;
+    set.Add(point);
+  }
+  if (!output.empty()) {
+    Deliver(output, DocumentText(set),
+            std::to_string(events.size()) + " item" + (events.size() == 1 ? "" : "s"));
+    return 0;
+  }
+  if (format == Format::kXml) {
+    PrintAsDocument(set);
+    return 0;
+  }
+  PrintPoints(set.Points, format, false, false);
+  if (format == Format::kText)
+    std::printf("\n%zu item%s from %s\n", events.size(), events.size() == 1 ? "" : "s",
+                path.c_str());
+  return 0;
+}
+
+}  // namespace cuadrante::tool
