@@ -32,6 +32,20 @@ step "Where each post has fewer or more people than it needs" \
   plan coverage examples/plan.xml --month "$month"
 step "The planner's picture: people by post, breaches and coverage (open it in a browser)" \
   plan render examples/plan.xml --month "$month" -o build/demo/plan.svg
+step "Eva's month as a calendar for her phone (iCalendar, Madrid time)" \
+  ics examples/plan.xml --employee eva --month "$month" --tz Europe/Madrid -o build/demo/eva.ics
+printf '\n== The calendar parsed back by python3-icalendar, a reader we did not write\n'
+/usr/bin/python3 - build/demo/eva.ics <<'PY'
+import sys, icalendar
+cal = icalendar.Calendar.from_ical(open(sys.argv[1], 'rb').read())
+events = list(cal.walk('VEVENT'))
+for ev in events[:4]:
+    start, end = ev.decoded('dtstart'), ev.decoded('dtend')
+    print(f"{start:%a %d/%m %H:%M} - {end:%H:%M} {start.tzname()}  {ev['summary']}")
+print(f"... {len(events)} events, time zone {cal.walk('VTIMEZONE')[0]['tzid']}")
+PY
+step "The same file read back into items by libical" \
+  ics-import build/demo/eva.ics --month "$month" --tz Europe/Madrid
 step "A long operation on a worker thread, polled with a progress bar" \
   demo-operation --steps 40
 
