@@ -71,5 +71,16 @@ int main() {
   Expect("coverage gaps",
          std::to_string(gaps.size()) + " from " + gaps.at(0).from.ToString("dd/mm hh:nn"),
          "1 from 24/11 08:00");
+  // Ana's day as a calendar event, and a night across the spring change in Madrid.
+  const std::string calendar = cuadrante::roster::WriteCalendar(
+      cuadrante::roster::EventsOfRoster(plan, rosters.at(0), false, {}), {nullptr, 0});
+  Expect("calendar event", calendar.substr(calendar.find("DTSTART"), 25),
+         "DTSTART:20261123T080000\r\n");
+  const auto madrid = cuadrante::roster::TZone::Find("Europe/Madrid");
+  Expect("hours across the spring change",
+         std::to_string(madrid.Elapsed(TFecha(EncodeDateTime(2026, 3, 28, 22, 0, 0, 0)),
+                                       TFecha(EncodeDateTime(2026, 3, 29, 6, 0, 0, 0))) /
+                        3600),
+         "7");
   return failures == 0 ? 0 : 1;
 }
