@@ -11,6 +11,7 @@
 #include "cuadrante/roster/calendarimport.h"
 #include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/runtime/exception.h"
 #include "cuadrante/time/basicbox.h"
 
 namespace {
@@ -208,6 +209,72 @@ TEST(ICalendar, RecurrencesAgreeWithLibicalOnRandomRules) {
   // Most rules travel as one event; the clamped ones do not.
   EXPECT_GT(recurring, 1500);
   EXPECT_GT(fellBack, 20);
+}
+
+}  // namespace
+
+namespace {
+
+std::string Wrapped(const std::string& events) {
+  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//t//EN\r\n" + events + "END:VCALENDAR\r\n";
+}
+
+// "dd/mm hh:nn+minutes type" for each item.
+std::vector<std::string> Seen(const std::vector<TImportedEvent>& events) {
+  std::vector<std::string> seen;
+  for (const auto& e : events)
+    seen.push_back(e.start.ToString("dd/mm hh:nn") + "+" + std::to_string(e.seconds / 60) + " " +
+                   std::to_string(static_cast<int>(e.type)));
+  return seen;
+}
+
+TEST(ReadCalendar, FollowsMovesCancellationsAndCategoriesAndRefusesWhatIsNoCalendar) {
+  const std::string ics = Wrapped(
+      // Daily at 09:00 for four days with DURATION; the third day moved to
+      // 15:00 by a RECURRENCE-ID event, the fourth taken out by a DATE EXDATE.
+      "BEGIN:VEVENT\r\nUID:d\r\nDTSTART:20261102T090000\r\nDURATION:PT2H\r\n"
+      "RRULE:FREQ=DAILY;COUNT=4\r\nEXDATE;VALUE=DATE:20261105\r\nCATEGORIES:Otro,Tarea\r\n"
+      "END:VEVENT\r\n"
+      "BEGIN:VEVENT\r\nUID:d\r\nRECURRENCE-ID:20261104T090000\r\nDTSTART:20261104T150000\r\n"
+      "DTEND:20261104T160000\r\nEND:VEVENT\r\n"
+      // Cancelled: nothing. An all-day event without DTEND lasts its day.
+      "BEGIN:VEVENT\r\nUID:c\r\nSTATUS:CANCELLED\r\nDTSTART:20261102T120000\r\nEND:VEVENT\r\n"
+      "BEGIN:VEVENT\r\nUID:a\r\nDTSTART;VALUE=DATE:20261106\r\nRDATE;VALUE=DATE:20261201\r\n"
+      "END:VEVENT\r\n"
+      // Ends before the range: nothing.
+      "BEGIN:VEVENT\r\nUID:o\r\nDTSTART:20261101T100000\r\nDTEND:20261101T110000\r\nEND:"
+      "VEVENT\r\n");
+  const auto events = ReadCalendar(ics, At(2026, 11, 2), At(2026, 11, 30), {});
+  EXPECT_EQ(Seen(events), (std::vector<std::string>{"02/11 09:00+120 3", "03/11 09:00+120 3",
+                                                    "04/11 15:00+60 9", "06/11 00:00+1440 9"}));
+  // UTC times become the zone's wall clock with a zone, and stay as written without.
+  const std::string utc = Wrapped(
+      "BEGIN:VEVENT\r\nUID:u\r\nDTSTART:20261102T230000Z\r\nDTEND:20261103T010000Z\r\nEND:"
+      "VEVENT\r\n");
+  const TZone madrid = TZone::Find("Europe/Madrid");
+  TImportOptions zoned;
+  zoned.zone = &madrid;
+  EXPECT_EQ(Seen(ReadCalendar(utc, At(2026, 11, 1), At(2026, 11, 30), zoned)),
+            std::vector<std::string>{"03/11 00:00+120 9"});
+  EXPECT_EQ(Seen(ReadCalendar(utc, At(2026, 11, 1), At(2026, 11, 30), {})),
+            std::vector<std::string>{"02/11 23:00+120 9"});
+
+  const TFecha first = At(2026, 1, 1), last = At(2026, 12, 31);
+  EXPECT_THROW(ReadCalendar("", first, last, {}), EConvertError);
+  EXPECT_THROW(ReadCalendar("<POINTSMGR/>", first, last, {}), EConvertError);
+  EXPECT_THROW(ReadCalendar(Wrapped("BEGIN:VEVENT\r\nUID:n\r\nEND:VEVENT\r\n"), first, last, {}),
+               EConvertError);
+  EXPECT_THROW(ReadCalendar(Wrapped("BEGIN:VEVENT\r\nUID:b\r\nDTSTART:20260102T100000\r\n"
+                                     "DTEND:20260102T090000\r\nEND:VEVENT\r\n"),
+                            first, last, {}),
+               EConvertError);
+  // Every second from 1900 would take days to walk: the bound refuses it.
+  TImportOptions bounded;
+  bounded.maxOccurrences = 1000;
+  EXPECT_THROW(ReadCalendar(Wrapped("BEGIN:VEVENT\r\nUID:s\r\nDTSTART:19000101T000000\r\n"
+                                     "RRULE:FREQ=SECONDLY\r\nEND:VEVENT\r\n"),
+                            first, last, bounded),
+               EConvertError);
 }
 
 }  // namespace
