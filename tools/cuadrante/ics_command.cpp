@@ -137,6 +137,24 @@ void Deliver(const std::string& output, const std::string& text, const std::stri
   std::printf("%s: %s\n", output.c_str(), summary.c_str());
 }
 
+// What both commands take: one input, an output, the range and the zone.
+struct Job {
+  std::string path;
+  std::string output;
+  TFecha first;
+  TFecha last;
+  std::optional<roster::TZone> zone;
+};
+
+Job ReadJob(const Options& options, const char* expected, const char* command) {
+  if (options.words.size() != 1)
+    throw Misuse(std::string("expects one ") + expected + " (see `cuadrante help " + command + "`)");
+  Job job{options.words[0], options.Get("-o", ""), {}, {}, ZoneOption(options)};
+  RefuseOverwritingInput(job.path, job.output);
+  PlanRange(options, job.first, job.last);
+  return job;
+}
+
 }  // namespace
 
 std::optional<roster::TZone> ZoneOption(const Options& options) {
@@ -183,13 +201,8 @@ void HelpIcs() {
 int RunIcs(const Args& args) {
   const Options options =
       Parse(args, {"--from", "--to", "--month", "--employee", "--post", "--tz", "-o"}, {"--rrule"});
-  if (options.words.size() != 1) throw Misuse("expects one DOCUMENT (see `cuadrante help ics`)");
-  const std::string& path = options.words[0];
-  const std::string output = options.Get("-o", "");
-  RefuseOverwritingInput(path, output);
-  TFecha first, last;
-  PlanRange(options, first, last);
-  const std::optional<roster::TZone> zone = ZoneOption(options);
+  const Job job = ReadJob(options, "DOCUMENT", "ics");
+  const auto& [path, output, first, last, zone] = job;
 
   const bool plan = path != "-" && HoldsPlan(ReadWholeFile(path, kDocumentFileLimit));
   const std::vector<roster::TCalendarEvent> events =
@@ -232,14 +245,8 @@ int RunIcsImport(const Args& args) {
   const Options options =
       Parse(args, {"--from", "--to", "--month", "--tz", "--type", "-o", "--format"}, {});
   const Format format = ParseFormat(options);
-  if (options.words.size() != 1)
-    throw Misuse("expects one FILE.ics (see `cuadrante help ics-import`)");
-  const std::string& path = options.words[0];
-  const std::string output = options.Get("-o", "");
-  RefuseOverwritingInput(path, output);
-  TFecha first, last;
-  PlanRange(options, first, last);
-  const std::optional<roster::TZone> zone = ZoneOption(options);
+  const Job job = ReadJob(options, "FILE.ics", "ics-import");
+  const auto& [path, output, first, last, zone] = job;
   roster::TImportOptions reading;
   reading.zone = zone ? &*zone : nullptr;
   reading.label = Labels();
