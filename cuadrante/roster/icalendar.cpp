@@ -320,7 +320,7 @@ std::vector<TCalendarEvent> EventsOfPoints(const TBasicPointMgr& points, TFecha 
 }
 
 TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDay, bool recur,
-                         std::string_view scope, const TTypeLabel& label) {
+                         std::string_view scope, const TTypeLabel& label, const TZone* zone) {
   TCyclePointMgr rules;
   rules.RangeStart = rules.RangeEnd = TFecha();  // the range is ours, not the manager's
   TCyclePoint own(&rule);  // the manager and the stored form want a mutable rule
@@ -347,7 +347,20 @@ TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDa
           return (!monthly && !yearly) ||
                  (step.Day() == first.Day() && (!yearly || step.Month() == first.Month()));
         });
-    if (exact) {
+    const auto skipped =
+        zone == nullptr ? steps.end() : std::find_if(steps.begin(), steps.end(), [&](TFecha step) {
+          return zone->Kind(step) == TWallKind::kNonexistent;
+        });
+    if (exact && skipped != steps.end()) {
+      char why[200];
+      std::snprintf(why, sizeof why,
+                    "it steps on %s, which %s skips, and readers such as libical then move every "
+                    "later occurrence; written as %zu events",
+                    skipped->ToString("yyyy-mm-dd hh:nn").c_str(), zone->Name().c_str(),
+                    starts.size());
+      result.why = why;
+    }
+    if (exact && skipped == steps.end()) {
       TCalendarEvent event =
           EventOf(scope, what, rule.GetInicio(), rule.GetDurationValue(), rule.Type, "", label);
       event.start = first;
@@ -368,12 +381,14 @@ TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDa
       result.recurring = true;
       return result;
     }
-    char why[160];
-    std::snprintf(why, sizeof why,
-                  "a rule from day %u stays on the day it was clamped to, which RRULE cannot "
-                  "say; written as %zu events",
-                  rule.GetInicio().Day(), starts.size());
-    result.why = why;
+    if (!exact) {
+      char why[160];
+      std::snprintf(why, sizeof why,
+                    "a rule from day %u stays on the day it was clamped to, which RRULE cannot "
+                    "say; written as %zu events",
+                    rule.GetInicio().Day(), starts.size());
+      result.why = why;
+    }
   }
   for (const TFecha start : starts) {
     result.events.push_back(

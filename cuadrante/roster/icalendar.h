@@ -91,9 +91,13 @@ struct TRuleEvents {
 // The occurrences of `rule` that belong to [firstDay, lastDay]; with
 // `recur`, as a recurrence where one is exact. Monthly and quarterly rules
 // from the 29th-31st stay on the day they were clamped to, and a yearly rule
-// from 29 February on the 28th, which RFC 5545 cannot say.
+// from 29 February on the 28th, which RFC 5545 cannot say. With a zone, a
+// rule that steps on a clock time the zone skips is written as events too:
+// RFC 5545 moves that one occurrence, but libical's iterator moves every
+// later one as well, so the readers would part ways.
 CUADRANTE_API TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDay,
-                                       bool recur, std::string_view scope, const TTypeLabel& label);
+                                       bool recur, std::string_view scope, const TTypeLabel& label,
+                                       const TZone* zone = nullptr);
 
 // A person's roster: shift code and name where the plan gives them, the type
 // otherwise; `withName` adds the person's name (a post's calendar).

@@ -77,7 +77,7 @@ std::vector<roster::TCalendarEvent> EventsOfPlan(const std::string& path, const 
 
 std::vector<roster::TCalendarEvent> EventsOfDocument(const std::string& path,
                                                      const Options& options, TFecha first,
-                                                     TFecha last) {
+                                                     TFecha last, const roster::TZone* zone) {
   if (options.Has("--employee") || options.Has("--post"))
     throw Misuse("--employee and --post choose from a plan, and " + path + " holds no plan");
   AnsiString text;
@@ -106,7 +106,7 @@ std::vector<roster::TCalendarEvent> EventsOfDocument(const std::string& path,
   for (const TBasicPoint* rule : rules.Cycles.Points) {
     ++number;
     roster::TRuleEvents made = roster::EventsOfRule(*static_cast<const TCyclePoint*>(rule), first,
-                                                    last, recur, scope, Labels());
+                                                    last, recur, scope, Labels(), zone);
     if (!made.why.empty())
       std::fprintf(stderr, "cuadrante ics: rule %zu: %s\n", number, made.why.c_str());
     for (auto& event : made.events) events.push_back(std::move(event));
@@ -148,7 +148,8 @@ struct Job {
 
 Job ReadJob(const Options& options, const char* expected, const char* command) {
   if (options.words.size() != 1)
-    throw Misuse(std::string("expects one ") + expected + " (see `cuadrante help " + command + "`)");
+    throw Misuse(std::string("expects one ") + expected + " (see `cuadrante help " + command +
+                 "`)");
   Job job{options.words[0], options.Get("-o", ""), {}, {}, ZoneOption(options)};
   RefuseOverwritingInput(job.path, job.output);
   PlanRange(options, job.first, job.last);
@@ -207,7 +208,7 @@ int RunIcs(const Args& args) {
   const bool plan = path != "-" && HoldsPlan(ReadWholeFile(path, kDocumentFileLimit));
   const std::vector<roster::TCalendarEvent> events =
       plan ? EventsOfPlan(path, options, first, last)
-           : EventsOfDocument(path, options, first, last);
+           : EventsOfDocument(path, options, first, last, zone ? &*zone : nullptr);
   if (zone) {
     TBasicPointMgr items;
     for (const auto& event : events)
