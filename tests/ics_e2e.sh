@@ -97,6 +97,11 @@ for ev in cal.walk('VEVENT'):
         count += 1
 assert count == 17 + 6, count  # 17 nights (20 March to 5 April), 31 January and the 28th of five months
 PY
+# A rule at 02:30 steps into Madrid's spring gap: as events, and said.
+"$tool" rules add "$work/gap-rule.xml" --start 2027-03-25T02:30 --hours 1 --every day --weekend --until 2027-04-02 >/dev/null
+expect 0 'rule 1: it steps on 2027-03-28 02:30, which Europe/Madrid skips, and readers such as libical then move the next occurrence too; written as 7 events' \
+  ics "$work/gap-rule.xml" --month 2027-03 --rrule --tz Europe/Madrid -o "$work/gap-rule.ics"
+check "the rule is not written as a recurrence" bash -c "! grep -q RRULE '$work/gap-rule.ics'"
 # A night across the change lasts 7 h, across the autumn change 9 h.
 printf '<POINTSMGR><POINT>%s;28800;2;1</POINT><POINT>%s;28800;2;1</POINT></POINTSMGR>\n' \
   $(((46473 * 86400) + 22 * 3600)) $(((46690 * 86400) + 22 * 3600)) >"$work/dst.xml"

@@ -354,8 +354,8 @@ TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDa
     if (exact && skipped != steps.end()) {
       char why[200];
       std::snprintf(why, sizeof why,
-                    "it steps on %s, which %s skips, and readers such as libical then move every "
-                    "later occurrence; written as %zu events",
+                    "it steps on %s, which %s skips, and readers such as libical then move the "
+                    "next occurrence too; written as %zu events",
                     skipped->ToString("yyyy-mm-dd hh:nn").c_str(), zone->Name().c_str(),
                     starts.size());
       result.why = why;

@@ -93,8 +93,8 @@ struct TRuleEvents {
 // from the 29th-31st stay on the day they were clamped to, and a yearly rule
 // from 29 February on the 28th, which RFC 5545 cannot say. With a zone, a
 // rule that steps on a clock time the zone skips is written as events too:
-// RFC 5545 moves that one occurrence, but libical's iterator moves every
-// later one as well, so the readers would part ways.
+// RFC 5545 moves that one occurrence, but libical's iterator (3.0) moves
+// the one after it by the gap as well, so the readers would part ways.
 CUADRANTE_API TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDay,
                                        bool recur, std::string_view scope, const TTypeLabel& label,
                                        const TZone* zone = nullptr);
