@@ -8,11 +8,11 @@ packages=(
   build-essential cmake ninja-build pkg-config git
   clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libpugixml-dev libsimpleini-dev libcrypto++-dev libicu-dev zlib1g-dev
+  libpugixml-dev libsimpleini-dev libcrypto++-dev libicu-dev zlib1g-dev libdeflate-dev
 )
 for arg in "$@"; do
   case "$arg" in
-    --bench) packages+=(libboost-dev libical-dev libdeflate-dev) ;;
+    --bench) packages+=(libboost-dev libical-dev) ;;
     --browser) packages+=(chromium) ;;
     *) echo "deps.sh: unknown option '$arg'" >&2; exit 2 ;;
   esac
