@@ -59,7 +59,11 @@ bench:
 	@scripts/deps.sh --bench
 	cmake --preset bench
 	cmake --build --preset bench
-	@for b in build/bench/bench/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.2; done
+	@mkdir -p build/bench/results
+	@for b in build/bench/bench/*_bench; do echo "== $$b"; \
+	  $$b --benchmark_min_time=0.2 --benchmark_out=build/bench/results/$$(basename $$b).json \
+	    --benchmark_out_format=json; done
+	@scripts/benchtable.py build/bench/results build/bench/ratios.json
 
 fuzz: deps
 	cmake --preset fuzz

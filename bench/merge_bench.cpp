@@ -108,6 +108,16 @@ void BM_MergeShuffled(benchmark::State& state) {
 }
 BENCHMARK(BM_MergeShuffled)->Arg(10000);
 
+// The floor of any merge that keeps Points a sorted vector: AddUnique of the
+// same shuffled intervals, one bisection and one insert that moves the tail.
+void BM_AddUniqueShuffled(benchmark::State& state) {
+  const std::vector<int64_t> starts = Starts(state.range(0), true);
+  Run<TBasicPointMgr>(state, [&starts](TBasicPointMgr& set) {
+    for (int64_t start : starts) set.AddUnique(new TBasicPoint(TFecha(start), TDuration(kLength)));
+  });
+}
+BENCHMARK(BM_AddUniqueShuffled)->Arg(10000);
+
 void BM_IclAddShuffled(benchmark::State& state) {
   const std::vector<int64_t> starts = Starts(state.range(0), true);
   Run<IclSet>(state, [&starts](IclSet& set) {

@@ -8,12 +8,12 @@ packages=(
   build-essential cmake ninja-build pkg-config git
   clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libpugixml-dev libsimpleini-dev libcrypto++-dev libicu-dev zlib1g-dev
+  libpugixml-dev libsimpleini-dev libcrypto++-dev libicu-dev zlib1g-dev libdeflate-dev
   libhowardhinnant-date-dev libical-dev tzdata python3 python3-icalendar
 )
 for arg in "$@"; do
   case "$arg" in
-    --bench) packages+=(libboost-dev libical-dev libdeflate-dev) ;;
+    --bench) packages+=(libboost-dev) ;;
     --browser) packages+=(chromium) ;;
     *) echo "deps.sh: unknown option '$arg'" >&2; exit 2 ;;
   esac

@@ -296,9 +296,11 @@ TBasicPointList TBasicPointMgr::GetPointsInWeek(const TFecha& d, TTimePointType 
   const TFecha week = d.StartOfWeek();
   const TFecha weekEnd = week.EndOfWeek();
   const TBasicPoint probe(week, TDuration(0));
-  // The walk runs on to the end of the list as the query is defined; on a
-  // sorted set nothing past the week's end is taken.
+  // A point overlaps the week only if it starts before the week's end, and in
+  // a sorted set every point behind one that does not starts no earlier: the
+  // walk ends there instead of at the end of the list, with the same answer.
   for (auto it = FirstNotBefore(Points, probe, EqualInit); it != Points.end(); ++it) {
+    if ((*it)->StartValue() >= weekEnd.Value()) break;
     if ((*it)->Solap(week, weekEnd) && Matches(*it, t)) Take(result, *it);
   }
   return result;

@@ -38,6 +38,11 @@ size_t LowerBound(size_t size, const At& at, const TBasicPoint* probe, Less less
   while (len > 0) {
     const size_t half = len / 2;
     const size_t middle = first + half;
+    // The points are scattered over the heap, so each probe waits on a load
+    // that misses the cache. The two points that the next probe may read are
+    // asked for now, while this one is compared.
+    if (half > 0) __builtin_prefetch(at(first + half / 2));
+    if (len - half > 1) __builtin_prefetch(at(middle + 1 + (len - half - 1) / 2));
     if (less(at(middle), probe)) {
       first = middle + 1;
       len -= half + 1;

@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/export.h"
@@ -123,6 +124,11 @@ class CUADRANTE_API TStringStream : public TMemoryStream {
   ~TStringStream() override;
 
   const AnsiString& DataString() const { return bytes_; }
+  // Moves the text out, without a copy; the stream is left empty, at 0.
+  AnsiString TakeDataString() {
+    position_ = 0;
+    return std::exchange(bytes_, AnsiString());
+  }
   void WriteString(std::string_view text) {
     WriteBuffer(text.data(), static_cast<int64_t>(text.size()));
   }

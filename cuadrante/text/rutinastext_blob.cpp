@@ -29,7 +29,7 @@ AnsiString Decode64AndUnzip(const AnsiString& text) {
     throw Exception("Decode64AndUnzip: no memory to inflate " + std::to_string(zipped.size()) +
                     " bytes");
   }
-  return unzipped.DataString();
+  return unzipped.TakeDataString();
 }
 
 TBlobStream::TBlobStream(const AnsiString& text) { lines_.SetText(text); }

@@ -10,6 +10,13 @@
 // result are held in memory; the result reaches `out` only once every stage
 // has finished, so a failing stage leaves `out` as it was.
 //
+// The gzip stage runs on libdeflate: whole buffers, one call each way. A stream
+// whose size its trailer does not tell (something follows the member) is read
+// by zlib as it comes, so memory follows the data. Base64 runs on Crypto++'s
+// filters, and so does every gzip stream that is not one clean member: their
+// exceptions are the ones that callers catch, with the classes and texts that
+// they have always had.
+//
 // Errors in the data are Crypto++ exceptions (all derived from
 // CryptoPP::Exception and std::exception), passed on as they stand:
 // Gunzip::HeaderErr "Gunzip: header decoding error", Gunzip::TailErr "Gunzip:
@@ -24,10 +31,9 @@
 // runtime failures, which stay `Exception`s: the streams raise EReadError and
 // EWriteError when `in` or `out` can't give or take the bytes.
 //
-// Thread safety: every call builds its own stages and works on its own copy
-// of the input, so calls may run at once from several threads. The process-
-// wide staging buffer through which Inflate hands its result over is taken
-// under a lock for that hand-over.
+// Thread safety: every call works on its own copy of the input and its own
+// result, with coders kept per thread, so calls may run at once from several
+// threads. Inflate hands its result to `out` in pieces of at most 1 MiB.
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,101 @@
+#!/usr/bin/env python3
+"""The last table of `make bench`: each benchmark beside its peer from the
+same run, the ratio, the goal and whether it holds; also written as JSON.
+
+Usage: benchtable.py RESULTS_DIR OUT_JSON, where RESULTS_DIR holds the
+--benchmark_out JSON of each bench program. A ratio is the peer's time over
+ours, so above 1 we are faster. A row whose benchmarks did not run says so.
+"""
+import json
+import pathlib
+import sys
+
+# (ours, peer, what is compared, goal, kind): kind "ratio" wants
+# peer time / our time >= goal; "ns" wants our per_point <= goal;
+# "memory" wants peak <= document + points.
+ROWS = [
+    ("BM_Deflate_Gzip", "BM_Libdeflate_Gzip", "gzip compress, level 6 (Deflate)", 0.8, "ratio"),
+    ("BM_ZipAndCode64", "BM_Libdeflate_Gzip", "gzip compress + Base64 (ZipAndCode64)", 0.8, "ratio"),
+    ("BM_Inflate_Gzip", "BM_Libdeflate_Gunzip", "gzip inflate (Inflate)", 0.8, "ratio"),
+    ("BM_Decode64AndUnzip", "BM_Libdeflate_Gunzip", "Base64 + inflate (Decode64AndUnzip)", 0.6, "ratio"),
+    ("BM_Inflate_Gzip", "BM_Zlib_Gunzip", "gzip inflate beside zlib", None, "ratio"),
+    ("BM_Deflate_Gzip", "BM_Zlib_Gzip", "gzip compress beside zlib", None, "ratio"),
+    ("BM_MergeShuffled/10000", "BM_IclAddShuffled/10000", "Merge, 10,000 shuffled intervals", 1.0, "ratio"),
+    ("BM_AddUniqueShuffled/10000", "BM_IclAddShuffled/10000", "AddUnique, the sorted-vector floor", None, "ratio"),
+    ("BM_MergeInOrder/100000", "BM_IclAddInOrderHinted/100000", "Merge in order, 100,000 (ns a point)", 40.0, "ns"),
+    ("BM_SaveToXML", "BM_PugixmlBuildAndSave", "SaveToXML, 270,000 points", 1.0, "ratio"),
+    ("BM_LoadFromXML", "BM_PugixmlParseAndStrtoll", "LoadFromXML, 270,000 points", 0.5, "ratio"),
+    ("BM_LoadFromXMLPeakMemory", None, "LoadFromXML peak memory, 6,000,000 points", None, "memory"),
+    ("BM_GetPointsDay/100000", "BM_IclEqualRange/100000", "GetPointsDay, 100,000 points", None, "ratio"),
+    ("BM_GetFirstPoint/100000", "BM_IclFind/100000", "GetFirstPoint, 100,000 points", None, "ratio"),
+    ("BM_CyclesExpand", "BM_LibicalExpand", "cycle expansion beside libical", None, "ratio"),
+    ("BM_OperationOneAtATime/real_time", "BM_BareThreadCreateJoin/real_time", "one operation beside a bare thread", None, "ratio"),
+]
+
+
+def load(results):
+    runs = {}
+    for path in sorted(pathlib.Path(results).glob("*.json")):
+        for run in json.loads(path.read_text()).get("benchmarks", []):
+            if run.get("run_type", "iteration") == "iteration" and "error_occurred" not in run:
+                runs[run["name"]] = run
+    return runs
+
+
+def find(runs, name):
+    if name in runs:
+        return runs[name]
+    # Benchmarks with a fixed iteration count carry it in their name.
+    for key, run in runs.items():
+        if key.split("/iterations:")[0] == name.split("/real_time")[0] or key.startswith(name + "/"):
+            return run
+    return None
+
+
+def nanoseconds(run):
+    scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[run.get("time_unit", "ns")]
+    return run["real_time"] * scale
+
+
+def main():
+    runs = load(sys.argv[1])
+    table = []
+    for ours, peer, what, goal, kind in ROWS:
+        a = find(runs, ours)
+        b = find(runs, peer) if peer else None
+        shown = {"ratio": None if goal is None else ">= %gx" % goal,
+                 "ns": "<= %g ns a point" % (goal or 0), "memory": "peak <= document + points"}
+        row = {"work": what, "ours": ours, "peer": peer, "goal": shown[kind], "kind": kind}
+        if a is None or (peer and b is None):
+            row.update(ratio=None, holds=None, note="not run")
+        elif kind == "memory":
+            peak, limit = a["peak"], a["document"] + a["points"]
+            row.update(ratio=peak / limit, ours_value=peak, peer_value=limit,
+                       holds=peak <= limit,
+                       note="peak %.0f MB, document %.0f MB, points %.0f MB"
+                       % (peak / 1e6, a["document"] / 1e6, a["points"] / 1e6))
+        elif kind == "ns":
+            per = a["per_point"] * 1e9 if a["per_point"] < 1 else a["per_point"]
+            row.update(ratio=nanoseconds(b) / nanoseconds(a), ours_value=per,
+                       holds=per <= goal,
+                       note="%.1f ns a point" % per)
+        else:
+            ratio = nanoseconds(b) / nanoseconds(a)
+            row.update(ratio=ratio, ours_value=nanoseconds(a), peer_value=nanoseconds(b),
+                       holds=None if goal is None else ratio >= goal,
+                       note="%.3g / %.3g ms" % (nanoseconds(a) / 1e6, nanoseconds(b) / 1e6))
+        table.append(row)
+
+    print("\nOne table (ratio = peer time / our time, same run; memory: peak / allowed)")
+    print("%-44s %8s  %-28s %-6s %s" % ("work", "ratio", "goal", "holds", "detail"))
+    for row in table:
+        ratio = "-" if row["ratio"] is None else "%.2f" % row["ratio"]
+        holds = {True: "yes", False: "NO", None: "-"}[row["holds"]]
+        print("%-44s %8s  %-28s %-6s %s" % (row["work"], ratio, row["goal"] or "-", holds,
+                                            row.get("note", "")))
+    pathlib.Path(sys.argv[2]).write_text(json.dumps(table, indent=2) + "\n")
+    print("written to %s" % sys.argv[2])
+
+
+if __name__ == "__main__":
+    main()
