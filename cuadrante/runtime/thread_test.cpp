@@ -7,6 +7,7 @@
 
 #include <climits>
 #include <condition_variable>
+#include <future>
 #include <system_error>
 #include <vector>
 
@@ -122,6 +123,25 @@ TEST(TThread, RunsAtItsPriorityAndReportsARefusedStart) {
     probe.WaitFor();
     EXPECT_EQ(seen.niceness, niceness) << int{priority};
     EXPECT_EQ(seen.policy, policy) << int{priority};
+  }
+  if (inherited <= 10) {
+    // Changed from the host's thread while the worker runs: the worker's
+    // niceness moves, the host's stays.
+    std::promise<void> set;
+    std::shared_future<void> isSet = set.get_future().share();
+    int niceness = -1;
+    TSeen seen;
+    TProbe probe(seen, [&] {
+      isSet.wait();
+      niceness = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+    });
+    probe.Resume();
+    seen.Await("execute");
+    probe.SetPriority(tpLowest);
+    set.set_value();
+    probe.WaitFor();
+    EXPECT_EQ(niceness, 10);
+    EXPECT_EQ(getpriority(PRIO_PROCESS, 0), inherited);
   }
 
   const cuadrante::TThreadLauncher previous =
