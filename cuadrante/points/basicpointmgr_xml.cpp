@@ -87,6 +87,12 @@ void AppendPoint(AnsiString& xml, std::string_view text) {
 constexpr std::string_view kPlainDeclaration =
     R"(<?xml version="1.0" encoding="UTF-8" standalone="no"?>)";
 constexpr std::string_view kUtf8Bom = "\xEF\xBB\xBF";
+// Declarations that leave the text UTF-8 and so read it as it is: ours and
+// the ones other writers give. One naming another encoding goes to the tree,
+// which converts the text.
+constexpr std::string_view kPlainDeclarations[] = {
+    kPlainDeclaration, R"(<?xml version="1.0" encoding="UTF-8"?>)",
+    R"(<?xml version="1.0" encoding="utf-8"?>)", R"(<?xml version="1.0"?>)"};
 
 // The bytes of a "POINT" text that the tree gives back as they are. The
 // others end the plain road's text: '<' where the end tag must follow, and
@@ -110,7 +116,9 @@ class TPlainReader {
 
   explicit TPlainReader(std::string_view xml) : xml_(xml) {
     Take(kUtf8Bom);
-    Take(kPlainDeclaration);
+    for (std::string_view declaration : kPlainDeclarations) {
+      if (Take(declaration)) break;
+    }
     SkipSpace();
     plain_ = Take("<POINTSMGR>");
   }
