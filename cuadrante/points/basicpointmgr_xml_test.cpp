@@ -179,33 +179,15 @@ std::string Outcome(Load load) {
 }
 
 TEST(PointSetDocument, ThePlainReaderReadsWhatTheTreeReads) {
+  using namespace std::string_literals;
   std::mt19937 random(17);
   const auto below = [&random](size_t n) { return static_cast<size_t>(random() % n); };
   // Each table lists first what the plain form holds, then near misses: what
   // the tree reads otherwise, or refuses.
-  const std::string pieces[] = {"7",
-                                "-3",
-                                ";",
-                                " ",
-                                "\t",
-                                "\n",
-                                "x",
-                                "ñ",
-                                "€",
-                                ">",
-                                "]]>",
-                                "\"'",
-                                "\xFF",
-                                "\x01",
-                                "&amp;",
-                                "&#59;",
-                                "&",
-                                "<",
-                                "<X/>",
-                                "<![CDATA[5]]>",
-                                "<!--c-->",
-                                "\r",
-                                std::string(1, '\0')};
+  const std::string pieces[] = {
+      "7",        "-3",  ";",    " ",    "\t",    "\n",    "x", "ñ", "€",    ">",
+      "]]>",      "\"'", "\xFF", "\x01", "&amp;", "&#59;", "&", "<", "<X/>", "<![CDATA[5]]>",
+      "<!--c-->", "\r",  "\0"s};
   const std::string prologs[] = {"",
                                  kDeclaration + "\n",
                                  "\xEF\xBB\xBF",
