@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <random>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
+#include "cuadrante/internal/pointsdocument.h"
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/xmldocument.h"
@@ -158,6 +160,114 @@ TEST(PointSetDocument, LoadingReplacesTheSetAndBrokenTextRaises) {
   EXPECT_EQ(NotePoint::live, live + 2);
   set.ResetPoints();
   EXPECT_EQ(NotePoint::live, live);
+}
+
+// What a load leaves in a set that held a point: its result or its exception
+// (class and message), then each point's text and group.
+template <class Load>
+std::string Outcome(Load load) {
+  TBasicPointMgr set;
+  set.Add(new NotePoint(10, 20, "old"));
+  std::string out;
+  try {
+    out = load(set) ? "true" : "false";
+  } catch (const std::exception& e) {
+    out = std::string(typeid(e).name()) + ": " + e.what();
+  }
+  for (const std::string& point : Contents(set)) out += " | " + point;
+  return out;
+}
+
+TEST(PointSetDocument, ThePlainReaderReadsWhatTheTreeReads) {
+  using namespace std::string_literals;
+  std::mt19937 random(17);
+  const auto below = [&random](size_t n) { return static_cast<size_t>(random() % n); };
+  // Each table lists first what the plain form holds, then near misses: what
+  // the tree reads otherwise, or refuses.
+  const std::string pieces[] = {
+      "7",        "-3",  ";",    " ",    "\t",    "\n",    "x", "ñ", "€",    ">",
+      "]]>",      "\"'", "\xFF", "\x01", "&amp;", "&#59;", "&", "<", "<X/>", "<![CDATA[5]]>",
+      "<!--c-->", "\r",  "\0"s};
+  const std::string prologs[] = {"",
+                                 kDeclaration + "\n",
+                                 "\xEF\xBB\xBF",
+                                 "\xEF\xBB\xBF" + kDeclaration,
+                                 "<?xml version=\"1.0\"?>\n",
+                                 "<?xml version=\"1.0\" encoding=\"utf-8\"?>",
+                                 " " + kDeclaration,
+                                 "<?xml version='1.0'?>",
+                                 "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>",
+                                 "<!--c-->",
+                                 "\xFE\xFF",
+                                 "x"};
+  const std::string opens[] = {"<POINTSMGR>", "<OTHER>", "<POINTSMGR a=\"1\">", "<POINTSMGR >",
+                               "<POINTSMGR/>"};
+  const std::string elements[] = {"<POINT>%</POINT>",
+                                  "<POINT/>",
+                                  "<POINT />",
+                                  "<POINT></POINT>",
+                                  "<POINT a='1'>%</POINT>",
+                                  "<B>%</B>",
+                                  "<POINT>%</POINT >",
+                                  "<POINT>%</POINTS>",
+                                  "<POINT>%",
+                                  "<POINT>%</POINT></POINT>"};
+  const std::string gaps[] = {"", "\n  ", "\r\n", "\t ", "x", "<!-- -->", "<?pi?>", "\x01"};
+  const std::string closes[] = {
+      "</POINTSMGR>\n", "</POINTSMGR>", "</POINTSMGR>\r\n \t", "",
+      "</POINTSMGR>x",  "</OTHER>",     "</POINTSMGR><A/>",    "</POINTSMGR>\x01"};
+  int plainDocuments = 0;
+  for (int round = 0; round < 4000; ++round) {
+    bool plain = true;
+    // Mostly what the plain form allows, now and then anything.
+    const auto pick = [&](const auto& options, size_t plainCount) -> const std::string& {
+      const size_t i = below(8) != 0 ? below(plainCount) : below(std::size(options));
+      plain = plain && i < plainCount;
+      return options[i];
+    };
+    std::string xml = pick(prologs, 6) + pick(opens, 1);
+    for (size_t n = below(7); n > 0; --n) {
+      std::string text = std::to_string(below(100000)) + ";" + std::to_string(below(9) * 1800) +
+                         ";" + std::to_string(below(13)) + ";1;";
+      for (size_t k = below(4); k > 0; --k) text += pick(pieces, 14);
+      std::string element = pick(gaps, 4) + pick(elements, 4);
+      if (const size_t at = element.find('%'); at != std::string::npos)
+        element.replace(at, 1, text);
+      xml += element;
+    }
+    xml += pick(gaps, 4) + pick(closes, 3);
+    if (below(4) == 0) {  // cut short, or a byte put in or taken out anywhere
+      plain = false;
+      const size_t at = below(xml.size() + 1);
+      switch (below(3)) {
+        case 0:
+          xml.resize(at);
+          break;
+        case 1:
+          xml.insert(at, 1, "<>&/ \r\0x\""[below(9)]);
+          break;
+        default:
+          if (at < xml.size()) xml.erase(at, 1);
+      }
+    }
+    NotePoint proto;
+    if (plain) {  // the documents of the plain form never reach the tree
+      ++plainDocuments;
+      TBasicPointMgr set;
+      bool taken = true;
+      try {
+        taken = cuadrante::detail::LoadPlainPoints(set, xml, &proto);
+      } catch (const EConvertError&) {
+      }
+      EXPECT_TRUE(taken) << xml;
+    }
+    ASSERT_EQ(Outcome([&](TBasicPointMgr& set) { return set.LoadFromXML(xml, &proto); }),
+              Outcome([&](TBasicPointMgr& set) {
+                return cuadrante::detail::LoadPointsThroughDocument(set, xml, &proto);
+              }))
+        << "round " << round << ": " << xml;
+  }
+  EXPECT_GT(plainDocuments, 400);
 }
 
 TEST(PointSetDocument, TextsTravelEscapedAndComeBackUnchanged) {
