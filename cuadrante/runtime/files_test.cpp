@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
@@ -391,6 +392,21 @@ TEST(Files, UpdatesUnderTheFolderLockLoseNothingAcrossThreadsAndProcesses) {
   }
   EXPECT_EQ(ReadText(path), "600");
   EXPECT_EQ(NamesIn(folder.Path()), std::set<std::string>{"counter"});
+
+  // The end of a nested hold leaves the folder locked until the outer one
+  // ends; another open of the folder sees it.
+  const auto othersMayLock = [&] {
+    const int probe = ::open(folder.Path().c_str(), O_RDONLY | O_DIRECTORY);
+    const bool free = ::flock(probe, LOCK_EX | LOCK_NB) == 0;
+    ::close(probe);
+    return free;
+  };
+  {
+    cuadrante::TFileUpdateLock outer(path);
+    { cuadrante::TFileUpdateLock inner(path); }
+    EXPECT_FALSE(othersMayLock());
+  }
+  EXPECT_TRUE(othersMayLock());
 }
 
 }  // namespace

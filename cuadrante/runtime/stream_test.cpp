@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 
 #include "cuadrante/internal/testsupport.h"
+#include "cuadrante/runtime/filesystem.h"
 
 namespace {
 
@@ -83,6 +86,22 @@ TEST(TStream, FileStreamsOpenCreateAndReportTheirFile) {
     ADD_FAILURE() << "a write past the file size limit succeeded";
   } catch (const EWriteError& e) {
     EXPECT_NE(e.Message.find("full"), std::string::npos) << e.Message;
+  }
+  // A device that takes nothing and gives no reason counts as full, whatever
+  // errno an earlier call left behind.
+  struct TakesNothing : cuadrante::TPosixFileSystem {
+    ssize_t Write(int, const void*, size_t) override {
+      errno = EBADF;
+      return 0;
+    }
+  } nothing;
+  TFileStream stalled(folder / "stalled", fmCreate);
+  cuadrante::TFileSystemOverride use(nothing);
+  try {
+    stalled.WriteBuffer("x", 1);
+    ADD_FAILURE() << "a write that took nothing succeeded";
+  } catch (const EWriteError& e) {
+    EXPECT_NE(e.Message.find(std::strerror(ENOSPC)), std::string::npos) << e.Message;
   }
 }
 

@@ -132,6 +132,7 @@ TEST(TXMLDocument, ParseErrorsSayWhereAndWhy) {
       {"<R>\n  <A>1</B>\n</R>", "offset 12 (line 2, column 9): Start-end tags mismatch"},
       {"<R/>\n<S/>", "offset 5 (line 2, column 1): More than one document element"},
       {"  words <R/>", "offset 2 (line 1, column 3): Text before the document element"},
+      {"words <R/>", "offset 0 (line 1, column 1): Text before the document element"},
       {"<R/>words\n", "offset 8 (line 1, column 9): Text after the document element"}};
   for (const auto& [text, where] : errors)
     EXPECT_EQ(ParseErrorOf(text), "XML text is not well-formed at " + where);
