@@ -353,11 +353,15 @@ TEST_F(ManagerTest, ResetListAndTheDestructorLeaveNoWayBack) {
   EXPECT_EQ(mgr.GetOperation(polled), nullptr);
   EXPECT_EQ(Info(polled), snapshot);  // FinalType 0: no stop was written down
   EXPECT_EQ(Info(silent), "untouched");
-  // Operations still at work when the manager goes end on their own.
-  EXPECT_TRUE(mgr.Run(Add()->GetID()));
+  // Operations still at work when the manager goes are stopped, and end on
+  // their own: this one waits for nothing but its stop.
+  EXPECT_TRUE(mgr.Run(Add([this](TUnderOperation* op) {
+                        track_.Enter();
+                        while (!op->Terminated()) std::this_thread::yield();
+                      })->GetID()));
+  track_.Open();
   ASSERT_TRUE(track_.Await(&TTrack::entered, 3));
   mgr_.reset();
-  track_.Open();
   ASSERT_TRUE(track_.Await(&TTrack::freed, made_));
   // An operation that took its close handler just before the manager stopped
   // it: the notification is on its way, and the destructor waits for it.
