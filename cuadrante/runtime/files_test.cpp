@@ -301,6 +301,29 @@ TEST(Files, EveryFailingStepLeavesTheOldFileWholeAndNoDebris) {
   }
   EXPECT_EQ(ReadText(path), "written seven bytes at a time");
   EXPECT_EQ(ReadText(folder / "neighbour"), "untouched");
+  // A folder whose status cannot be read is written without its lock, and
+  // the new name is still flushed to the folder itself.
+  struct NoFolderStatus : cuadrante::TPosixFileSystem {
+    int FileStat(int fd, struct stat* s) override {
+      const int result = TPosixFileSystem::FileStat(fd, s);
+      if (result != 0 || !S_ISDIR(s->st_mode)) return result;
+      errno = EIO;
+      return -1;
+    }
+    int Sync(int fd) override {
+      struct stat s {};
+      lastSyncedFolder = ::fstat(fd, &s) == 0 && S_ISDIR(s.st_mode);
+      return TPosixFileSystem::Sync(fd);
+    }
+    bool lastSyncedFolder = false;
+  } noFolderStatus;
+  {
+    cuadrante::TFileSystemOverride use(noFolderStatus);
+    cuadrante::WriteFileAtomically(path, "without the lock");
+  }
+  EXPECT_EQ(ReadText(path), "without the lock");
+  EXPECT_TRUE(noFolderStatus.lastSyncedFolder);
+  EXPECT_EQ(NamesIn(folder.Path()), (std::set<std::string>{"doc.xml", "neighbour"}));
 }
 
 TEST(Files, KilledAtAnyStepLeavesTheOldFileOrTheNewOne) {
