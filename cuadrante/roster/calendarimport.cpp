@@ -69,13 +69,8 @@ class TTimeReader {
       // libical places the time by the calendar's own VTIMEZONE, or by UTC.
       return target_->ToWall(icaltime_as_timet_with_zone(time, time.zone)).Value();
     }
-    // A TZID the calendar does not define: the tz database may know it.
-    try {
-      const TZone own = TZone::Find(tzid_);
-      return target_->ToWall(own.ToUtc(TFecha(Wall(time)))).Value();
-    } catch (const EConvertError&) {
-      throw EConvertError("TZID '" + tzid_ + "' is neither in the calendar nor in the tz database");
-    }
+    // Neither the calendar, nor the tz database, nor libical knows the zone.
+    throw EConvertError("TZID '" + tzid_ + "' is neither in the calendar nor in the tz database");
   }
 
  private:

@@ -276,6 +276,11 @@ TEST(ReadCalendar, FollowsMovesCancellationsAndCategoriesAndRefusesWhatIsNoCalen
             std::vector<std::string>{"03/11 00:00+120 9"});
   EXPECT_EQ(Seen(ReadCalendar(utc, At(2026, 11, 1), At(2026, 11, 30), {})),
             std::vector<std::string>{"02/11 23:00+120 9"});
+  // A zone nobody defines cannot be placed in another.
+  const std::string mars =
+      Wrapped("BEGIN:VEVENT\r\nUID:m\r\nDTSTART;TZID=Mars/Base:20261102T230000\r\nEND:VEVENT\r\n");
+  EXPECT_THROW(ReadCalendar(mars, At(2026, 11, 1), At(2026, 11, 30), zoned), EConvertError);
+  EXPECT_EQ(ReadCalendar(mars, At(2026, 11, 1), At(2026, 11, 30), {}).size(), 1u);
 
   const TFecha first = At(2026, 1, 1), last = At(2026, 12, 31);
   EXPECT_THROW(ReadCalendar("", first, last, {}), EConvertError);
