@@ -83,7 +83,33 @@ std::string UntilText(TFecha wall, bool allDay, const TZone* zone) {
   return DateTimeText(CivilOf(Since1970(wall)));
 }
 
-void Line(std::string& out, std::string_view line) { out += FoldLine(line); }
+// Folds `line` onto the end of `out`: the calendar is written in one buffer.
+void AppendFolded(std::string& out, std::string_view line) {
+  size_t width = 0;  // octets on the current physical line
+  for (size_t i = 0; i < line.size();) {
+    // The whole UTF-8 character moves to the next line if it does not fit.
+    size_t length = 1;
+    const auto lead = static_cast<unsigned char>(line[i]);
+    if (lead >= 0xF0) {
+      length = 4;
+    } else if (lead >= 0xE0) {
+      length = 3;
+    } else if (lead >= 0xC0) {
+      length = 2;
+    }
+    length = std::min(length, line.size() - i);
+    if (width + length > 75) {
+      out += "\r\n ";
+      width = 1;
+    }
+    out.append(line.substr(i, length));
+    width += length;
+    i += length;
+  }
+  out += "\r\n";
+}
+
+void Line(std::string& out, std::string_view line) { AppendFolded(out, line); }
 
 void WriteTimeZone(std::string& out, const TZone& zone, int64_t fromUtc, int64_t toUtc) {
   Line(out, "BEGIN:VTIMEZONE");
@@ -235,28 +261,7 @@ std::string EscapeText(std::string_view text) {
 std::string FoldLine(std::string_view line) {
   std::string out;
   out.reserve(line.size() + line.size() / 70 * 3 + 2);
-  size_t width = 0;  // octets on the current physical line
-  for (size_t i = 0; i < line.size();) {
-    // The whole UTF-8 character moves to the next line if it does not fit.
-    size_t length = 1;
-    const auto lead = static_cast<unsigned char>(line[i]);
-    if (lead >= 0xF0) {
-      length = 4;
-    } else if (lead >= 0xE0) {
-      length = 3;
-    } else if (lead >= 0xC0) {
-      length = 2;
-    }
-    length = std::min(length, line.size() - i);
-    if (width + length > 75) {
-      out += "\r\n ";
-      width = 1;
-    }
-    out.append(line.substr(i, length));
-    width += length;
-    i += length;
-  }
-  out += "\r\n";
+  AppendFolded(out, line);
   return out;
 }
 
