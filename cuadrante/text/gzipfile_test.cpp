@@ -135,6 +135,10 @@ TEST(GunzipFile, TellsPaddingFromGarbageAfterTheLastMember) {
   // Whatever begins with the magic is a member, and a broken one is an error.
   EXPECT_EQ(ErrorOf(gzip + "\x1F\x8B"), "gzip member 2 at byte " + std::to_string(gzip.size() + 2) +
                                             ": the stream ends inside the header");
+  // Its bytes count from the stream's start, past the first member's trailer.
+  EXPECT_EQ(ErrorOf(gzip + std::string("\x1F\x8B\x07", 3) + std::string(7, '\0')),
+            "gzip member 2 at byte " + std::to_string(gzip.size() + 2) +
+                ": compression method 7 is not deflate (8)");
 }
 
 TEST(GunzipFile, EveryCutOfAStreamIsAnErrorOrEndsOnAMemberBoundary) {
