@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Draws the example rosters with `cuadrante render`, has headless Chromium parse
 # and screenshot each SVG, and compares the pixels with the SVG through
-# cuadrante_svgprobe. Tampered pictures must fail the same checks, so we know
-# they can. Exits 77 (skipped) when Chromium is missing and cannot be installed.
+# svgprobe.py. Tampered pictures must fail the same checks, so we know they
+# can. Exits 77 (skipped) when Chromium is missing and cannot be installed.
 #
-# usage: render_browser.sh PATH-TO-cuadrante PATH-TO-cuadrante_svgprobe
-probe=$(realpath "${2:?usage: render_browser.sh PATH-TO-cuadrante PATH-TO-cuadrante_svgprobe}")
+# usage: render_browser.sh PATH-TO-cuadrante
 root=$(cd "$(dirname "$0")/.." && pwd)
+probe() { python3 "$root/tests/svgprobe.py" "$@"; }
 
 # Installing needs root, or sudo that asks no password, and apt; without them
 # the test cannot run here, which is not the same as the picture being wrong.
@@ -79,12 +79,12 @@ dom_check() {
 probe_expect() {
   local status=$1 pattern=$2 out code
   shift 2
-  out=$("$probe" "$@" 2>&1)
+  out=$(probe "$@" 2>&1)
   code=$?
   if [ $code -eq "$status" ] && grep -qE -- "$pattern" <<<"$out"; then
     return 0
   fi
-  echo "    cuadrante_svgprobe $* -> status $code (want $status), output:"
+  echo "    svgprobe.py $* -> status $code (want $status), output:"
   sed 's/^/      /' <<<"$out" | head -n 20
   return 1
 }
@@ -114,7 +114,7 @@ for name in rules-week points-day plan-month; do
   if dom_check "$svg"; then pass "$name parses in Chromium"; else fail "$name parses in Chromium"; fi
   if screenshot "$svg" "$work/$name.png"; then
     if probe_expect 0 'all pass' "$svg" "$work/$name.png"; then
-      pass "$name screenshot matches the SVG: $("$probe" "$svg" "$work/$name.png" | tail -n 1)"
+      pass "$name screenshot matches the SVG: $(probe "$svg" "$work/$name.png" | tail -n 1)"
     else
       fail "$name screenshot matches the SVG"
     fi
@@ -133,7 +133,7 @@ if [ -s "$svg" ] && screenshot "$svg" "$work/whole-days.png"; then
   baja=$(grep -m 1 -o 'class="box" data-type="7" [^>]*fill="#[0-9a-f]*"' "$svg" | grep -o '#[0-9a-f]\{6\}')
   row1=$(grep -m 1 -o 'class="box" data-type="4" [^>]*y="[0-9]*"' "$svg" | sed 's/.*y="//; s/"//')
   row2=$(grep -m 1 -o 'class="box" data-type="7" [^>]*y="[0-9]*"' "$svg" | sed 's/.*y="//; s/"//')
-  at() { "$probe" --pixel "$work/whole-days.png" "$1" "$2"; }
+  at() { probe --pixel "$work/whole-days.png" "$1" "$2"; }
   if [ "$(at 860 $((row1 + 4)))" = "$festivo" ] && [ "$(at 1032 $((row1 + 4)))" = "$festivo" ] &&
      [ "$(at 1042 $((row1 + 4)))" != "$festivo" ] && [ "$(at 1100 $((row1 + 12)))" = "#ffffff" ] &&
      [ "$(at 850 $((row1 + 12)))" != "$festivo" ] &&
