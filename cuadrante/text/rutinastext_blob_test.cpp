@@ -25,10 +25,7 @@ TEST(RutinasText, ZipAndCode64GivesOnePrintableLineThatReadsBack) {
     EXPECT_EQ(TBase64().Decode(line).substr(0, 4), std::string("\x1F\x8B\x08\0", 4));
     EXPECT_TRUE(RutinasText::Decode64AndUnzip(line) == text) << text.size();
   }
-  // Line breaks in the form (as mail wraps it) are skipped; a damaged form raises.
-  std::string wrapped = RutinasText::ZipAndCode64(binary);
-  for (size_t at = 76; at < wrapped.size(); at += 78) wrapped.insert(at, "\r\n");
-  EXPECT_TRUE(RutinasText::Decode64AndUnzip(wrapped) == binary);
+  // A damaged form raises. (Line breaks in it are skipped by TBase64, whose tests show that.)
   std::string damaged = TBase64().Decode(RutinasText::ZipAndCode64("Horario"));
   damaged[damaged.size() - 8] ^= 0x10;
   EXPECT_THROW(RutinasText::Decode64AndUnzip(TBase64().Encode(damaged)), CryptoPP::Gunzip::CrcErr);

@@ -14,7 +14,6 @@ using Numbers = std::vector<int32_t>;
 
 TEST(RutinasText, ToStringJoinsWithTheSeparatorBetweenItemsOnly) {
   EXPECT_EQ(RutinasText::ToString(";", TVectorStrings{}), "");
-  EXPECT_EQ(RutinasText::ToString(";", TVectorStrings{"solo"}), "solo");
   EXPECT_EQ(RutinasText::ToString(", ", TVectorStrings{"a", "", "c"}), "a, , c");
   EXPECT_EQ(RutinasText::ToString(";", Numbers{}), "");
   EXPECT_EQ(RutinasText::ToString("--", Numbers{INT32_MIN, 0, INT32_MAX}),

