@@ -11,16 +11,7 @@
 
 namespace {
 
-using cuadrante::roster::BreachName;
-using cuadrante::roster::BuildRosters;
-using cuadrante::roster::CheckCoverage;
-using cuadrante::roster::CheckRosters;
-using cuadrante::roster::ReadPlan;
-using cuadrante::roster::TBreachKind;
-using cuadrante::roster::THoursKind;
-using cuadrante::roster::TPlan;
-
-constexpr int64_t kHour = 3600;
+using namespace cuadrante::roster;
 
 TFecha At(int year, int month, int day, int hour = 0) {
   return TFecha(EncodeDateTime(year, month, day, hour, 0, 0, 0));
@@ -146,6 +137,11 @@ TEST(CheckCoverage, AHolidayLeavesAPostUncovered) {
 TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
   std::mt19937 random(23);
   const char* const codes[] = {"M", "T", "N", "-", "-"};
+  const auto isWork = [](const TRosterItem& item) {
+    TBasicPoint probe;
+    probe.Type = item.type;
+    return KindOf(probe) == THoursKind::kWork;
+  };
   for (int round = 0; round < 2000; ++round) {
     std::string xml = "<PLAN>" + kShifts + "<POST code=\"W\">";
     for (int i = 0, n = 1 + static_cast<int>(random() % 3); i < n; ++i) {
@@ -183,18 +179,12 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
         }
       }
       for (const auto& roster : rosters) {
-        for (const auto& item : roster.items) {
-          TBasicPoint probe;
-          probe.Type = item.type;
-          if (cuadrante::roster::KindOf(probe) == THoursKind::kWork &&
-              item.start.Value() <= minute && minute < item.End())
-            ++atWork;
-        }
+        for (const auto& item : roster.items)
+          atWork += isWork(item) && item.start.Value() <= minute && minute < item.End();
       }
-      const cuadrante::roster::TCoverageGap* found = nullptr;
-      for (const auto& gap : gaps) {
+      const TCoverageGap* found = nullptr;
+      for (const auto& gap : gaps)
         if (gap.from.Value() <= minute && minute < gap.to.Value()) found = &gap;
-      }
       if (required > 0 && required != atWork) {
         ASSERT_NE(found, nullptr) << xml << " at " << TFecha(minute).ToString("dd/mm hh:nn");
         EXPECT_EQ(found->required, required);
@@ -219,9 +209,7 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
       // A rest is measured from the latest end of the work before each work item.
       int64_t latestEnd = INT64_MIN;
       for (const auto& item : items) {
-        TBasicPoint probe;
-        probe.Type = item.type;
-        if (cuadrante::roster::KindOf(probe) != THoursKind::kWork || item.seconds <= 0) continue;
+        if (!isWork(item) || item.seconds <= 0) continue;
         if (latestEnd != INT64_MIN) {
           const int64_t gap = item.start.Value() - latestEnd;
           if (gap >= 0 && gap < plan.limits.minRestSeconds) ++rests;

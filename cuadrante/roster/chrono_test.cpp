@@ -7,8 +7,7 @@
 namespace {
 
 using namespace std::chrono;
-using cuadrante::roster::FromChrono;
-using cuadrante::roster::ToChrono;
+using namespace cuadrante::roster;
 
 TEST(Chrono, TimesCrossBothWaysExactlyAndTheEdgesTakeDays) {
   const TFecha monday8(EncodeDateTime(2026, 11, 23, 8, 0, 0, 0));
@@ -19,20 +18,18 @@ TEST(Chrono, TimesCrossBothWaysExactlyAndTheEdgesTakeDays) {
   EXPECT_EQ(FromChrono(year{1899} / December / 30), TFecha(0));
   EXPECT_EQ(ToChrono(FromChrono(year{9999} / December / 31)), sys_days(year{9999} / December / 31));
 
-  const auto plan = cuadrante::roster::ReadPlan(
+  // Rosters, coverage and checks take their days as year_month_day.
+  const auto plan = ReadPlan(
       "<PLAN><POST code=\"P\"><NEED people=\"1\" from=\"08:00\" hours=\"4\"/></POST>"
       "<EMPLOYEE id=\"a\" post=\"P\"><ITEM start=\"2026-11-23T08:00\" hours=\"4\" type=\"2\"/>"
       "</EMPLOYEE></PLAN>");
-  const auto rosters =
-      cuadrante::roster::BuildRosters(plan, year{2026} / November / 23, year{2026} / November / 24);
+  const year_month_day monday = year{2026} / November / 23, tuesday = year{2026} / November / 24;
+  const auto rosters = BuildRosters(plan, monday, tuesday);
   ASSERT_EQ(rosters[0].items.size(), 1u);
-  const auto gaps = cuadrante::roster::CheckCoverage(plan, rosters, year{2026} / November / 23,
-                                                     year{2026} / November / 24);
+  const auto gaps = CheckCoverage(plan, rosters, monday, tuesday);
   ASSERT_EQ(gaps.size(), 1u);  // Tuesday's need, nobody on it
-  EXPECT_EQ(ToChrono(gaps[0].from), sys_days(year{2026} / November / 24) + hours(8));
-  EXPECT_TRUE(cuadrante::roster::CheckRosters(plan, rosters, year{2026} / November / 23,
-                                              year{2026} / November / 24, plan.limits)
-                  .empty());
+  EXPECT_EQ(ToChrono(gaps[0].from), sys_days(tuesday) + hours(8));
+  EXPECT_TRUE(CheckRosters(plan, rosters, monday, tuesday, plan.limits).empty());
 }
 
 }  // namespace

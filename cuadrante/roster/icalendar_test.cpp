@@ -4,6 +4,7 @@
 #include <libical/ical.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <memory>
 #include <random>
 #include <string>
@@ -36,6 +37,16 @@ struct Freer {
 };
 using Calendar = std::unique_ptr<icalcomponent, Freer>;
 
+// The text of every X-LIC-ERROR in `c` and in the components it holds.
+void CollectErrors(icalcomponent* c, std::vector<std::string>& problems) {
+  for (icalproperty* p = icalcomponent_get_first_property(c, ICAL_XLICERROR_PROPERTY); p;
+       p = icalcomponent_get_next_property(c, ICAL_XLICERROR_PROPERTY))
+    problems.push_back(icalproperty_get_xlicerror(p));
+  for (icalcomponent* d = icalcomponent_get_first_component(c, ICAL_ANY_COMPONENT); d;
+       d = icalcomponent_get_next_component(c, ICAL_ANY_COMPONENT))
+    CollectErrors(d, problems);
+}
+
 // Parses `ics` with libical and runs its restriction checker: every problem
 // it finds is returned as the text of its X-LIC-ERROR.
 Calendar ParseChecked(const std::string& ics, std::vector<std::string>& problems) {
@@ -45,19 +56,7 @@ Calendar ParseChecked(const std::string& ics, std::vector<std::string>& problems
     return root;
   }
   icalrestriction_check(root.get());
-  auto collect = [&](icalcomponent* c) {
-    for (icalproperty* p = icalcomponent_get_first_property(c, ICAL_XLICERROR_PROPERTY); p;
-         p = icalcomponent_get_next_property(c, ICAL_XLICERROR_PROPERTY))
-      problems.push_back(icalproperty_get_xlicerror(p));
-  };
-  collect(root.get());
-  for (icalcomponent* c = icalcomponent_get_first_component(root.get(), ICAL_ANY_COMPONENT); c;
-       c = icalcomponent_get_next_component(root.get(), ICAL_ANY_COMPONENT)) {
-    collect(c);
-    for (icalcomponent* d = icalcomponent_get_first_component(c, ICAL_ANY_COMPONENT); d;
-         d = icalcomponent_get_next_component(c, ICAL_ANY_COMPONENT))
-      collect(d);
-  }
+  CollectErrors(root.get(), problems);
   return root;
 }
 
@@ -90,12 +89,12 @@ TEST(ICalendar, FoldsAt75OctetsWithoutSplittingACharacterAndEscapesText) {
   EXPECT_EQ(folded, std::string(75, 'y') + "\r\n " + std::string(74, 'y') + "\r\n y\r\n");
   EXPECT_EQ(EscapeText("a,b;c\\d\ne\r\nf\x01g"), "a\\,b\\;c\\\\d\\ne\\nfg");
   // The UID follows what and when, not where in the list.
-  EXPECT_EQ(StableUid("ana", "2 M", At(2026, 11, 23, 7)),
-            StableUid("ana", "2 M", At(2026, 11, 23, 7)));
-  EXPECT_NE(StableUid("ana", "2 M", At(2026, 11, 23, 7)),
-            StableUid("eva", "2 M", At(2026, 11, 23, 7)));
-  EXPECT_NE(StableUid("ana", "2 M", At(2026, 11, 23, 7)),
-            StableUid("ana", "2 T", At(2026, 11, 23, 7)));
+  const auto uid = [](const char* who, const char* what) {
+    return StableUid(who, what, At(2026, 11, 23, 7));
+  };
+  EXPECT_EQ(uid("ana", "2 M"), uid("ana", "2 M"));
+  EXPECT_NE(uid("ana", "2 M"), uid("eva", "2 M"));
+  EXPECT_NE(uid("ana", "2 M"), uid("ana", "2 T"));
   EXPECT_EQ(StableUid("a", "b", At(2026, 11, 23, 7)).substr(16), "-20261123T070000@cuadrante");
 }
 
@@ -204,15 +203,14 @@ TEST(ICalendar, RecurrencesAgreeWithLibicalOnRandomRules) {
       for (const TFecha start : LibicalStarts(e)) got.push_back(start);
     }
     const auto differ = std::mismatch(got.begin(), got.end(), expected.begin(), expected.end());
-    ASSERT_EQ(got, expected)
-        << rule.WriteToStr() << " from " << from.ToString("dd/mm/yyyy") << " to "
-        << to.ToString("dd/mm/yyyy") << ": libical has "
-        << (differ.first == got.end() ? "nothing" : differ.first->ToString("dd/mm/yyyy hh:nn"))
-        << " where the library has "
-        << (differ.second == expected.end() ? "nothing"
-                                            : differ.second->ToString("dd/mm/yyyy hh:nn"))
-        << "\n"
-        << ics;
+    const auto shown = [](auto at, auto end) {
+      return at == end ? std::string("nothing") : at->ToString("dd/mm/yyyy hh:nn");
+    };
+    ASSERT_EQ(got, expected) << rule.WriteToStr() << " from " << from.ToString("dd/mm/yyyy")
+                             << " to " << to.ToString("dd/mm/yyyy") << ": libical has "
+                             << shown(differ.first, got.end()) << " where the library has "
+                             << shown(differ.second, expected.end()) << "\n"
+                             << ics;
     if (exported.recurring) ++recurring;
     if (!exported.why.empty()) {
       ++fellBack;
@@ -229,12 +227,11 @@ TEST(ICalendar, RecurrencesAgreeWithLibicalOnRandomRules) {
   EXPECT_GT(fellBack, 20);
 }
 
-}  // namespace
-
-namespace {
-
-std::string Wrapped(const std::string& events) {
-  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//t//EN\r\n" + events + "END:VCALENDAR\r\n";
+// A calendar of one VEVENT for each item of `events`, which holds its lines.
+std::string Wrapped(std::initializer_list<std::string> events) {
+  std::string ics = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//t//EN\r\n";
+  for (const std::string& lines : events) ics += "BEGIN:VEVENT\r\n" + lines + "END:VEVENT\r\n";
+  return ics + "END:VCALENDAR\r\n";
 }
 
 // "dd/mm hh:nn+minutes type" for each item.
@@ -247,57 +244,50 @@ std::vector<std::string> Seen(const std::vector<TImportedEvent>& events) {
 }
 
 TEST(ReadCalendar, FollowsMovesCancellationsAndCategoriesAndRefusesWhatIsNoCalendar) {
-  const std::string ics = Wrapped(
-      // Daily at 09:00 for four days with DURATION; the third day moved to
-      // 15:00 by a RECURRENCE-ID event, the fourth taken out by a DATE EXDATE.
-      "BEGIN:VEVENT\r\nUID:d\r\nDTSTART:20261102T090000\r\nDURATION:PT2H\r\n"
-      "RRULE:FREQ=DAILY;COUNT=4\r\nEXDATE;VALUE=DATE:20261105\r\nCATEGORIES:Otro,Tarea\r\n"
-      "END:VEVENT\r\n"
-      "BEGIN:VEVENT\r\nUID:d\r\nRECURRENCE-ID:20261104T090000\r\nDTSTART:20261104T150000\r\n"
-      "DTEND:20261104T160000\r\nEND:VEVENT\r\n"
-      // Cancelled: nothing. An all-day event without DTEND lasts its day.
-      "BEGIN:VEVENT\r\nUID:c\r\nSTATUS:CANCELLED\r\nDTSTART:20261102T120000\r\nEND:VEVENT\r\n"
-      "BEGIN:VEVENT\r\nUID:a\r\nDTSTART;VALUE=DATE:20261106\r\nRDATE;VALUE=DATE:20261201\r\n"
-      "END:VEVENT\r\n"
-      // Ends before the range: nothing.
-      "BEGIN:VEVENT\r\nUID:o\r\nDTSTART:20261101T100000\r\nDTEND:20261101T110000\r\nEND:"
-      "VEVENT\r\n");
+  // Daily at 09:00 for four days with DURATION, the third day moved to 15:00
+  // by a RECURRENCE-ID event, the fourth taken out by a DATE EXDATE; then a
+  // cancelled event (nothing), an all-day event without DTEND (it lasts its
+  // day) and an event that ends before the range (nothing).
+  const std::string ics = Wrapped({
+      "UID:d\r\nDTSTART:20261102T090000\r\nDURATION:PT2H\r\nRRULE:FREQ=DAILY;COUNT=4\r\n"
+      "EXDATE;VALUE=DATE:20261105\r\nCATEGORIES:Otro,Tarea\r\n",
+      "UID:d\r\nRECURRENCE-ID:20261104T090000\r\nDTSTART:20261104T150000\r\n"
+      "DTEND:20261104T160000\r\n",
+      "UID:c\r\nSTATUS:CANCELLED\r\nDTSTART:20261102T120000\r\n",
+      "UID:a\r\nDTSTART;VALUE=DATE:20261106\r\nRDATE;VALUE=DATE:20261201\r\n",
+      "UID:o\r\nDTSTART:20261101T100000\r\nDTEND:20261101T110000\r\n",
+  });
   const auto events = ReadCalendar(ics, At(2026, 11, 2), At(2026, 11, 30), {});
   EXPECT_EQ(Seen(events), (std::vector<std::string>{"02/11 09:00+120 3", "03/11 09:00+120 3",
                                                     "04/11 15:00+60 9", "06/11 00:00+1440 9"}));
   // UTC times become the zone's wall clock with a zone, and stay as written without.
-  const std::string utc = Wrapped(
-      "BEGIN:VEVENT\r\nUID:u\r\nDTSTART:20261102T230000Z\r\nDTEND:20261103T010000Z\r\nEND:"
-      "VEVENT\r\n");
+  const TFecha nov1 = At(2026, 11, 1), nov30 = At(2026, 11, 30);
+  const std::string utc =
+      Wrapped({"UID:u\r\nDTSTART:20261102T230000Z\r\nDTEND:20261103T010000Z\r\n"});
   const TZone madrid = TZone::Find("Europe/Madrid");
   TImportOptions zoned;
   zoned.zone = &madrid;
-  EXPECT_EQ(Seen(ReadCalendar(utc, At(2026, 11, 1), At(2026, 11, 30), zoned)),
+  EXPECT_EQ(Seen(ReadCalendar(utc, nov1, nov30, zoned)),
             std::vector<std::string>{"03/11 00:00+120 9"});
-  EXPECT_EQ(Seen(ReadCalendar(utc, At(2026, 11, 1), At(2026, 11, 30), {})),
+  EXPECT_EQ(Seen(ReadCalendar(utc, nov1, nov30, {})),
             std::vector<std::string>{"02/11 23:00+120 9"});
   // A zone nobody defines cannot be placed in another.
-  const std::string mars =
-      Wrapped("BEGIN:VEVENT\r\nUID:m\r\nDTSTART;TZID=Mars/Base:20261102T230000\r\nEND:VEVENT\r\n");
-  EXPECT_THROW(ReadCalendar(mars, At(2026, 11, 1), At(2026, 11, 30), zoned), EConvertError);
-  EXPECT_EQ(ReadCalendar(mars, At(2026, 11, 1), At(2026, 11, 30), {}).size(), 1u);
+  const std::string mars = Wrapped({"UID:m\r\nDTSTART;TZID=Mars/Base:20261102T230000\r\n"});
+  EXPECT_THROW(ReadCalendar(mars, nov1, nov30, zoned), EConvertError);
+  EXPECT_EQ(ReadCalendar(mars, nov1, nov30, {}).size(), 1u);
 
+  // No text, no calendar, an event without DTSTART, an end before its start.
   const TFecha first = At(2026, 1, 1), last = At(2026, 12, 31);
-  EXPECT_THROW(ReadCalendar("", first, last, {}), EConvertError);
-  EXPECT_THROW(ReadCalendar("<POINTSMGR/>", first, last, {}), EConvertError);
-  EXPECT_THROW(ReadCalendar(Wrapped("BEGIN:VEVENT\r\nUID:n\r\nEND:VEVENT\r\n"), first, last, {}),
-               EConvertError);
-  EXPECT_THROW(ReadCalendar(Wrapped("BEGIN:VEVENT\r\nUID:b\r\nDTSTART:20260102T100000\r\n"
-                                    "DTEND:20260102T090000\r\nEND:VEVENT\r\n"),
-                            first, last, {}),
-               EConvertError);
+  for (const std::string& bad :
+       {std::string(), std::string("<POINTSMGR/>"), Wrapped({"UID:n\r\n"}),
+        Wrapped({"UID:b\r\nDTSTART:20260102T100000\r\nDTEND:20260102T090000\r\n"})})
+    EXPECT_THROW(ReadCalendar(bad, first, last, {}), EConvertError) << bad;
   // Every second from 1900 would take days to walk: the bound refuses it.
   TImportOptions bounded;
   bounded.maxOccurrences = 1000;
-  EXPECT_THROW(ReadCalendar(Wrapped("BEGIN:VEVENT\r\nUID:s\r\nDTSTART:19000101T000000\r\n"
-                                    "RRULE:FREQ=SECONDLY\r\nEND:VEVENT\r\n"),
-                            first, last, bounded),
-               EConvertError);
+  const std::string everySecond =
+      Wrapped({"UID:s\r\nDTSTART:19000101T000000\r\nRRULE:FREQ=SECONDLY\r\n"});
+  EXPECT_THROW(ReadCalendar(everySecond, first, last, bounded), EConvertError);
 }
 
 }  // namespace

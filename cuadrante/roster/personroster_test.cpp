@@ -10,12 +10,7 @@
 
 namespace {
 
-using cuadrante::roster::BuildRosters;
-using cuadrante::roster::HoursOf;
-using cuadrante::roster::ReadPlan;
-using cuadrante::roster::TPlan;
-
-constexpr int64_t kHour = 3600;
+using namespace cuadrante::roster;
 
 TFecha At(int year, int month, int day, int hour = 0, int minute = 0) {
   return TFecha(EncodeDateTime(year, month, day, hour, minute, 0, 0));
@@ -26,7 +21,7 @@ const std::string kShifts =
     "hours=\"8\"/><SHIFT code=\"N\" start=\"22:00\" hours=\"8\"/>";
 
 // "code@dd/mm hh:nn" for each item, to compare rosters at a glance.
-std::vector<std::string> Seen(const cuadrante::roster::TPersonRoster& roster) {
+std::vector<std::string> Seen(const TPersonRoster& roster) {
   std::vector<std::string> seen;
   for (const auto& item : roster.items) {
     seen.push_back((item.code.empty() ? std::to_string(item.type) : item.code) + "@" +
@@ -61,14 +56,6 @@ TEST(BuildRosters, UnrollsRulesRotationsAndItemsIntoEachPersonsItems) {
   const auto later = BuildRosters(plan, At(2026, 11, 23), At(2026, 11, 24));
   EXPECT_EQ(Seen(later[2]), (std::vector<std::string>{"3@23/11 08:00+480", "3@24/11 08:00+480"}));
   EXPECT_TRUE(later[0].items.empty());  // the weekly rule ended on the 16th
-
-  const auto hours = HoursOf(rosters[1], At(2026, 11, 8), At(2026, 11, 11));
-  EXPECT_EQ(hours.Seconds(0, tptTimetable), 6 * kHour);  // the night's tail
-  EXPECT_EQ(hours.Seconds(1, tptIncidence), kHour);
-  EXPECT_EQ(hours.Seconds(2, tptLeave), 24 * kHour);
-  // The tail of the night of the 10th and the start of the 11th's, cut at the end.
-  EXPECT_EQ(hours.Seconds(3, tptTimetable), 6 * kHour + 2 * kHour);
-  EXPECT_EQ(hours.Total(cuadrante::roster::THoursKind::kAbsence), 48 * kHour + kHour);
 }
 
 // Hours against a per-minute count of random rotas and items.

@@ -29,9 +29,17 @@ std::string ErrorOf(const std::string& xml) {
   return "";
 }
 
+std::string Plan(const std::string& body) { return kHead + body + "</PLAN>"; }
+
+// A plan whose one employee "a" holds `inner`.
+std::string OfA(const std::string& inner) {
+  return Plan("<EMPLOYEE id=\"a\">" + inner + "</EMPLOYEE>");
+}
+
 TEST(ReadPlan, ReadsEveryElementOfThePlan) {
-  const auto plan = ReadPlan(
-      kHead +
+  // The second post takes its days as a list of weekday names.
+  const auto plan = ReadPlan(Plan(
+      "<POST code=\"P\"><NEED people=\"1\" from=\"07:00\" hours=\"8\" days=\"mon,sun\"/></POST>"
       "<LIMITS minRest=\"11\" maxWeek=\"40\" maxDays=\"5\"/><HOLIDAY date=\"2026-12-08\"/>"
       "<EMPLOYEE id=\"ana\" name=\"Ana\" post=\"UCI\" contract=\"37.5\">"
       "<RULE shift=\"M\" every=\"day\" from=\"2026-11-02\" until=\"2026-11-30\" weekend=\"1\"/>"
@@ -39,11 +47,12 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
       "<ROTATION pattern=\" M  N - \" from=\"2026-11-02\"/>"
       "<LEAVE from=\"2026-11-20\" to=\"2026-11-22\"/>"
       "<ITEM start=\"2026-11-23T08:30\" hours=\"1.5\" type=\"6\"/></EMPLOYEE>"
-      "<EMPLOYEE id=\"luis\"/></PLAN>");
-  ASSERT_EQ(plan.posts.size(), 1u);
+      "<EMPLOYEE id=\"luis\"/>"));
+  ASSERT_EQ(plan.posts.size(), 2u);
   EXPECT_EQ(plan.posts[0].needs[0].people, 2);
   EXPECT_EQ(plan.posts[0].needs[0].startMinute, 7 * 60);
   EXPECT_EQ(plan.posts[0].needs[0].days, 0x1F);
+  EXPECT_EQ(plan.posts[1].needs[0].days, 0x41);
   ASSERT_EQ(plan.shifts.size(), 2u);
   EXPECT_EQ(plan.FindShift("N")->seconds, 7 * 3600 + 1800);
   EXPECT_EQ(plan.FindShift("N")->type, tptCover);
@@ -74,66 +83,49 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
 TEST(ReadPlan, RefusesABrokenPlanNamingTheElementAndTheReason) {
   const std::pair<std::string, std::string> broken[] = {
       {"<ROSTER/>", "is no plan document (its root is ROSTER, not PLAN)"},
-      {kHead + "<EMPLOYEE id=\"a\" post=\"URG\"/></PLAN>",
-       "EMPLOYEE a: post 'URG' is no POST of the plan"},
-      {kHead + "<EMPLOYEE id=\"a\"/><EMPLOYEE id=\"a\"/></PLAN>", "EMPLOYEE a: appears twice"},
-      {kHead + "<EMPLOYEE id=\"a\"><RULE shift=\"X\" from=\"2026-11-02\"/></EMPLOYEE></PLAN>",
+      {Plan("<EMPLOYEE id=\"a\" post=\"URG\"/>"), "EMPLOYEE a: post 'URG' is no POST of the plan"},
+      {Plan("<EMPLOYEE id=\"a\"/><EMPLOYEE id=\"a\"/>"), "EMPLOYEE a: appears twice"},
+      {OfA("<RULE shift=\"X\" from=\"2026-11-02\"/>"),
        "EMPLOYEE a: RULE 1: shift 'X' is no SHIFT of the plan"},
-      {kHead + "<EMPLOYEE id=\"a\"><RULE shift=\"M\"/></EMPLOYEE></PLAN>",
-       "EMPLOYEE a: RULE 1: needs from"},
-      {kHead + "<EMPLOYEE id=\"a\"><RULE shift=\"M\" from=\"2026-11-31\"/></EMPLOYEE></PLAN>",
+      {OfA("<RULE shift=\"M\"/>"), "EMPLOYEE a: RULE 1: needs from"},
+      {OfA("<RULE shift=\"M\" from=\"2026-11-31\"/>"),
        "EMPLOYEE a: RULE 1: from '2026-11-31' is no date (use 2026-11-23)"},
-      {kHead + "<EMPLOYEE id=\"a\"><RULE shift=\"M\" from=\"2026-11-02\" every=\"hour\"/>"
-               "</EMPLOYEE></PLAN>",
+      {OfA("<RULE shift=\"M\" from=\"2026-11-02\" every=\"hour\"/>"),
        "EMPLOYEE a: RULE 1: every 'hour' is none of day, week"},
-      {kHead + "<EMPLOYEE id=\"a\"><RULE shift=\"M\" from=\"2026-11-02\" until=\"2026-11-01\"/>"
-               "</EMPLOYEE></PLAN>",
+      {OfA("<RULE shift=\"M\" from=\"2026-11-02\" until=\"2026-11-01\"/>"),
        "EMPLOYEE a: RULE 1: ends before it starts"},
-      {kHead + "<EMPLOYEE id=\"a\"><RULE stored=\"4004578800;-5;2;1;2;0;0;0\"/></EMPLOYEE></PLAN>",
+      {OfA("<RULE stored=\"4004578800;-5;2;1;2;0;0;0\"/>"),
        "EMPLOYEE a: RULE 1: stored '4004578800;-5;2;1;2;0;0;0' field 2 (seconds): -5 is negative"},
-      {kHead + "<EMPLOYEE id=\"a\"><RULE stored=\"4004578800;5;2;1\"/></EMPLOYEE></PLAN>",
+      {OfA("<RULE stored=\"4004578800;5;2;1\"/>"),
        "EMPLOYEE a: RULE 1: stored '4004578800;5;2;1' is no rule (8 fields)"},
-      {kHead + "<EMPLOYEE id=\"a\"><ROTATION pattern=\"M X\" from=\"2026-11-02\"/></EMPLOYEE>"
-               "</PLAN>",
+      {OfA("<ROTATION pattern=\"M X\" from=\"2026-11-02\"/>"),
        "EMPLOYEE a: ROTATION 1: pattern names 'X', which is no SHIFT of the plan (rest is -)"},
-      {kHead +
-           "<EMPLOYEE id=\"a\"><LEAVE from=\"2026-11-22\" to=\"2026-11-20\"/></EMPLOYEE></PLAN>",
+      {OfA("<LEAVE from=\"2026-11-22\" to=\"2026-11-20\"/>"),
        "EMPLOYEE a: LEAVE 1: ends before it starts"},
-      {kHead + "<EMPLOYEE id=\"a\"><ITEM start=\"2026-11-22\" hours=\"-2\"/></EMPLOYEE></PLAN>",
+      {OfA("<ITEM start=\"2026-11-22\" hours=\"-2\"/>"),
        "EMPLOYEE a: ITEM 1: hours '-2' is no length (use 8, 7.5 or 7:30)"},
-      {kHead + "<EMPLOYEE id=\"a\"><ITEM start=\"2026-11-22\" hours=\"2\" type=\"99\"/>"
-               "</EMPLOYEE></PLAN>",
+      {OfA("<ITEM start=\"2026-11-22\" hours=\"2\" type=\"99\"/>"),
        "EMPLOYEE a: ITEM 1: type '99' is no whole number from 0 to 13"},
-      {kHead + "<EMPLOYEE id=\"a\" contrato=\"40\"/></PLAN>",
-       "EMPLOYEE a: has no attribute contrato"},
-      {kHead + "<EMPLOYEE id=\"a\"><SHIFT/></EMPLOYEE></PLAN>",
-       "EMPLOYEE a: SHIFT is none of RULE, ROTATION, LEAVE, ITEM"},
-      {kHead + "<SHIFT code=\"M\" start=\"08:00\" hours=\"8\"/></PLAN>", "SHIFT M: appears twice"},
-      {kHead + "<SHIFT code=\"-\" start=\"08:00\" hours=\"8\"/></PLAN>",
+      {Plan("<EMPLOYEE id=\"a\" contrato=\"40\"/>"), "EMPLOYEE a: has no attribute contrato"},
+      {OfA("<SHIFT/>"), "EMPLOYEE a: SHIFT is none of RULE, ROTATION, LEAVE, ITEM"},
+      {Plan("<SHIFT code=\"M\" start=\"08:00\" hours=\"8\"/>"), "SHIFT M: appears twice"},
+      {Plan("<SHIFT code=\"-\" start=\"08:00\" hours=\"8\"/>"),
        "SHIFT -: code '-' may not be - nor hold a blank"},
-      {kHead + "<SHIFT code=\"X\" start=\"24:00\" hours=\"8\"/></PLAN>",
+      {Plan("<SHIFT code=\"X\" start=\"24:00\" hours=\"8\"/>"),
        "SHIFT X: start '24:00' is no time of day (use 07:00)"},
-      {kHead + "<POST code=\"P\"><NEED people=\"1\" from=\"07:00\" hours=\"8\" days=\"lun\"/>"
-               "</POST></PLAN>",
+      {Plan("<POST code=\"P\"><NEED people=\"1\" from=\"07:00\" hours=\"8\" days=\"lun\"/></POST>"),
        "POST P: NEED 1: days 'lun' is none of all, weekdays, weekend"},
-      {kHead + "<POST code=\"P\"><NEED from=\"07:00\" hours=\"8\"/></POST></PLAN>",
+      {Plan("<POST code=\"P\"><NEED from=\"07:00\" hours=\"8\"/></POST>"),
        "POST P: NEED 1: needs people"},
-      {kHead + "<HOLIDAY date=\"8/12/2026\"/></PLAN>",
+      {Plan("<HOLIDAY date=\"8/12/2026\"/>"),
        "HOLIDAY 1: date '8/12/2026' is no date (use 2026-11-23)"},
-      {kHead + "<HOLIDAY date=\"1899-12-31\"/></PLAN>", "HOLIDAY 1: date '1899-12-31' is no date"},
-      {kHead + "<LIMITS maxDays=\"0\"/></PLAN>", "LIMITS: maxDays '0' is no whole number from 1"},
-      {kHead + "<STAFF/></PLAN>", "STAFF is none of POST, SHIFT, EMPLOYEE, HOLIDAY, LIMITS"},
+      {Plan("<HOLIDAY date=\"1899-12-31\"/>"), "HOLIDAY 1: date '1899-12-31' is no date"},
+      {Plan("<LIMITS maxDays=\"0\"/>"), "LIMITS: maxDays '0' is no whole number from 1"},
+      {Plan("<STAFF/>"), "STAFF is none of POST, SHIFT, EMPLOYEE, HOLIDAY, LIMITS"},
   };
   for (const auto& [xml, why] : broken) {
     EXPECT_EQ(ErrorOf(xml).rfind(why, 0), 0u) << ErrorOf(xml);
   }
-  // Days as a list of weekday names.
-  EXPECT_EQ(ReadPlan(kHead + "<POST code=\"P\"><NEED people=\"1\" from=\"07:00\" hours=\"8\" "
-                             "days=\"mon,sun\"/></POST></PLAN>")
-                .posts[1]
-                .needs[0]
-                .days,
-            0x41);
 }
 
 }  // namespace

@@ -7,9 +7,7 @@
 
 namespace {
 
-using cuadrante::roster::Belongs;
-using cuadrante::roster::DaysRange;
-using cuadrante::roster::ExpandRange;
+using namespace cuadrante::roster;
 
 constexpr int64_t kHour = 3600;
 

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,21 +25,16 @@ TFecha At(int year, int month, int day, int hour = 0, int minute = 0) {
 const char* const kZones[] = {"Europe/Madrid", "America/New_York", "Australia/Sydney"};
 
 // glibc's own reading of the tz database, through TZ: the offset at an instant.
+// The TZ the process had comes back when it goes.
 class SystemZone {
  public:
   explicit SystemZone(const char* name) {
-    const char* old = std::getenv("TZ");
-    saved_ = old ? old : "";
-    hadOld_ = old != nullptr;
+    if (const char* old = std::getenv("TZ")) saved_ = old;
     setenv("TZ", name, 1);
     tzset();
   }
   ~SystemZone() {
-    if (hadOld_) {
-      setenv("TZ", saved_.c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
+    saved_ ? setenv("TZ", saved_->c_str(), 1) : unsetenv("TZ");
     tzset();
   }
   static long Offset(int64_t utc) {
@@ -49,8 +45,7 @@ class SystemZone {
   }
 
  private:
-  std::string saved_;
-  bool hadOld_ = false;
+  std::optional<std::string> saved_;
 };
 
 TEST(TZone, ChangesAndOffsetsAgreeWithTheSystemsReadingOfTheTzDatabase) {
@@ -63,8 +58,7 @@ TEST(TZone, ChangesAndOffsetsAgreeWithTheSystemsReadingOfTheTzDatabase) {
     std::vector<int64_t> expected;
     for (int64_t t = from; t + 3600 <= to; t += 3600) {
       if (SystemZone::Offset(t) == SystemZone::Offset(t + 3600)) continue;
-      int64_t low = t;
-      int64_t high = t + 3600;
+      int64_t low = t, high = t + 3600;
       while (high - low > 1) {
         const int64_t mid = (low + high) / 2;
         (SystemZone::Offset(mid) == SystemZone::Offset(t) ? low : high) = mid;
@@ -78,16 +72,14 @@ TEST(TZone, ChangesAndOffsetsAgreeWithTheSystemsReadingOfTheTzDatabase) {
       EXPECT_EQ(change.offsetBefore, SystemZone::Offset(change.utc - 1)) << name;
       EXPECT_EQ(change.offsetAfter, SystemZone::Offset(change.utc)) << name;
       // The hour after the change as the clock shows it maps back to its instant.
-      const TFecha wall = zone.ToWall(change.utc + 1800);
-      EXPECT_EQ(wall.Value(),
-                FromChrono(std::chrono::sys_seconds(std::chrono::seconds(
-                               change.utc + 1800 + SystemZone::Offset(change.utc + 1800))))
-                    .Value());
+      const int64_t after = change.utc + 1800;
+      const TFecha wall = zone.ToWall(after);
+      const std::chrono::seconds shown(after + SystemZone::Offset(after));
+      EXPECT_EQ(wall.Value(), FromChrono(std::chrono::sys_seconds(shown)).Value()) << name;
       // After a step back that clock time came once already: it counts as the first.
       const bool back = change.offsetAfter < change.offsetBefore;
       EXPECT_EQ(zone.Kind(wall), back ? TWallKind::kAmbiguous : TWallKind::kUnique) << name;
-      EXPECT_EQ(zone.ToUtc(wall),
-                change.utc + 1800 - (back ? change.offsetBefore - change.offsetAfter : 0))
+      EXPECT_EQ(zone.ToUtc(wall), after - (back ? change.offsetBefore - change.offsetAfter : 0))
           << name;
     }
     EXPECT_EQ(got, expected) << name;
