@@ -135,8 +135,9 @@ TEST(StrToDateTime, ReadsADateWithAnOptionalTime) {
 }
 
 TEST(StrToDateTime, RefusesWhatIsNoDateTimeNamingTheText) {
-  const char* const bad[] = {"",
-                             "   ",
+  // The empty text, a date cut short and an hour alone are among the
+  // prefixes below.
+  const char* const bad[] = {"   ",
                              "29/02/2023",
                              "00/01/2026",
                              "1/13/2026",
@@ -147,14 +148,12 @@ TEST(StrToDateTime, RefusesWhatIsNoDateTimeNamingTheText) {
                              "005/03/2026",
                              "05/03/20266",
                              "5 / 3 / 2026",
-                             "05/03",
                              "05/03/2026x",
                              ":30",
                              "12",
                              "05/03/2026 24:00",
                              "05/03/2026 08:60",
                              "05/03/2026 008:07",
-                             "05/03/2026 8",
                              "05/03/2026T08:07",
                              "05/03/2026 08:07 09:00",
                              "05/03/2026 08:07:09.1234"};

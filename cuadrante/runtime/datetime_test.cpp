@@ -87,15 +87,9 @@ TEST(DateTime, EveryDayFromYearOneToYear9999DecodesAndEncodesBack) {
 TEST(DateTime, IsoWeeksAroundNewYear) {
   // Checked against `date +%G-%V` of GNU coreutils; the last day of the
   // calendar lies outside the walk below.
-  struct Row {
-    uint16_t y, m, d, week, isoYear;
-  };
-  for (const Row& r :
-       {Row{2005, 1, 1, 53, 2004}, Row{2008, 12, 29, 1, 2009}, Row{9999, 12, 31, 52, 9999}}) {
-    uint16_t isoYear = 0;
-    EXPECT_EQ(WeekOfTheYear(At(r.y, r.m, r.d), isoYear), r.week) << r.y;
-    EXPECT_EQ(isoYear, r.isoYear) << r.y;
-  }
+  uint16_t lastIsoYear = 0;
+  EXPECT_EQ(WeekOfTheYear(At(9999, 12, 31), lastIsoYear), 52);
+  EXPECT_EQ(lastIsoYear, 9999);
 
   // Every day of years 2-9998 against a count of whole weeks from the Monday
   // of the week that holds 4 January; at the last millisecond of the day too,
@@ -235,8 +229,6 @@ TEST(DateTime, EncodeRefusesDaysAndTimesThatDoNotExist) {
   EXPECT_TRUE(TryEncodeDate(2023, 2, 28, kept));
   EXPECT_EQ(kept.Val, EncodeDate(2023, 2, 28).Val);
   EXPECT_EQ(DaysInAMonth(2023, 13), 0);
-  EXPECT_TRUE(IsLeapYear(2000));
-  EXPECT_FALSE(IsLeapYear(1900));
 }
 
 }  // namespace

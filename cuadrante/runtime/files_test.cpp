@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,19 +26,16 @@ using cuadrante::testing::TempFolder;
 using cuadrante::testing::TFaultyFileSystem;
 using cuadrante::testing::WriteText;
 
-auto EntriesIn(const std::string& folder) {
-  return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
-}
-
-// The message of the E that `f` raises, or "" if it raises none.
+// Whether `f` raises an E whose message holds `text`; what it did instead, if not.
 template <typename E, typename F>
-std::string MessageOf(F f) {
+::testing::AssertionResult RaisesWith(F f, const std::string& text) {
   try {
     f();
   } catch (const E& e) {
-    return e.Message;
+    if (e.Message.find(text) != std::string::npos) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << e.Message;
   }
-  return "";
+  return ::testing::AssertionFailure() << "nothing raised";
 }
 
 TEST(Files, SplitsPathsAtTheLastSlash) {
@@ -53,66 +49,64 @@ TEST(Files, SplitsPathsAtTheLastSlash) {
   }
 }
 
-TEST(Files, ReadsEveryByteOfFilesOnlyOrRaisesNamingThePath) {
+TEST(Files, ReadsEveryByteOfRegularFilesWithinTheLimitAndNeverBlocks) {
   TempFolder folder;
   const std::string bytes("a\r\n\0b\rc\xC3\xAD", 9);
   WriteText(folder / "bytes", bytes);
   WriteText(folder / "empty", "");
   EXPECT_TRUE(FileExists(folder / "bytes"));
   EXPECT_FALSE(FileExists(folder / "missing") || FileExists(folder.Path()) || FileExists(""));
-  EXPECT_EQ(cuadrante::ReadWholeFile(folder / "bytes"), bytes);
+  EXPECT_EQ(cuadrante::ReadWholeFile(folder / "bytes", 9), bytes);
   EXPECT_EQ(cuadrante::ReadWholeFile(folder / "empty"), "");
-  EXPECT_NE(MessageOf<EFOpenError>([&] {
-              cuadrante::ReadWholeFile(folder / "missing");
-            }).find(folder / "missing"),
-            std::string::npos);
+  EXPECT_TRUE(RaisesWith<EFOpenError>([&] { cuadrante::ReadWholeFile(folder / "bytes", 8); },
+                                      "limit of 8 bytes"));
+  EXPECT_TRUE(RaisesWith<EFOpenError>([&] { cuadrante::ReadWholeFile(folder / "missing"); },
+                                      folder / "missing"));
   EXPECT_THROW(cuadrante::ReadWholeFile(folder.Path()), EFOpenError);
+  // A FIFO that nobody writes would hold a plain read forever.
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  for (const std::string& path : {folder / "fifo", std::string("/dev/zero")}) {
+    const auto read = [&] { cuadrante::ReadWholeFile(path); };
+    EXPECT_TRUE(RaisesWith<EFOpenError>(read, path));
+    EXPECT_TRUE(RaisesWith<EFOpenError>(read, "not a regular file"));
+  }
+  // A failing read is reported, never taken for the end of the file.
+  TFaultyFileSystem faulty;
+  faulty.failAt = 2;  // open, fstat, then the first read
+  cuadrante::TFileSystemOverride use(faulty);
+  EXPECT_TRUE(RaisesWith<EFOpenError>([&] { cuadrante::ReadWholeFile(folder / "bytes"); },
+                                      "Input/output error"));
 }
 
-TEST(Files, ReplacesWholeKeepingModeAndLeavingNoTemporary) {
+TEST(Files, ReplacesWholeOrRaisesAndLeavesNoTemporary) {
   TempFolder folder;
   const std::string path = folder / "dict.txt";
   cuadrante::WriteFileAtomically(path, "first");
-  ::chmod(path.c_str(), 0640);
   cuadrante::WriteFileAtomically(path, "second, longer");
   EXPECT_EQ(ReadText(path), "second, longer");
-  struct stat info {};
-  ASSERT_EQ(::stat(path.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 07777, 0640u);
   cuadrante::WriteFileAtomically(path, "");
   EXPECT_EQ(ReadText(path), "");
-  EXPECT_EQ(EntriesIn(folder.Path()), 1);
+  EXPECT_EQ(NamesIn(folder.Path()), std::set<std::string>{"dict.txt"});
 
   // Through a link the target is rewritten and the link stays a link.
   fs::create_symlink(path, folder / "link");
   cuadrante::WriteFileAtomically(folder / "link", "via link");
   EXPECT_EQ(ReadText(path), "via link");
   EXPECT_TRUE(fs::is_symlink(folder / "link"));
-}
 
-TEST(Files, FailedReplacementRaisesAndKeepsTheOldFile) {
-  TempFolder folder;
+  // A failed replacement raises naming the path and keeps what was there.
   WriteText(folder / "plain", "not a folder");
   const std::string below = folder / "plain/dict.txt";
-  EXPECT_NE(
-      MessageOf<EFCreateError>([&] { cuadrante::WriteFileAtomically(below, "x"); }).find(below),
-      std::string::npos);
+  EXPECT_TRUE(
+      RaisesWith<EFCreateError>([&] { cuadrante::WriteFileAtomically(below, "x"); }, below));
   EXPECT_EQ(ReadText(folder / "plain"), "not a folder");
   fs::create_directory(folder / "sub");
   EXPECT_THROW(cuadrante::WriteFileAtomically(folder / "sub", "x"), EFCreateError);
   EXPECT_TRUE(fs::is_directory(folder / "sub"));
-
-  // A write that stops half way (the disk is full) must not touch the old file.
-  const std::string path = folder / "dict.txt";
-  WriteText(path, "old contents");
-  {
-    cuadrante::testing::FileSizeLimit limit(16);
-    EXPECT_THROW(cuadrante::WriteFileAtomically(path, std::string(1000, 'n')), EFCreateError);
-  }
-  EXPECT_EQ(ReadText(path), "old contents");
-  EXPECT_EQ(EntriesIn(folder.Path()), 3);  // plain, sub and dict.txt: no temporary left
+  EXPECT_EQ(NamesIn(folder.Path()), (std::set<std::string>{"dict.txt", "link", "plain", "sub"}));
 }
 
+// Without the folder lock two writers still never share a temporary file.
 TEST(Files, ConcurrentReplacementsEachLeaveAWholeFile) {
   TempFolder folder;
   const std::string path = folder / "shared.txt";
@@ -125,32 +119,7 @@ TEST(Files, ConcurrentReplacementsEachLeaveAWholeFile) {
   first.join();
   const std::string result = ReadText(path);
   EXPECT_TRUE(result == a || result == b) << result.size();
-  EXPECT_EQ(EntriesIn(folder.Path()), 1);
-}
-
-TEST(Files, ReadsOnlyRegularFilesWithinTheLimitAndNeverBlocks) {
-  TempFolder folder;
-  WriteText(folder / "ten", "0123456789");
-  EXPECT_EQ(cuadrante::ReadWholeFile(folder / "ten", 10), "0123456789");
-  EXPECT_NE(MessageOf<EFOpenError>([&] {
-              cuadrante::ReadWholeFile(folder / "ten", 9);
-            }).find("limit of 9 bytes"),
-            std::string::npos);
-  // A FIFO that nobody writes would hold a plain read forever.
-  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
-  for (const std::string& path : {folder / "fifo", std::string("/dev/zero")}) {
-    const std::string message = MessageOf<EFOpenError>([&] { cuadrante::ReadWholeFile(path); });
-    EXPECT_NE(message.find(path), std::string::npos) << message;
-    EXPECT_NE(message.find("not a regular file"), std::string::npos) << message;
-  }
-  // A failing read is reported, never taken for the end of the file.
-  TFaultyFileSystem faulty;
-  faulty.failAt = 2;  // open, fstat, then the first read
-  cuadrante::TFileSystemOverride use(faulty);
-  EXPECT_NE(MessageOf<EFOpenError>([&] {
-              cuadrante::ReadWholeFile(folder / "ten");
-            }).find("Input/output error"),
-            std::string::npos);
+  EXPECT_EQ(NamesIn(folder.Path()), std::set<std::string>{"shared.txt"});
 }
 
 TEST(Files, FollowsLinksToTheirFinalTargetAndRefusesLoops) {
@@ -169,36 +138,26 @@ TEST(Files, FollowsLinksToTheirFinalTargetAndRefusesLoops) {
 
   fs::create_symlink("loop2", folder / "loop1");
   fs::create_symlink("loop1", folder / "loop2");
-  const std::string message =
-      MessageOf<EFCreateError>([&] { cuadrante::WriteFileAtomically(folder / "loop1", "x"); });
-  EXPECT_NE(message.find("symbolic links"), std::string::npos) << message;
+  EXPECT_TRUE(RaisesWith<EFCreateError>(
+      [&] { cuadrante::WriteFileAtomically(folder / "loop1", "x"); }, "symbolic links"));
   EXPECT_TRUE(fs::is_symlink(folder / "loop1") && fs::is_symlink(folder / "loop2"));
 }
 
 TEST(Files, WritesThroughWhatIsNotARegularFile) {
   TempFolder folder;
   cuadrante::WriteFileAtomically("/dev/null", "nothing");
-  const std::string full =
-      MessageOf<EFCreateError>([&] { cuadrante::WriteFileAtomically("/dev/full", "x"); });
-  EXPECT_NE(full.find("No space left"), std::string::npos) << full;
+  EXPECT_TRUE(RaisesWith<EFCreateError>([&] { cuadrante::WriteFileAtomically("/dev/full", "x"); },
+                                        "No space left"));
   struct stat info {};
   ASSERT_EQ(::stat("/dev/full", &info), 0);
-  EXPECT_TRUE(S_ISCHR(info.st_mode));
-  // A device node of our own, where root may make one.
-  if (::mknod((folder / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)) == 0) {
-    cuadrante::WriteFileAtomically(folder / "null", "x");
-    ASSERT_EQ(::stat((folder / "null").c_str(), &info), 0);
-    EXPECT_TRUE(S_ISCHR(info.st_mode));
-  }
+  EXPECT_TRUE(S_ISCHR(info.st_mode));  // written through, not replaced
 
   // A FIFO with a reader gets the bytes and stays a FIFO; without one the
   // write is refused rather than left waiting.
   const std::string fifo = folder / "fifo";
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  EXPECT_NE(MessageOf<EFCreateError>([&] {
-              cuadrante::WriteFileAtomically(fifo, "x");
-            }).find("No process is reading"),
-            std::string::npos);
+  EXPECT_TRUE(RaisesWith<EFCreateError>([&] { cuadrante::WriteFileAtomically(fifo, "x"); },
+                                        "No process is reading"));
   const std::string payload(200000, 'f');  // more than a pipe holds at once
   std::string received;
   const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
@@ -222,18 +181,6 @@ TEST(Files, WritesThroughWhatIsNotARegularFile) {
   EXPECT_EQ(received, payload);
   ASSERT_EQ(::lstat(fifo.c_str(), &info), 0);
   EXPECT_TRUE(S_ISFIFO(info.st_mode));
-
-  // A link to a descriptor of this process writes into what it is open on.
-  int pipeEnds[2];
-  ASSERT_EQ(::pipe(pipeEnds), 0);
-  fs::create_symlink("/proc/self/fd/" + std::to_string(pipeEnds[1]), folder / "out");
-  cuadrante::WriteFileAtomically(folder / "out", "into the pipe");
-  ::close(pipeEnds[1]);
-  char buffer[64] = {};
-  EXPECT_EQ(std::string(buffer, static_cast<size_t>(::read(pipeEnds[0], buffer, sizeof buffer))),
-            "into the pipe");
-  ::close(pipeEnds[0]);
-  EXPECT_TRUE(fs::is_symlink(folder / "out"));
 }
 
 TEST(Files, KeepsOwnerGroupAndModeAndTakesNamesUpToTheLimit) {
@@ -249,10 +196,9 @@ TEST(Files, KeepsOwnerGroupAndModeAndTakesNamesUpToTheLimit) {
   struct stat info {};
   ASSERT_EQ(::stat(path.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 07777, 0600u);
-  if (root) {
-    EXPECT_EQ(info.st_uid, 65534u);
-    EXPECT_EQ(info.st_gid, 65534u);
-  }
+  // Where the test may give the file away (as root), the owner travels too.
+  EXPECT_TRUE(!root || (info.st_uid == 65534u && info.st_gid == 65534u))
+      << info.st_uid << ":" << info.st_gid;
   // A new file gets what any new file gets: 0666 less the umask.
   const mode_t mask = ::umask(027);
   cuadrante::WriteFileAtomically(folder / "fresh", "x");

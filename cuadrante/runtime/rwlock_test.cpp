@@ -28,7 +28,7 @@ bool Finishes(std::future<void>& done) {
   return done.wait_for(kPatience) == std::future_status::ready;
 }
 
-TEST(TMultiReadExclusiveWriteSynchronizer, WriterReentersAndReadsInsideItsWrite) {
+TEST(TMultiReadExclusiveWriteSynchronizer, ReentersFromEitherSide) {
   Lock lock;
   lock.BeginWrite();
   lock.BeginWrite();  // write inside write
@@ -66,6 +66,23 @@ TEST(TMultiReadExclusiveWriteSynchronizer, WriterReentersAndReadsInsideItsWrite)
     lock.EndWrite();
   });
   EXPECT_TRUE(Finishes(writer));
+
+  // A reader takes the write side too, and still reads once it gives it up.
+  lock.BeginRead();
+  lock.BeginWrite();  // the only reader: no wait
+  lock.EndWrite();
+
+  // Still a reader: a writer elsewhere waits until the read ends.
+  std::atomic<bool> writerIn{false};
+  writer = std::async(std::launch::async, [&] {
+    cuadrante::TWriteLock hold(lock);
+    writerIn = true;
+  });
+  ASSERT_TRUE(Eventually([&] { return lock.WaitingWriters() == 1; }));
+  EXPECT_FALSE(writerIn);
+  lock.EndRead();
+  ASSERT_TRUE(Finishes(writer));
+  EXPECT_TRUE(writerIn);
 }
 
 TEST(TMultiReadExclusiveWriteSynchronizer, ReadersShareItAndAWriterGoesBeforeNewOnes) {
@@ -101,25 +118,6 @@ TEST(TMultiReadExclusiveWriteSynchronizer, ReadersShareItAndAWriterGoesBeforeNew
   ASSERT_TRUE(Finishes(reader));
   EXPECT_EQ(writerTurn, 1);
   EXPECT_EQ(readerTurn, 2);
-}
-
-TEST(TMultiReadExclusiveWriteSynchronizer, ReaderTakesTheWriteSideAndKeepsItsRead) {
-  Lock lock;
-  lock.BeginRead();
-  lock.BeginWrite();  // the only reader: no wait
-  lock.EndWrite();
-
-  // Still a reader: a writer elsewhere waits until the read ends.
-  std::atomic<bool> writerIn{false};
-  std::future<void> writer = std::async(std::launch::async, [&] {
-    cuadrante::TWriteLock hold(lock);
-    writerIn = true;
-  });
-  ASSERT_TRUE(Eventually([&] { return lock.WaitingWriters() == 1; }));
-  EXPECT_FALSE(writerIn);
-  lock.EndRead();
-  ASSERT_TRUE(Finishes(writer));
-  EXPECT_TRUE(writerIn);
 }
 
 TEST(TMultiReadExclusiveWriteSynchronizer, KeepsCountsUnderContention) {

@@ -119,7 +119,6 @@ TEST(TStringList, SortedModeComparesWithoutCaseOrAccentCapitals) {
   EXPECT_EQ(later.Objects(2), &second);
   later.SetSorted(false);
   later.Insert(0, "last");  // unsorted again: order is the caller's
-  EXPECT_EQ(later[0], "last");
   // Turning sorting off, even again, leaves an unsorted list in its order.
   later.SetSorted(false);
   EXPECT_EQ(Lines(later), (V{"last", "alfa", "Beta", "BETA", "Ábaco"}));
@@ -137,7 +136,6 @@ TEST(TStringList, LoadsAnyLineEndAndSavesCrLf) {
   EXPECT_EQ(cuadrante::testing::ReadText(path), "uno\r\ndos\r\ntres\r\ncuatro\r\ncinco\r\n");
   EXPECT_THROW(list.LoadFromFile(folder / "missing.txt"), EFOpenError);
   EXPECT_EQ(list.Count(), 5);  // a failed load leaves the lines
-  EXPECT_THROW(list.SaveToFile(path + "/below-a-file.txt"), EFCreateError);
 }
 
 }  // namespace

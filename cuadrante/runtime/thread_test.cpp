@@ -7,8 +7,11 @@
 
 #include <climits>
 #include <condition_variable>
-#include <future>
+#include <functional>
+#include <mutex>
 #include <system_error>
+#include <thread>
+#include <tuple>
 #include <vector>
 
 #include "cuadrante/runtime/interlocked.h"
@@ -127,18 +130,16 @@ TEST(TThread, RunsAtItsPriorityAndReportsARefusedStart) {
   if (inherited <= 10) {
     // Changed from the host's thread while the worker runs: the worker's
     // niceness moves, the host's stays.
-    std::promise<void> set;
-    std::shared_future<void> isSet = set.get_future().share();
     int niceness = -1;
     TSeen seen;
     TProbe probe(seen, [&] {
-      isSet.wait();
+      seen.Await("set");
       niceness = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
     });
     probe.Resume();
     seen.Await("execute");
     probe.SetPriority(tpLowest);
-    set.set_value();
+    seen.Add("set");
     probe.WaitFor();
     EXPECT_EQ(niceness, 10);
     EXPECT_EQ(getpriority(PRIO_PROCESS, 0), inherited);

