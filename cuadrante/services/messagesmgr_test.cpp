@@ -77,7 +77,6 @@ TEST(TMessagesMgr, ExceptionTextsGoToMessagesAndTheFile) {
   mgr.SetFileExceptions("plain/exc.txt");
   EXPECT_EQ(mgr.FileExceptions, nullptr);
   mgr.PushException("cuatro");
-  EXPECT_EQ(mgr.GetLastMessage(), "cuatro");
   EXPECT_EQ(ReadText(folder / "exc.txt"), "tres");
 }
 
@@ -123,11 +122,6 @@ TEST(TMessagesMgr, ShowWritesOnlyThePanelsTheBarHas) {
     EXPECT_EQ(bar.Panels, expected[panels - 1]);
     EXPECT_EQ(bar.Refreshes, panels);  // one per text written, none for a missing panel
   }
-  TFakeStatusBar bar(3);
-  mgr.SetStatusBar(&bar);
-  mgr.SetStatusBar(nullptr);
-  mgr.ShowMessage("x");
-  EXPECT_EQ(bar.Panels[0], "<untouched>");
 }
 
 TEST(TMessagesMgr, ConcurrentPushesAndPopsLoseNothing) {

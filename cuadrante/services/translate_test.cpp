@@ -108,8 +108,16 @@ TEST_F(TranslateTest, LooksUpWithoutCaseAndCollectsUnknownTextsSorted) {
   EXPECT_EQ(_Translate, nullptr);
   EXPECT_NE(Read("trans.ini.es").find("HOLA\tHi\n"), std::string::npos);
 
-  // An unknown text gets a row, and reads "<N/A>" from then on.
+  // Texts that no row can hold are never collected, on no call.
   InitTRANS(Path("trans.ini"));
+  for (const std::string& text :
+       {std::string("con\ttab"), std::string("dos\nlíneas"), std::string("retorno\r"),
+        std::string("nul\0x", 5), std::string("\xC3(")}) {
+    EXPECT_EQ(Transport::Translate(text), text);
+    EXPECT_EQ(Transport::Translate(text), text) << "collected on the first call";
+  }
+  EXPECT_FALSE(_Translate->Modified);
+  // An unknown text gets a row, and reads "<N/A>" from then on.
   EXPECT_EQ(Transport::Translate("Mañana"), "Mañana");
   EXPECT_EQ(Transport::Translate("MAÑANA"), "<N/A>");
   EXPECT_TRUE(_Translate->Modified);
@@ -121,39 +129,13 @@ TEST_F(TranslateTest, LooksUpWithoutCaseAndCollectsUnknownTextsSorted) {
             "Vacío\t\r\n");
 }
 
-TEST_F(TranslateTest, ReadsItsSettingsAndIsIdleWithoutADictionary) {
-  // Without a dictionary key the dictionary is the settings file itself, which
-  // holds no row: nothing is loaded, collected, translated or written.
-  Write("trans.ini",
-        "[Localization]\nTransFormProp2=Caption\nOther=Ignored\ntransformprop3=Lowercase\n"
-        "TransFormPropHint=Hint\nTransFormProp=Text\n[Other]\nTransFormProp9=Elsewhere\n");
-  bTransActivated = true;
-  InitTRANS(Path("trans.ini"));
-  ASSERT_NE(_Translate, nullptr);
-  EXPECT_EQ(_Translate->DictionaryFile, Path("trans.ini"));
-  EXPECT_EQ(_Translate->Properties.Text(), "Caption\r\nHint\r\nText\r\n");
-  EXPECT_EQ(_Translate->Loaded, 0);
-  EXPECT_EQ(Transport::Translate("Nuevo"), "Nuevo");
-  EXPECT_EQ(_Translate->Rows.Count(), 0);
-  TCaptioned form(nullptr, "Archivo", "", true);  // not even read
-  EXPECT_TRUE(Transport::TranslateForm(&form));
-  EXPECT_TRUE(Transport::TranslateForm(nullptr));
-  EndTRANS();
-
-  // A second InitTRANS keeps the first translator.
-  Write("trans.ini.rows", "uno\tone\n");
-  Start(".rows");
-  TTranslate* first = _Translate;
-  InitTRANS(Path("missing.ini"));
-  EXPECT_EQ(_Translate, first);
-  EXPECT_EQ(Transport::Translate("UNO"), "one");
-}
-
 TEST_F(TranslateTest, ReloadsFromOtherSettingsKeepingItsState) {
   Write("trans.ini.one", "uno\tone\n");
   Write("trans.ini.two", "dos\ttwo\n");
   Write("other.ini", "[Localization]\nDictionary=.two\nTransFormProp1=Hint\n");
   Start(".one", "TransFormProp1=Caption\n");
+  InitTRANS(Path("missing.ini"));  // a second InitTRANS keeps the first translator
+  EXPECT_EQ(Transport::Translate("UNO"), "one");
   EXPECT_EQ(Transport::Translate("nuevo"), "nuevo");
 
   ReLoadDictionary(Path("other.ini"));
@@ -206,28 +188,6 @@ TEST_F(TranslateTest, ConcurrentMissesAddEveryRowExactlyOnce) {
   EXPECT_GE(lines.IndexOf("propio 7-149\t<N/A>"), 0);
 }
 
-TEST_F(TranslateTest, AFailedWriteRaisesAndLeavesTheOldFile) {
-  const std::string old = "Hola\tHello\r\n";
-  Write("trans.ini.es", old);
-  Start(".es");
-  for (int i = 0; i < 50; ++i) Transport::Translate("texto nuevo " + std::to_string(i));
-  TComponent form(nullptr);
-  {
-    cuadrante::testing::FileSizeLimit limit(old.size());
-    EXPECT_THROW(Transport::TranslateForm(&form), EFileError);
-    EXPECT_EQ(Read("trans.ini.es"), old);
-    EXPECT_THROW(EndTRANS(), EFCreateError);
-    EXPECT_EQ(Read("trans.ini.es"), old);
-  }
-  // trans.ini and trans.ini.es: no temporary file left behind.
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()),
-                          std::filesystem::directory_iterator()),
-            2);
-  ASSERT_NE(_Translate, nullptr);  // kept, so the host can try again
-  EndTRANS();
-  EXPECT_NE(Read("trans.ini.es").find("texto nuevo 49\t<N/A>\r\n"), std::string::npos);
-}
-
 TEST_F(TranslateTest, TranslatesAFormAndTheComponentsItOwns) {
   Write("trans.ini.es", "Archivo\tFile\nAyuda\tHelp\nGuardar\tSave\nSalir\tExit\nVer\tView\n");
   Start(".es", "TransFormProp1=Caption\nTransFormProp2=Missing\nTransFormProp3=Hint\n");
@@ -235,16 +195,12 @@ TEST_F(TranslateTest, TranslatesAFormAndTheComponentsItOwns) {
   auto* broken = new TCaptioned(&form, "Salir", "Ayuda", true);
   auto* button = new TCaptioned(&form, "Guardar", "ayuda");
   auto* nested = new TCaptioned(button, "Ver");  // owned by a component: not visited
-  auto* fresh = new TCaptioned(&form, "Texto nuevo");
 
   EXPECT_TRUE(Transport::TranslateForm(&form));
   EXPECT_EQ(form.Caption, "File");
   EXPECT_EQ(broken->Caption + "|" + broken->Hint, "Salir|Ayuda");  // it ended at the caption
   EXPECT_EQ(button->Caption + "|" + button->Hint, "Save|Help");
   EXPECT_EQ(nested->Caption, "Ver");
-  EXPECT_EQ(fresh->Caption, "Texto nuevo");
-  // The new text was collected and written back at once.
-  EXPECT_NE(Read("trans.ini.es").find("Texto nuevo\t<N/A>\r\n"), std::string::npos);
 
   // A failure on the form itself ends the walk with false.
   TCaptioned other(nullptr, "Ver", "", true);
@@ -260,21 +216,37 @@ TEST_F(TranslateTest, TranslatesAFormAndTheComponentsItOwns) {
   EXPECT_EQ(child->Caption, "Ver");
 }
 
-TEST_F(TranslateTest, NeverWritesRowsOverTheSettingsFile) {
-  // Without a dictionary key the dictionary is the settings file, and its
-  // lines with a tab read as rows; writing them back would drop [GENERAL].
+TEST_F(TranslateTest, WithoutADictionaryKeyReadsTheSettingsAndNeverWritesThem) {
+  // The dictionary is then the settings file itself. With no row in it nothing
+  // is loaded, collected, translated or written.
+  Write("trans.ini",
+        "[Localization]\nTransFormProp2=Caption\nOther=Ignored\ntransformprop3=Lowercase\n"
+        "TransFormPropHint=Hint\nTransFormProp=Text\n[Other]\nTransFormProp9=Elsewhere\n");
+  bTransActivated = true;
+  InitTRANS(Path("trans.ini"));
+  ASSERT_NE(_Translate, nullptr);
+  EXPECT_EQ(_Translate->DictionaryFile, Path("trans.ini"));
+  EXPECT_EQ(_Translate->Properties.Text(), "Caption\r\nHint\r\nText\r\n");
+  EXPECT_EQ(_Translate->Loaded, 0);
+  EXPECT_EQ(Transport::Translate("Nuevo"), "Nuevo");
+  EXPECT_EQ(_Translate->Rows.Count(), 0);
+  TCaptioned form(nullptr, "Archivo", "", true);  // not even read
+  EXPECT_TRUE(Transport::TranslateForm(&form));
+  EXPECT_TRUE(Transport::TranslateForm(nullptr));
+  EndTRANS();
+
+  // Its lines with a tab read as rows; writing them back would drop [GENERAL].
   const std::string settings =
       "[Localization]\nTransFormProp1=Caption\n[GENERAL]\nPORT=8080\nNOTE=a\tb\n";
   Write("trans.ini", settings);
   _MessagesMgr->Messages.clear();
-  bTransActivated = true;
   InitTRANS(Path("trans.ini"));
   ASSERT_NE(_Translate, nullptr);
   EXPECT_EQ(_Translate->Loaded, 1);
   EXPECT_FALSE(_Translate->WriteBack);
   EXPECT_NE(_MessagesMgr->GetLastMessage().find(Path("trans.ini")), std::string::npos);
   EXPECT_EQ(Transport::Translate("Nuevo"), "Nuevo");
-  TCaptioned form(nullptr, "Archivo");
+  form.Broken = false;
   EXPECT_TRUE(Transport::TranslateForm(&form));
   EndTRANS();
   EXPECT_EQ(Read("trans.ini"), settings);
@@ -291,31 +263,13 @@ TEST_F(TranslateTest, NeverWritesRowsOverTheSettingsFile) {
   EXPECT_EQ(Read("trans.ini"), linked);
 }
 
-TEST_F(TranslateTest, TextsThatNoRowCanHoldAreNeverCollected) {
-  Write("trans.ini.dic", "Hola\tHello\n");
-  Start(".dic");
-  for (const std::string& text :
-       {std::string("con\ttab"), std::string("dos\nlíneas"), std::string("retorno\r"),
-        std::string("nul\0x", 5), std::string("\xC3(")}) {
-    EXPECT_EQ(Transport::Translate(text), text);
-    EXPECT_EQ(Transport::Translate(text), text) << "collected on the first call";
-  }
-  EXPECT_FALSE(_Translate->Modified);
-  EXPECT_EQ(_Translate->Rows.Count(), 1);
-  Transport::Translate("Nuevo");
-  EndTRANS();
-  EXPECT_EQ(Read("trans.ini.dic"), "Hola\tHello\r\nNuevo\t<N/A>\r\n");
-}
-
 TEST_F(TranslateTest, SettingsOrDictionaryThatAreNoRegularFilesReadAsMissing) {
   ASSERT_EQ(::mkfifo(Path("trans.ini.fifo").c_str(), 0600), 0);
   Start(".fifo");  // the dictionary is a FIFO that nobody writes
   ASSERT_NE(_Translate, nullptr);
   EXPECT_EQ(_Translate->Loaded, 0);
-  EXPECT_EQ(Transport::Translate("Hola"), "Hola");
   EndTRANS();
-  for (const char* settings : {"trans.ini.fifo", "/dev/zero"}) {
-    const std::string path = settings[0] == '/' ? settings : Path(settings);
+  for (const std::string& path : {Path("trans.ini.fifo"), std::string("/dev/zero")}) {
     InitTRANS(path);
     ASSERT_NE(_Translate, nullptr) << path;
     EXPECT_EQ(_Translate->Loaded, 0) << path;
@@ -327,20 +281,35 @@ TEST_F(TranslateTest, SettingsOrDictionaryThatAreNoRegularFilesReadAsMissing) {
   EXPECT_TRUE(S_ISFIFO(info.st_mode));
 }
 
-TEST_F(TranslateTest, EveryFailingStepOfAWriteBackKeepsTheOldDictionary) {
+TEST_F(TranslateTest, EveryFailingStepOfAWriteBackRaisesAndKeepsTheOldDictionary) {
   Write("trans.ini", "[Localization]\nDictionary=.dic\n");
   bTransActivated = true;
   const std::string before = "; notes\r\nHola\tHello\r\n";
-  cuadrante::testing::CheckEveryFault(
-      Path("trans.ini.dic"), before, before + "Nuevo\t<N/A>\r\n",
-      [&] {
-        Write("trans.ini.dic", before);
-        delete _Translate;  // what a failed EndTRANS kept
-        _Translate = nullptr;
-        InitTRANS(Path("trans.ini"));
-        Transport::Translate("Nuevo");
-      },
-      [] { EndTRANS(); });
+  const std::string after = before + "Nuevo\t<N/A>\r\n";
+  const auto reset = [&] {
+    Write("trans.ini.dic", before);
+    delete _Translate;  // what a failed write kept
+    _Translate = nullptr;
+    InitTRANS(Path("trans.ini"));
+    Transport::Translate("Nuevo");
+  };
+  // Both writers: EndTRANS and the form translation, which writes new rows at once.
+  const std::string path = Path("trans.ini.dic");
+  cuadrante::testing::CheckEveryFault(path, before, after, reset, [] { EndTRANS(); });
+  cuadrante::testing::CheckEveryFault(path, before, after, reset, [] {
+    TComponent form(nullptr);
+    Transport::TranslateForm(&form);
+  });
+
+  // A failed EndTRANS keeps the translator, so the host can try again.
+  reset();
+  {
+    cuadrante::testing::FileSizeLimit limit(before.size());
+    EXPECT_THROW(EndTRANS(), EFCreateError);
+  }
+  ASSERT_NE(_Translate, nullptr);
+  EndTRANS();
+  EXPECT_EQ(Read("trans.ini.dic"), after);
 }
 
 }  // namespace
