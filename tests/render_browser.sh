@@ -75,17 +75,24 @@ dom_check() {
   fi
 }
 
-# probe_expect STATUS PATTERN ARGS...: the probe exits with STATUS and prints PATTERN.
+# probe_expect STATUS PATTERN... -- ARGS...: the probe exits with STATUS and prints
+# every PATTERN; what it printed is left in probe_out.
 probe_expect() {
-  local status=$1 pattern=$2 out code
-  shift 2
-  out=$(probe "$@" 2>&1)
+  local status=$1 code pattern missing=
+  local -a patterns=()
+  shift
+  while [ "$1" != -- ]; do patterns+=("$1"); shift; done
+  shift
+  probe_out=$(probe "$@" 2>&1)
   code=$?
-  if [ $code -eq "$status" ] && grep -qE -- "$pattern" <<<"$out"; then
+  for pattern in "${patterns[@]}"; do
+    grep -qE -- "$pattern" <<<"$probe_out" || missing=1
+  done
+  if [ $code -eq "$status" ] && [ -z "$missing" ]; then
     return 0
   fi
   echo "    svgprobe.py $* -> status $code (want $status), output:"
-  sed 's/^/      /' <<<"$out" | head -n 20
+  sed 's/^/      /' <<<"$probe_out" | head -n 20
   return 1
 }
 
@@ -113,8 +120,8 @@ for name in rules-week points-day plan-month; do
   [ -s "$svg" ] || continue
   if dom_check "$svg"; then pass "$name parses in Chromium"; else fail "$name parses in Chromium"; fi
   if screenshot "$svg" "$work/$name.png"; then
-    if probe_expect 0 'all pass' "$svg" "$work/$name.png"; then
-      pass "$name screenshot matches the SVG: $(probe "$svg" "$work/$name.png" | tail -n 1)"
+    if probe_expect 0 'all pass' -- "$svg" "$work/$name.png"; then
+      pass "$name screenshot matches the SVG: $(tail -n 1 <<<"$probe_out")"
     else
       fail "$name screenshot matches the SVG"
     fi
@@ -133,16 +140,16 @@ if [ -s "$svg" ] && screenshot "$svg" "$work/whole-days.png"; then
   baja=$(grep -m 1 -o 'class="box" data-type="7" [^>]*fill="#[0-9a-f]*"' "$svg" | grep -o '#[0-9a-f]\{6\}')
   row1=$(grep -m 1 -o 'class="box" data-type="4" [^>]*y="[0-9]*"' "$svg" | sed 's/.*y="//; s/"//')
   row2=$(grep -m 1 -o 'class="box" data-type="7" [^>]*y="[0-9]*"' "$svg" | sed 's/.*y="//; s/"//')
-  at() { probe --pixel "$work/whole-days.png" "$1" "$2"; }
-  if [ "$(at 860 $((row1 + 4)))" = "$festivo" ] && [ "$(at 1032 $((row1 + 4)))" = "$festivo" ] &&
-     [ "$(at 1042 $((row1 + 4)))" != "$festivo" ] && [ "$(at 1100 $((row1 + 12)))" = "#ffffff" ] &&
-     [ "$(at 850 $((row1 + 12)))" != "$festivo" ] &&
-     [ "$(at 852 $((row2 + 4)))" = "$baja" ] && [ "$(at 862 $((row2 + 4)))" != "$baja" ]; then
+  # Seven pixels in one reading: festivo at 860, 1032 and 1042 and white at 1100
+  # and not festivo at 850 on its row; baja at 852 and not at 862 on its own.
+  mapfile -t px < <(probe --pixel "$work/whole-days.png" 860 $((row1 + 4)) 1032 $((row1 + 4)) \
+    1042 $((row1 + 4)) 1100 $((row1 + 12)) 850 $((row1 + 12)) 852 $((row2 + 4)) 862 $((row2 + 4)))
+  if [ "${#px[@]}" -eq 7 ] && [ "${px[0]}" = "$festivo" ] && [ "${px[1]}" = "$festivo" ] &&
+     [ "${px[2]}" != "$festivo" ] && [ "${px[3]}" = "#ffffff" ] && [ "${px[4]}" != "$festivo" ] &&
+     [ "${px[5]}" = "$baja" ] && [ "${px[6]}" != "$baja" ]; then
     pass "whole days cover their own day column in Chromium's pixels"
   else
-    fail "whole days cover their own day column: festivo $festivo at 860/1032/1042/1100/850:" \
-      "$(at 860 $((row1 + 4))) $(at 1032 $((row1 + 4))) $(at 1042 $((row1 + 4))) $(at 1100 $((row1 + 12))) $(at 850 $((row1 + 12)))," \
-      "baja $baja at 852/862: $(at 852 $((row2 + 4))) $(at 862 $((row2 + 4)))"
+    fail "whole days cover their own day column: festivo $festivo, baja $baja; pixels ${px[*]}"
   fi
 else
   fail "whole-days screenshot"
@@ -161,8 +168,8 @@ if [ -s "$svg" ] && [ -s "$work/rules-week.png" ]; then
   if cmp -s "$svg" "$work/recoloured.svg"; then
     fail "recoloured box: the copy did not change"
   elif screenshot "$work/recoloured.svg" "$work/recoloured.png" &&
-    probe_expect 1 "^FAIL box #0 .*expected $first .*found $other" "$svg" "$work/recoloured.png" &&
-    probe_expect 1 ': 1 failure\(s\)$' "$svg" "$work/recoloured.png"; then
+    probe_expect 1 "^FAIL box #0 .*expected $first .*found $other" ': 1 failure\(s\)$' -- \
+      "$svg" "$work/recoloured.png"; then
     pass "a recoloured box is caught, and only it"
   else
     fail "a recoloured box is caught"
@@ -172,8 +179,7 @@ if [ -s "$svg" ] && [ -s "$work/rules-week.png" ]; then
   sed "s|</svg>|<rect x=\"$((w - 60))\" y=\"4\" width=\"20\" height=\"8\" fill=\"#ff0000\"/></svg>|" \
     "$svg" >"$work/stray.svg"
   if screenshot "$work/stray.svg" "$work/stray.png" &&
-    probe_expect 1 '^FAIL background: [0-9]+ pixels' "$svg" "$work/stray.png" &&
-    probe_expect 1 ': 1 failure\(s\)$' "$svg" "$work/stray.png"; then
+    probe_expect 1 '^FAIL background: [0-9]+ pixels' ': 1 failure\(s\)$' -- "$svg" "$work/stray.png"; then
     pass "a stray mark on the background is caught"
   else
     fail "a stray mark on the background is caught"
@@ -181,7 +187,7 @@ if [ -s "$svg" ] && [ -s "$work/rules-week.png" ]; then
 
   # A window of the wrong size.
   if screenshot "$svg" "$work/narrow.png" $((w - 100)) "$h" &&
-    probe_expect 1 "^FAIL screenshot is $((w - 100))x$h, the SVG is ${w}x$h" "$svg" "$work/narrow.png"; then
+    probe_expect 1 "^FAIL screenshot is $((w - 100))x$h, the SVG is ${w}x$h" -- "$svg" "$work/narrow.png"; then
     pass "a screenshot of the wrong size is caught"
   else
     fail "a screenshot of the wrong size is caught"
@@ -194,7 +200,7 @@ if [ -s "$svg" ] && [ -s "$work/rules-week.png" ]; then
   else
     pass "a truncated SVG is caught by the DOM check"
   fi
-  if probe_expect 2 'truncated.svg: .* at offset [0-9]+' "$work/truncated.svg" "$work/rules-week.png"; then
+  if probe_expect 2 'truncated.svg: .* at offset [0-9]+' -- "$work/truncated.svg" "$work/rules-week.png"; then
     pass "a truncated SVG is refused by the probe"
   else
     fail "a truncated SVG is refused by the probe"

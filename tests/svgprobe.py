@@ -6,7 +6,7 @@
 # scaled or not drawn at all fails.
 #
 #   svgprobe.py ROSTER.svg SHOT.png   exit 0 pass, 1 fail, 2 bad input
-#   svgprobe.py --pixel SHOT.png X Y  prints the pixel's colour as #rrggbb
+#   svgprobe.py --pixel SHOT.png X Y [X Y ...]  prints each pixel's colour as #rrggbb
 #
 # Only 8-bit RGB and RGBA non-interlaced PNGs are read: that is what browsers write
 # for a screenshot, and anything else is refused rather than guessed at. The SVG is
@@ -88,32 +88,32 @@ class Image:
         stride = w * bpp
         if len(raw) != h * (stride + 1):
             raise BadInput(f"image data is {len(raw)} bytes, expected {h * (stride + 1)}")
-        self.width, self.height, self.rows = w, h, []
-        previous = bytearray(stride)
+        self.width, self.height, self.bpp, self.rows = w, h, bpp, []
+        previous = bytes(stride)
         for y in range(h):
             start = y * (stride + 1)
             kind, line = raw[start], bytearray(raw[start + 1:start + 1 + stride])
             if kind > 4:
                 raise BadInput(f"row {y} has filter {kind}")
-            for i in (range(stride) if kind else ()):
-                a = line[i - bpp] if i >= bpp else 0
-                b = previous[i]
-                c = previous[i - bpp] if i >= bpp else 0
-                pred = (a, b, (a + b) // 2, paeth(a, b, c))[kind - 1]
-                line[i] = (line[i] + pred) & 0xFF
-            row = []
-            for x in range(0, stride, bpp):
-                alpha = line[x + 3] if bpp == 4 else 255
-                row.append(tuple((line[x + k] * alpha + 255 * (255 - alpha) + 127) // 255
-                                 for k in range(3)))
-            self.rows.append(row)
+            if kind == 2:  # the filter browsers use most, done a row at a time
+                line = bytearray((a + b) & 0xFF for a, b in zip(line, previous))
+            elif kind:
+                for i in range(stride):
+                    a = line[i - bpp] if i >= bpp else 0
+                    b = previous[i]
+                    c = previous[i - bpp] if i >= bpp else 0
+                    pred = a if kind == 1 else (a + b) // 2 if kind == 3 else paeth(a, b, c)
+                    line[i] = (line[i] + pred) & 0xFF
+            self.rows.append(line)
             previous = line
 
     def contains(self, x, y):
         return 0 <= x < self.width and 0 <= y < self.height
 
     def at(self, x, y):
-        return self.rows[y][x]
+        px = self.rows[y][x * self.bpp:(x + 1) * self.bpp]
+        alpha = px[3] if self.bpp == 4 else 255
+        return tuple((px[k] * alpha + 255 * (255 - alpha) + 127) // 255 for k in range(3))
 
 
 def number(node, name, fallback):
@@ -264,15 +264,15 @@ def check(svg, png):
     # The negative control: what the SVG leaves empty must come out white.
     background = stray = 0
     for y in range(png.height):
-        row, drawn = png.rows[y], svg.drawn[y]
+        drawn = svg.drawn[y]
         for x in range(png.width):
             if drawn[x]:
                 continue
             background += 1
-            if not near(row[x], (255, 255, 255)):
+            if not near(png.at(x, y), (255, 255, 255)):
                 stray += 1
                 if stray <= 5:
-                    print(f"  background ({x},{y}) is {hex_of(row[x])}")
+                    print(f"  background ({x},{y}) is {hex_of(png.at(x, y))}")
     if stray:
         fail(f"background: {stray} pixels far from anything drawn are not white")
     if background < png.width * png.height // 10:
@@ -287,17 +287,17 @@ def check(svg, png):
 def main(args):
     current = ""  # the file being read, for the error message
     try:
-        if len(args) == 4 and args[0] == "--pixel":
+        if len(args) >= 4 and len(args) % 2 == 0 and args[0] == "--pixel":
             current = args[1]
             png = Image(current)
-            x, y = int(args[2]), int(args[3])
-            if not png.contains(x, y):
-                raise BadInput(f"no pixel at {args[2]},{args[3]}")
-            print(hex_of(png.at(x, y)))
+            for x, y in zip(args[2::2], args[3::2]):
+                if not png.contains(int(x), int(y)):
+                    raise BadInput(f"no pixel at {x},{y}")
+                print(hex_of(png.at(int(x), int(y))))
             return 0
         if len(args) != 2 or args[0].startswith("-"):
             print("usage: svgprobe.py ROSTER.svg SHOT.png\n"
-                  "       svgprobe.py --pixel SHOT.png X Y", file=sys.stderr)
+                  "       svgprobe.py --pixel SHOT.png X Y [X Y ...]", file=sys.stderr)
             return 2
         current = args[0]
         svg = Picture(current)
