@@ -345,37 +345,4 @@ TEST(TBasicPointMgr, BisectingQueriesAgreeWithPlainScans) {
   }
 }
 
-// GetPointsInWeek ends its walk where no later point can overlap the week; on
-// any sorted set, overlapping, repeated, empty and backward points included,
-// that must answer what the walk to the end of the list answers.
-TEST(TBasicPointMgr, TheWeekQueryStopsEarlyWithTheAnswerOfTheWholeWalk) {
-  std::mt19937 rng(17);
-  const int64_t base = At(2026, 11, 2);
-  for (int round = 0; round < 300; ++round) {
-    TBasicPointMgr set;
-    const int span = 1 + static_cast<int>(rng() % 40);  // days the points start over
-    for (int n = static_cast<int>(rng() % 60); n > 0; --n) {
-      const int64_t start = base + static_cast<int64_t>(rng() % (span * kDay)) -
-                            (rng() % 2 == 0 ? 0 : static_cast<int64_t>(rng() % 3) * 3600);
-      const int64_t lengths[] = {0,    -kHour,   kHour,
-                                 kDay, 9 * kDay, static_cast<int64_t>(rng() % (3 * kDay))};
-      set.Add(new Counted(start, lengths[rng() % 6], static_cast<int>(rng() % 4)));
-      if (rng() % 8 == 0) set.Add(set.Points.back()->Instance());
-    }
-    set.Sort();
-    for (int q = 0; q < 10; ++q) {
-      const TFecha d(base - 8 * kDay + static_cast<int64_t>(rng() % ((span + 16) * kDay)));
-      const TTimePointType t = static_cast<TTimePointType>(rng() % 4);
-      const TFecha week = d.StartOfWeek(), weekEnd = week.EndOfWeek();
-      const TBasicPoint probe(week, TDuration(0));
-      TBasicPointList whole;
-      for (auto it = std::lower_bound(set.Points.begin(), set.Points.end(), &probe, EqualInit);
-           it != set.Points.end(); ++it) {
-        if ((*it)->Solap(week, weekEnd) && (t == 0 || (*it)->Type == t)) whole.push_back(*it);
-      }
-      ASSERT_EQ(set.GetPointsInWeek(d, t), whole) << round << " " << Spans(set.Points);
-    }
-  }
-}
-
 }  // namespace
