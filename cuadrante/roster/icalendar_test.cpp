@@ -276,10 +276,13 @@ TEST(ReadCalendar, FollowsMovesCancellationsAndCategoriesAndRefusesWhatIsNoCalen
   EXPECT_THROW(ReadCalendar(mars, nov1, nov30, zoned), EConvertError);
   EXPECT_EQ(ReadCalendar(mars, nov1, nov30, {}).size(), 1u);
 
-  // No text, no calendar, an event without DTSTART, an end before its start.
+  // No text, no calendar (a lone event is none), an event without DTSTART, an
+  // end before its start.
   const TFecha first = At(2026, 1, 1), last = At(2026, 12, 31);
   for (const std::string& bad :
-       {std::string(), std::string("<POINTSMGR/>"), Wrapped({"UID:n\r\n"}),
+       {std::string(), std::string("<POINTSMGR/>"),
+        std::string("BEGIN:VEVENT\r\nUID:e\r\nDTSTART:20260102T100000\r\nEND:VEVENT\r\n"),
+        Wrapped({"UID:n\r\n"}),
         Wrapped({"UID:b\r\nDTSTART:20260102T100000\r\nDTEND:20260102T090000\r\n"})})
     EXPECT_THROW(ReadCalendar(bad, first, last, {}), EConvertError) << bad;
   // Every second from 1900 would take days to walk: the bound refuses it.
@@ -288,6 +291,11 @@ TEST(ReadCalendar, FollowsMovesCancellationsAndCategoriesAndRefusesWhatIsNoCalen
   const std::string everySecond =
       Wrapped({"UID:s\r\nDTSTART:19000101T000000\r\nRRULE:FREQ=SECONDLY\r\n"});
   EXPECT_THROW(ReadCalendar(everySecond, first, last, bounded), EConvertError);
+  // The bound counts what it walks: exactly as many occurrences still pass.
+  bounded.maxOccurrences = 5;
+  const std::string five =
+      Wrapped({"UID:f\r\nDTSTART:20260105T100000\r\nRRULE:FREQ=DAILY;COUNT=5\r\n"});
+  EXPECT_EQ(ReadCalendar(five, first, last, bounded).size(), 5u);
 }
 
 }  // namespace

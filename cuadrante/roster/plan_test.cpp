@@ -39,7 +39,7 @@ std::string OfA(const std::string& inner) {
 TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   // The second post takes its days as a list of weekday names.
   const auto plan = ReadPlan(Plan(
-      "<POST code=\"P\"><NEED people=\"1\" from=\"07:00\" hours=\"8\" days=\"mon,sun\"/></POST>"
+      "<POST code=\"P\"><NEED people=\"1\" from=\"07:00\" hours=\"8\" days=\"tue,sun\"/></POST>"
       "<LIMITS minRest=\"11\" maxWeek=\"40\" maxDays=\"5\"/><HOLIDAY date=\"2026-12-08\"/>"
       "<EMPLOYEE id=\"ana\" name=\"Ana\" post=\"UCI\" contract=\"37.5\">"
       "<RULE shift=\"M\" every=\"day\" from=\"2026-11-02\" until=\"2026-11-30\" weekend=\"1\"/>"
@@ -52,7 +52,7 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   EXPECT_EQ(plan.posts[0].needs[0].people, 2);
   EXPECT_EQ(plan.posts[0].needs[0].startMinute, 7 * 60);
   EXPECT_EQ(plan.posts[0].needs[0].days, 0x1F);
-  EXPECT_EQ(plan.posts[1].needs[0].days, 0x41);
+  EXPECT_EQ(plan.posts[1].needs[0].days, 0x42);
   ASSERT_EQ(plan.shifts.size(), 2u);
   EXPECT_EQ(plan.FindShift("N")->seconds, 7 * 3600 + 1800);
   EXPECT_EQ(plan.FindShift("N")->type, tptCover);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <libical/ical.h>
 
+#include <climits>
 #include <cstdlib>
 #include <ctime>
 #include <optional>
@@ -154,6 +155,24 @@ TEST(TZone, LibicalPlacesZonedEventsByTheExportedTimeZone) {
           << name << " " << events[index].start.ToString("dd/mm/yyyy hh:nn");
     }
     EXPECT_EQ(index, events.size());
+    // Each observance is named for the time it starts: these zones only move
+    // their clocks for summer, so DAYLIGHT takes the larger offset.
+    icalcomponent* vtimezone = icalcomponent_get_first_component(root, ICAL_VTIMEZONE_COMPONENT);
+    ASSERT_NE(vtimezone, nullptr);
+    std::vector<std::pair<bool, int>> observances;  // daylight, offset it starts
+    for (const auto kind : {ICAL_XDAYLIGHT_COMPONENT, ICAL_XSTANDARD_COMPONENT}) {
+      for (icalcomponent* o = icalcomponent_get_first_component(vtimezone, kind); o;
+           o = icalcomponent_get_next_component(vtimezone, kind)) {
+        observances.emplace_back(kind == ICAL_XDAYLIGHT_COMPONENT,
+                                 icalproperty_get_tzoffsetto(icalcomponent_get_first_property(
+                                     o, ICAL_TZOFFSETTO_PROPERTY)));
+      }
+    }
+    int summer = INT_MIN;
+    for (const auto& [daylight, offset] : observances) summer = std::max(summer, offset);
+    for (const auto& [daylight, offset] : observances)
+      EXPECT_EQ(daylight, offset == summer) << name << " " << offset;
+    EXPECT_GE(observances.size(), 10u) << name;
     icalcomponent_free(root);
   }
 }
