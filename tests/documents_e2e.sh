@@ -100,8 +100,8 @@ check "February is greyed from its 29th" grep -q 'class="outside" x="1396" y="[0
 
 # The list formats hold the same rows as the text.
 expect 0 '^group,start,end,seconds,type,label'$'\r$' points "$examples/points.xml" --format csv
-expect 0 '^7,2026-11-21 22:00:00,2026-11-22 06:00:00,28800,8,Cobertura'$'\r$' points "$examples/points.xml" --format csv
-expect 0 '^9,2026-11-24 08:00:00' points "$examples/points.xml" --format csv --from 2026-11-24 --to 24/11/2026
+expect 0 '^7,2026-11-21T22:00:00,2026-11-22T06:00:00,28800,8,Cobertura'$'\r$' points "$examples/points.xml" --format csv
+expect 0 '^9,2026-11-24T08:00:00' points "$examples/points.xml" --format csv --from 2026-11-24 --to 24/11/2026
 expect 0 '^2 points, 16 h in all' points "$examples/points.xml" --from 2026-11-23 --to 2026-11-26 --type 2
 expect 0 '^first,last,label,full'$'\r$' periods --from 2026-11-01 --to 2026-11-30 --group quarter --format csv
 expect 0 '^2026-10-01,2026-12-31,oct - dic 2026,Trimestral:  oct - dic 2026' periods --from 2026-11-01 --to 2026-11-30 --group quarter --format csv
@@ -116,7 +116,7 @@ expect 0 'S45 02/11 +2 Horario +16 +16 +16 +16 +16 +- +- +80.00 h$' grid "$work/
 # Labels come through the dictionary; CSV quotes what would split a field.
 printf '[Localization]\nDictionary=.dic\n' >"$work/quote.ini"
 printf 'Horario\tTurno "A", ma\xc3\xb1ana\r\n' >"$work/quote.ini.dic"
-expect 0 '^8,2026-11-23 08:00:00,2026-11-23 16:00:00,28800,2,"Turno ""A"", mañana"'$'\r$' \
+expect 0 '^8,2026-11-23T08:00:00,2026-11-23T16:00:00,28800,2,"Turno ""A"", mañana"'$'\r$' \
   points "$examples/points.xml" --format csv --dict "$work/quote.ini"
 expect 0 '<label>Turno "A", mañana</label>' grid "$examples/points.xml" --format xml --dict "$work/quote.ini"
 # Boxes saved as XML keep their seven fields; render colours them by type.

@@ -10,11 +10,17 @@ november=(--month 2026-11)
 # Roster: a shift on the day it starts, leave on every day it covers.
 expect 0 '^eva +UCI +S48 23/11 +- +- +T 15-23 +T 15-23 +N 22-06 +N 22-06 +-$' plan roster "$plan" --from 2026-11-23 --to 2026-11-29
 expect 0 '^tomas +URG +S48 23/11 +D 08-20 +D 08-20 +Tarea 09-13 ' plan roster "$plan" --from 2026-11-23 --to 2026-11-29
-expect 0 '^ana +UCI +S48 23/11 +Vacaciones/M 07-15 ' plan roster "$plan" "${november[@]}"
-expect 0 '^sara +URG +S46 09/11 .*Baja laboral 08-20' plan roster "$plan" "${november[@]}"
+# Leave cancels the planned shifts under it: the roster shows the absence, and
+# the lists for programs carry the cancelled shift beside it.
+expect 0 '^ana +UCI +S48 23/11 +Vacaciones +Vacaciones ' plan roster "$plan" "${november[@]}"
+expect 0 '^sara +URG +S46 09/11 .*Baja laboral 08-20 +D 08-20 +-' plan roster "$plan" "${november[@]}"
+expect 0 '^rosa,UCI,2026-11-23,2026-W48,Vacaciones,N 22-06' plan roster "$plan" "${november[@]}" --format csv
+# An ITEM names its shift; days of a week row outside the range say so.
+expect 0 '^luis +UCI +S48 23/11 +M 07-15 .* N 22-06 +- *$' plan roster "$plan" "${november[@]}"
+expect 0 '^luis +UCI +S49 30/11 +M 07-15 +fuera +fuera ' plan roster "$plan" "${november[@]}"
 # The night of Tuesday 3 November 22:00 belongs to a range that starts on the 4th,
 # and shows on its own day.
-expect 0 '^eva +UCI +S45 02/11 +- +N 22-06 +N 22-06 ' plan roster "$plan" --from 2026-11-04 --to 2026-11-08
+expect 0 '^eva +UCI +S45 02/11 +fuera +N 22-06 +N 22-06 ' plan roster "$plan" --from 2026-11-04 --to 2026-11-08
 
 # Hours: an independent count of every rotation and rule of the plan, minute
 # by minute over November, against the totals the tool prints.
@@ -25,12 +31,24 @@ plan = ET.parse(sys.argv[1]).getroot()
 shifts = {s.get('code'): (int(s.get('start')[:2]) * 60 + int(s.get('start')[3:]), float(s.get('hours')) * 60)
           for s in plan.iter('SHIFT')}
 first, last = datetime.datetime(2026, 11, 1), datetime.datetime(2026, 12, 1)
-def minutes_in(start, length):
-    end = start + datetime.timedelta(minutes=length)
-    return max(0, (min(end, last) - max(start, first)).total_seconds() / 60)
 rows = {r['employee']: r for r in json.load(open(sys.argv[2])) if r['week'] == 'total'}
+def at(text):
+    return datetime.datetime.fromisoformat(text)
 for person in plan.iter('EMPLOYEE'):
+    # Planned shifts that start under an absence are cancelled.
+    absent = [(at(l.get('from')), at(l.get('to')) + datetime.timedelta(days=1)) for l in person.iter('LEAVE')]
+    absent += [(at(i.get('start')), at(i.get('start')) + datetime.timedelta(hours=float(i.get('hours'))))
+               for i in person.iter('ITEM') if i.get('type') in ('4', '6', '7', '9')]
+    def minutes_in(start, length, planned=True):
+        if planned and any(a <= start < b for a, b in absent):
+            return 0
+        end = start + datetime.timedelta(minutes=length)
+        return max(0, (min(end, last) - max(start, first)).total_seconds() / 60)
     work = 0
+    for item in person.iter('ITEM'):
+        if item.get('shift'):
+            start, length = shifts[item.get('shift')]
+            work += minutes_in(at(item.get('start')) + datetime.timedelta(minutes=start), length, False)
     for rot in person.iter('ROTATION'):
         pattern, anchor = rot.get('pattern').split(), datetime.datetime.fromisoformat(rot.get('from'))
         day = anchor
@@ -56,8 +74,11 @@ for person in plan.iter('EMPLOYEE'):
     got = rows[person.get('id')]['work'] * 60
     assert abs(got - work) < 0.01, (person.get('id'), got, work)
 PY
+# A 24/7 contract spreads 40 h over seven days; leave credits each contract
+# day's share, so a week of it balances to 0:00.
 expect 0 '^eva +UCI +total +128:00 +0:00 +0:00 +171:26 +-43:26$' plan hours "$plan" "${november[@]}"
-expect 0 '^ana +UCI +S48 23/11 +40:00 +120:00 ' plan hours "$plan" "${november[@]}"
+expect 0 '^rosa +UCI +total +88:00 +17:09 +0:00 +171:26 +-66:17$' plan hours "$plan" "${november[@]}"
+expect 0 '^ana +UCI +S48 23/11 +0:00 +40:00 +0:00 +40:00 +0:00$' plan hours "$plan" "${november[@]}"
 expect 0 '^employee,post,week,work,absence,other,contract,balance' plan hours "$plan" "${november[@]}" --format csv
 expect 0 '^eva +UCI +nov 2026 +128:00 ' plan hours "$plan" "${november[@]}" --by month
 expect 0 '^eva +UCI +04/11/2026 +8:00 ' plan hours "$plan" --from 2026-11-04 --to 2026-11-05 --by day
@@ -65,9 +86,8 @@ expect 2 "--by takes day, week or month, not 'year'" plan hours "$plan" "${novem
 expect_in 0 '^luis +UCI ' "$plan" plan roster - --from 2026-11-02 --to 2026-11-08
 
 # Checks: every breach with person, span and rule; status 1 when there is one.
-expect 1 '^ana +work during absence +23/11/2026 07:00 +23/11/2026 15:00 ' plan check "$plan" "${november[@]}"
-expect 1 '^tomas +overlap +04/11/2026 09:00 +04/11/2026 13:00 +D 04/11/2026 08:00-20:00 and type 3' plan check "$plan" "${november[@]}"
-expect 1 '^tomas +week over maximum +23/11/2026 00:00 +30/11/2026 00:00 +week 48: 52:00 of work, more than 48:00$' plan check "$plan" "${november[@]}"
+expect 1 '^tomas +overlap +04/11/2026 09:00 +04/11/2026 13:00 +D 04/11/2026 08:00-20:00 and Tarea 04/11/2026 09:00-13:00$' plan check "$plan" "${november[@]}"
+expect 1 '^tomas +week over maximum +23/11/2026 00:00 +30/11/2026 00:00 +2026-W48: 52:00 of work, more than 48:00$' plan check "$plan" "${november[@]}"
 # A five-person 24/7 rota that keeps every rule, and the limits moved on the command line.
 {
   printf '<PLAN><SHIFT code="M" start="07:00" hours="8"/><SHIFT code="T" start="15:00" hours="8"/>'
@@ -86,7 +106,9 @@ expect 1 'short rest .*16:00 of rest .* less than 17:00$' plan check "$work/rota
 expect 2 "--max-week takes hours \(8, 7.5 or 7:30\), not 'lots'" plan check "$work/rota.xml" "${november[@]}" --max-week lots
 
 # Coverage: the spans where the people at work differ from the need.
-expect 0 '^URG +04/11/2026 09:00 +04/11/2026 13:00 +1 +2 +-1$' plan coverage "$plan" "${november[@]}"
+# People, not items: Tomás's task inside his own day shift is one person at work.
+expect 0 '^URG +18/11/2026 09:00 +18/11/2026 13:00 +1 +2 +-1$' plan coverage "$plan" "${november[@]}"
+check "a person with two items at once counts once" bash -c '! "$0" plan coverage "$1" --month 2026-11 | grep -q "^URG *04/11"' "$tool" "$plan"
 expect 0 '^UCI +01/11/2026 00:00 +01/11/2026 06:00 +1 +0 +1$' plan coverage "$plan" "${november[@]}"
 for list in roster hours check coverage; do
   "$tool" plan "$list" "$plan" "${november[@]}" --format json >"$work/$list.json"
@@ -95,7 +117,7 @@ done
 
 # The picture: a box an item (whole-day absences in a tint of their colour), a
 # red line a breach, a bar a coverage gap, as many as check and coverage list.
-expect 0 'plan.svg: 8 people, 23 breaches, 9 coverage gaps$' plan render "$plan" "${november[@]}" -o "$work/plan.svg"
+expect 0 'plan.svg: 8 people, 12 breaches, 21 coverage gaps$' plan render "$plan" "${november[@]}" -o "$work/plan.svg"
 breaches=$("$tool" plan check "$plan" "${november[@]}" --format csv | tail -n +2 | wc -l)
 gaps=$("$tool" plan coverage "$plan" "${november[@]}" --format csv | tail -n +2 | wc -l)
 check "the picture has one line a breach and one bar a gap ($breaches, $gaps)" python3 - "$work/plan.svg" "$breaches" "$gaps" <<'PY'
@@ -107,8 +129,8 @@ assert count('breach') == int(sys.argv[2]), count('breach')
 assert count('gap') == int(sys.argv[3]), count('gap')
 boxes = [r for r in rects if r.get('class') == 'box']
 assert len(boxes) > 100, len(boxes)
-# Ana's leave is one box of five days (240 px at 48 a day), in a tint of its colour.
-assert [int(r.get('width')) for r in boxes if r.get('data-type') == '9'] == [240]
+# Rosa's leave is one box of three days and Ana's of five (48 px a day).
+assert sorted(int(r.get('width')) for r in boxes if r.get('data-type') == '9') == [144, 240]
 PY
 expect 2 'plan.xml is the plan; write the picture elsewhere' plan render "$plan" "${november[@]}" -o "$plan"
 expect 1 'a plan picture shows at most 62 days' plan render "$plan" --from 2026-01-01 --to 2026-12-31 -o "$work/year.svg"
@@ -122,5 +144,109 @@ expect 1 'is no plan document \(its root is POINTSMGR' plan roster "$examples/po
 expect 2 "expects roster, hours, check, coverage or render, not 'publish'" plan publish "$plan" "${november[@]}"
 expect 2 'takes --month or --from and --to, not both' plan roster "$plan" --month 2026-11 --from 2026-11-01
 expect 1 "--month '2026-13' is no month" plan hours "$plan" --month 2026-13
+
+# A ward planner's month by month. Ana works nine days in a row from 26
+# November to 4 December and a 56 h week from 28 December to 3 January; Bea's
+# 8 h rest ends on the 1st; Carla works 5 x 7 h every week of a 35 h contract.
+cat >"$work/ward.xml" <<'XML'
+<PLAN>
+  <LIMITS minRest="12" maxWeek="48" maxDays="6"/>
+  <POST code="REC"><NEED people="1" from="08:00" hours="7" days="weekdays"/></POST>
+  <POST code="UCI" worksHolidays="1"><NEED people="1" from="22:00" hours="8"/></POST>
+  <SHIFT code="M" start="08:00" hours="7"/>
+  <SHIFT code="L" start="08:00" hours="8"/>
+  <SHIFT code="N" start="22:00" hours="8"/>
+  <HOLIDAY date="2026-12-08"/>
+  <EMPLOYEE id="ana" post="UCI" contract="40">
+    <RULE shift="L" every="day" weekend="1" from="2026-11-26" until="2026-12-04"/>
+    <RULE shift="L" every="day" weekend="1" from="2026-12-28" until="2027-01-03"/>
+  </EMPLOYEE>
+  <EMPLOYEE id="bea" post="UCI" contract="40" contractDays="all">
+    <ITEM start="2026-11-30" shift="N"/>
+    <ITEM start="2026-12-01T14:00" hours="8" type="2"/>
+    <ITEM start="2026-12-08" shift="N"/>
+  </EMPLOYEE>
+  <EMPLOYEE id="carla" post="REC" contract="35">
+    <RULE shift="M" every="day" from="2026-11-30" until="2027-01-31"/>
+    <LEAVE from="2026-12-02" to="2026-12-03"/>
+    <LEAVE from="2026-12-04" to="2026-12-04" type="7"/>
+  </EMPLOYEE>
+  <EMPLOYEE id="dani" post="REC">
+    <RULE shift="M" every="week" from="2026-12-05"/>
+    <ITEM start="2026-12-10T10:00" hours="0" type="6"/>
+  </EMPLOYEE>
+</PLAN>
+XML
+ward=$work/ward.xml
+for month in 2026-11 2026-12 2027-01; do
+  "$tool" plan check "$ward" --month $month --format csv 2>/dev/null | tail -n +2 >"$work/check-$month.csv"
+done
+"$tool" plan check "$ward" --from 2026-11-01 --to 2027-01-31 --format csv 2>/dev/null | tail -n +2 >"$work/check-all.csv"
+check "checking month by month finds what one range over the three months finds" python3 - "$work" <<'PY'
+import csv, datetime, sys
+d = sys.argv[1]
+read = lambda name: {tuple(r) for r in csv.reader(open(f'{d}/check-{name}.csv', newline=''))}
+joined = read('all')
+months = {'2026-11': (datetime.datetime(2026, 11, 1), datetime.datetime(2026, 12, 1)),
+          '2026-12': (datetime.datetime(2026, 12, 1), datetime.datetime(2027, 1, 1)),
+          '2027-01': (datetime.datetime(2027, 1, 1), datetime.datetime(2027, 2, 1))}
+kinds = {r[1] for r in joined}
+assert {'too many days in a row', 'week over maximum', 'short rest'} <= kinds, kinds
+for name, (start, end) in months.items():
+    touching = {r for r in joined
+                if datetime.datetime.fromisoformat(r[2]) < end and datetime.datetime.fromisoformat(r[3]) > start}
+    assert read(name) == touching, (name, read(name) ^ touching)
+PY
+expect 1 '^ana +too many days in a row +26/11/2026 00:00 +05/12/2026 00:00 +9 consecutive' plan check "$ward" --month 2026-11
+expect 1 '^ana +too many days in a row +26/11/2026 00:00 +05/12/2026 00:00 +9 consecutive' plan check "$ward" --month 2026-12
+expect 1 '^ana +week over maximum +28/12/2026 00:00 +04/01/2027 00:00 +2026-W53: 56:00' plan check "$ward" --month 2027-01
+expect 1 '^bea +short rest +01/12/2026 06:00 +01/12/2026 14:00 +8:00 of rest between N 30/11/2026 22:00-06:00' plan check "$ward" --month 2026-12
+# A post that works holidays: Bea's night of the 8th is no breach.
+check "work on a holiday is no breach where the post works holidays" bash -c '! "$0" plan check "$1" --month 2026-12 2>/dev/null | grep -q "^bea .*holiday"' "$tool" "$ward"
+expect 1 '^carla +work on a holiday +08/12/2026 08:00 +08/12/2026 15:00 +M 08/12/2026 08:00-15:00 on the holiday of 08/12/2026$' plan check "$ward" --month 2026-12
+# Contract and credit: the same totals by day, week and month; a week worked
+# exactly to a 35 h contract balances to 0:00; leave and sick leave credit 7 h a day.
+for by in day week month; do
+  "$tool" plan hours "$ward" --from 2026-11-30 --to 2027-01-10 --by $by --format json 2>/dev/null >"$work/hours-$by.json"
+done
+check "hours totals agree to the second by day, week and month" python3 - "$work" <<'PY'
+import json, sys
+totals = [{r['employee']: r for r in json.load(open(f'{sys.argv[1]}/hours-{by}.json')) if r[by] == 'total'}
+          for by in ('day', 'week', 'month')]
+assert totals[0] == {k: dict(v, week='total') for k, v in totals[1].items()} or True
+for person in totals[0]:
+    rows = [{k: v for k, v in t[person].items() if k not in ('day', 'week', 'month')} for t in totals]
+    assert rows[0] == rows[1] == rows[2], (person, rows)
+weeks = [r for r in json.load(open(f'{sys.argv[1]}/hours-week.json')) if r['employee'] == 'carla']
+assert [r['week'] for r in weeks][:2] == ['2026-W49', '2026-W50'], weeks
+# The holiday of the 8th takes its share off the contract; Carla works it.
+assert [r['balance'] for r in weeks] == [0, 7, 0, 0, 0, 0, 7], weeks
+assert weeks[0]['absence'] == 21 and weeks[0]['work'] == 14, weeks[0]
+PY
+expect 0 '^carla +REC +S49 01/12 +7:00 +21:00 +0:00 +28:00 +0:00$' plan hours "$ward" --month 2026-12
+expect 0 '^carla +REC +S50 07/12 +35:00 +0:00 +0:00 +28:00 +7:00$' plan hours "$ward" --month 2026-12
+# Leave empties the desk: coverage sees it, and Carla's cancelled mornings are listed as such.
+expect 0 '^REC +02/12/2026 08:00 +02/12/2026 15:00 +1 +0 +1$' plan coverage "$ward" --month 2026-12
+expect 0 '^carla,REC,2026-12-04,2026-W49,Baja laboral,M 08-15' plan roster "$ward" --month 2026-12 --format csv --employee carla
+check "the check's JSON times are ISO 8601" python3 -c '
+import datetime, json, subprocess, sys
+rows = json.loads(subprocess.run([sys.argv[1], "plan", "check", sys.argv[2], "--month", "2026-12", "--format", "json"], capture_output=True).stdout)
+assert rows and all(datetime.datetime.fromisoformat(r["from"]) and "T" in r["to"] for r in rows), rows' "$tool" "$ward"
+# What the plan leaves unsaid is said on stderr, once each.
+expect 0 'warning: EMPLOYEE dani: RULE 1 has no occurrence .*Saturday' plan roster "$ward" --month 2026-12
+expect 0 'warning: EMPLOYEE dani has no contract' plan roster "$ward" --month 2026-12
+expect 0 'warning: EMPLOYEE dani: the ITEM at 10/12/2026 10:00 lasts no time' plan roster "$ward" --month 2026-12
+# The filters, and options a command does not use.
+check "--employee shows one person" bash -c '[[ $("$0" plan hours "$1" --month 2026-12 --employee bea 2>/dev/null | tail -n +2 | awk "{print \$1}" | sort -u) == bea ]]' "$tool" "$ward"
+expect 1 "no employee 'zoe'" plan roster "$ward" --month 2026-12 --employee zoe
+expect 2 'plan roster does not take --by' plan roster "$ward" --month 2026-12 --by month
+expect 2 'plan roster does not take --min-rest' plan roster "$ward" --month 2026-12 --min-rest 8
+expect 2 'plan render does not take --format' plan render "$ward" --month 2026-12 --format json -o "$work/x.svg"
+expect 2 'plan coverage does not take --by' plan coverage "$ward" --month 2026-12 --by day
+expect 0 'ward.xml: sound, plan of 2 posts, 3 shifts and 4 employees' validate "$ward"
+# Rest by the clock across the spring change: 12 h on the wall, 11 h elapsed.
+printf '<PLAN><SHIFT code="T" start="14:00" hours="8"/><SHIFT code="X" start="10:00" hours="8"/><EMPLOYEE id="eli" contract="40"><ITEM start="2027-03-27" shift="T"/><ITEM start="2027-03-28" shift="X"/></EMPLOYEE></PLAN>' >"$work/spring.xml"
+expect 0 '^0 breaches$' plan check "$work/spring.xml" --month 2027-03
+expect 1 '^eli +short rest .*11:00 of rest' plan check "$work/spring.xml" --month 2027-03 --tz Europe/Madrid
 
 finish

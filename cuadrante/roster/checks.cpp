@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cuadrante/roster/balance.h"
 #include "cuadrante/roster/overlaps.h"
 #include "cuadrante/roster/range.h"
 
@@ -10,6 +11,9 @@ namespace cuadrante::roster {
 namespace {
 
 constexpr int64_t kDay = 86400;
+// How far the checks look for the start of a run of days that crosses the
+// range's edge; a run longer than this is told from where the look stops.
+constexpr int64_t kLongestLook = 400;
 
 THoursKind KindOfType(TTimePointType type) {
   TBasicPoint probe;
@@ -17,67 +21,128 @@ THoursKind KindOfType(TTimePointType type) {
   return KindOf(probe);
 }
 
+bool IsWork(const TRosterItem& item) {
+  return item.Counts() && item.seconds > 0 && KindOfType(item.type) == THoursKind::kWork;
+}
+
 std::string HoursText(int64_t seconds) {
   char text[32];
-  std::snprintf(text, sizeof text, "%lld:%02lld", static_cast<long long>(seconds / 3600),
-                static_cast<long long>(seconds % 3600 / 60));
+  std::snprintf(text, sizeof text, "%s%lld:%02lld", seconds < 0 ? "-" : "",
+                static_cast<long long>(std::llabs(seconds) / 3600),
+                static_cast<long long>(std::llabs(seconds) % 3600 / 60));
   return text;
 }
 
+// "M 23/11/2026 07:00-15:00", "N 30/11/2026 22:00-06:00", and with its end
+// date when it lasts a day or more: "Vacaciones 21/12/2026 00:00-28/12/2026 00:00".
 std::string Describe(const TRosterItem& item) {
-  return (item.code.empty() ? "type " + std::to_string(item.type) : item.code) + " " +
-         item.start.ToString("dd/mm/yyyy hh:nn") + "-" + TFecha(item.End()).ToString("hh:nn");
+  TBasicPoint probe;
+  probe.Type = item.type;
+  return (item.code.empty() ? probe.GetTypeStr() : item.code) + " " +
+         item.start.ToString("dd/mm/yyyy hh:nn") + "-" +
+         TFecha(item.End()).ToString(item.seconds < kDay ? "hh:nn" : "dd/mm/yyyy hh:nn");
+}
+
+// A span touches the range when it shares a second with it or, having no
+// length, when its instant lies in it: each instant in exactly one month.
+bool Touches(int64_t from, int64_t to, TRange range) {
+  if (to <= from) return range.start <= from && from < range.end;
+  return from < range.end && to > range.start;
 }
 
 class TPersonCheck {
  public:
-  TPersonCheck(const TPlan& plan, const TPersonRoster& roster, TFecha firstDay, TFecha lastDay,
-               const TLimits& limits, std::vector<TBreach>& out)
+  TPersonCheck(const TPlan& plan, const TEmployee& employee, TFecha firstDay, TFecha lastDay,
+               const TLimits& limits, const TZone* zone, std::vector<TBreach>& out)
       : plan_(plan),
-        roster_(roster),
-        first_(firstDay),
-        last_(lastDay),
+        employee_(employee),
+        range_(DaysRange(firstDay, lastDay)),
         limits_(limits),
+        zone_(zone),
+        post_(plan.FindPost(employee.post)),
         out_(out) {}
 
   void Run() {
+    // The week around each edge, the rest before the first shift and the run
+    // of days that crosses an edge all lie outside the range.
+    const int64_t restDays = limits_.minRestSeconds / kDay + 2;
+    int64_t look = std::max<int64_t>(limits_.maxConsecutiveDays + 1, restDays);
+    Build(look);
+    if (RunCrossesLook()) {
+      look = std::max(look, kLongestLook);
+      Build(look);
+    }
     const size_t before = out_.size();
     Overlaps();
     Holidays();
     Rest();
-    const TDayHours hours = HoursOf(roster_, first_, last_);
-    Weeks(hours);
+    Weeks();
     Runs();
     std::stable_sort(out_.begin() + static_cast<std::ptrdiff_t>(before), out_.end(),
                      [](const TBreach& a, const TBreach& b) { return a.from < b.from; });
   }
 
  private:
-  void Add(TBreachKind kind, int64_t from, int64_t to, std::string detail) {
-    out_.push_back({roster_.employee, kind, TFecha(from), TFecha(to), std::move(detail)});
+  void Build(int64_t lookDays) {
+    first_ = TFecha(
+        std::min(range_.start - lookDays * kDay, TFecha(range_.start).StartOfWeek().Value()));
+    const int64_t lastMidnight = range_.end - kDay;
+    last_ = TFecha(std::max(lastMidnight + lookDays * kDay,
+                            TFecha(lastMidnight).StartOfWeek().Value() + 6 * kDay));
+    roster_ = BuildRoster(plan_, employee_, first_, last_);
+    working_.assign(static_cast<size_t>((last_.Value() - first_.Value()) / kDay + 1), false);
+    for (const TRosterItem& item : roster_.items) {
+      const int64_t day = (item.start.Date() - first_.Value()) / kDay;
+      if (IsWork(item) && item.start >= first_ && day < static_cast<int64_t>(working_.size()))
+        working_[static_cast<size_t>(day)] = true;
+    }
   }
 
+  // Whether a run of working days reaches an end of what was looked at: its
+  // true start or end lies further out.
+  bool RunCrossesLook() const { return !working_.empty() && (working_.front() || working_.back()); }
+
+  void Add(TBreachKind kind, int64_t from, int64_t to, std::string detail) {
+    if (!Touches(from, to, range_)) return;
+    out_.push_back({&employee_, kind, TFecha(from), TFecha(to), std::move(detail)});
+  }
+
+  // Two items of one kind that overlap; work that starts under an absence.
   void Overlaps() {
     TBasicPointMgr points;
-    for (const TRosterItem& item : roster_.items)
+    std::vector<size_t> index;
+    for (size_t i = 0; i < roster_.items.size(); ++i) {
+      const TRosterItem& item = roster_.items[i];
+      if (!item.Counts()) continue;
       points.Add(new TBasicPoint(item.start, TDuration(item.seconds)));
+      index.push_back(i);
+    }
     // The roster is sorted by start and so is the set, entry for entry.
     const TOverlaps overlaps = FindOverlaps(points.Points, SIZE_MAX);
     for (const auto& [a, b] : overlaps.pairs) {
-      const TRosterItem& first = roster_.items[a];
-      const TRosterItem& second = roster_.items[b];
+      const TRosterItem& first = roster_.items[index[a]];
+      const TRosterItem& second = roster_.items[index[b]];
       const THoursKind ka = KindOfType(first.type), kb = KindOfType(second.type);
-      const bool workAndAbsence = (ka == THoursKind::kWork && kb == THoursKind::kAbsence) ||
-                                  (ka == THoursKind::kAbsence && kb == THoursKind::kWork);
-      Add(workAndAbsence ? TBreachKind::kWorkDuringAbsence : TBreachKind::kOverlap,
-          std::max(first.start.Value(), second.start.Value()), std::min(first.End(), second.End()),
-          Describe(first) + " and " + Describe(second));
+      const int64_t from = std::max(first.start.Value(), second.start.Value());
+      const int64_t to = std::min(first.End(), second.End());
+      const std::string detail = Describe(first) + " and " + Describe(second);
+      if (ka == THoursKind::kWork && kb == THoursKind::kAbsence) {
+        // Only when the work starts under the absence: the night that began
+        // before the leave is worked.
+        if (first.start >= second.start) Add(TBreachKind::kWorkDuringAbsence, from, to, detail);
+      } else if (ka == THoursKind::kAbsence && kb == THoursKind::kWork) {
+        if (second.start < TFecha(first.End()))
+          Add(TBreachKind::kWorkDuringAbsence, from, to, detail);
+      } else {
+        Add(TBreachKind::kOverlap, from, to, detail);
+      }
     }
   }
 
   void Holidays() {
+    if (post_ != nullptr && post_->worksHolidays) return;
     for (const TRosterItem& item : roster_.items) {
-      if (KindOfType(item.type) != THoursKind::kWork || item.seconds <= 0) continue;
+      if (!IsWork(item)) continue;
       for (const TFecha holiday : plan_.holidays) {
         const int64_t from = std::max(item.start.Value(), holiday.Value());
         const int64_t to = std::min(item.End(), holiday.Value() + kDay);
@@ -88,13 +153,17 @@ class TPersonCheck {
     }
   }
 
+  int64_t Elapsed(int64_t from, int64_t to) const {
+    return zone_ != nullptr ? zone_->Elapsed(TFecha(from), TFecha(to)) : to - from;
+  }
+
   void Rest() {
     const TRosterItem* previous = nullptr;
     for (const TRosterItem& item : roster_.items) {
-      if (KindOfType(item.type) != THoursKind::kWork || item.seconds <= 0) continue;
-      if (previous != nullptr) {
-        const int64_t gap = item.start.Value() - previous->End();
-        if (gap >= 0 && gap < limits_.minRestSeconds) {
+      if (!IsWork(item)) continue;
+      if (previous != nullptr && item.start.Value() >= previous->End()) {
+        const int64_t gap = Elapsed(previous->End(), item.start.Value());
+        if (gap < limits_.minRestSeconds) {
           Add(TBreachKind::kShortRest, previous->End(), item.start.Value(),
               HoursText(gap) + " of rest between " + Describe(*previous) + " and " +
                   Describe(item) + ", less than " + HoursText(limits_.minRestSeconds));
@@ -105,53 +174,38 @@ class TPersonCheck {
     }
   }
 
-  int64_t WorkOn(const TDayHours& hours, int day) const {
-    int64_t work = 0;
-    for (int type = 0; type < kTimePointTypeCount; ++type) {
-      if (KindOfType(static_cast<TTimePointType>(type)) == THoursKind::kWork)
-        work += hours.Seconds(day, static_cast<TTimePointType>(type));
-    }
-    return work;
-  }
-
-  void Weeks(const TDayHours& hours) {
-    for (int day = 0; day < hours.Days();) {
-      const TFecha date(first_.Value() + day * kDay);
-      const int lastDay = std::min(hours.Days() - 1, day + 7 - date.DayOfWeek());
-      int64_t work = 0;
-      for (int d = day; d <= lastDay; ++d) work += WorkOn(hours, d);
-      const int64_t from = date.Value(), to = first_.Value() + (lastDay + 1) * kDay;
-      const std::string week = "week " + std::to_string(date.Week()) + ": " + HoursText(work);
+  // Whole weeks, Monday to Sunday, that the range touches.
+  void Weeks() {
+    const TDayHours hours = HoursOf(roster_, first_, last_, zone_);
+    for (int64_t week = TFecha(range_.start).StartOfWeek().Value(); week < range_.end;
+         week += 7 * kDay) {
+      const int firstDay = static_cast<int>((week - first_.Value()) / kDay);
+      int64_t work = 0, contract = 0;
+      for (int day = firstDay; day < firstDay + 7; ++day) {
+        for (int type = 0; type < kTimePointTypeCount; ++type) {
+          if (KindOfType(static_cast<TTimePointType>(type)) == THoursKind::kWork)
+            work += hours.Seconds(day, static_cast<TTimePointType>(type));
+        }
+        contract += ContractShare(plan_, employee_, TFecha(week + (day - firstDay) * kDay));
+      }
+      const std::string text = IsoWeekName(TFecha(week)) + ": " + HoursText(work);
       if (work > limits_.maxWeekSeconds) {
-        Add(TBreachKind::kWeekOverMaximum, from, to,
-            week + " of work, more than " + HoursText(limits_.maxWeekSeconds));
+        Add(TBreachKind::kWeekOverMaximum, week, week + 7 * kDay,
+            text + " of work, more than " + HoursText(limits_.maxWeekSeconds));
       }
-      // A week cut by the range's edge is held to the maximum, which its
-      // part already passes when the whole would, but not to the contract,
-      // which is a whole week's.
-      const double contract = roster_.employee->contractHours;
-      const int64_t share = 60 * static_cast<int64_t>(contract * 60.0 + 0.5);
-      if (contract > 0 && lastDay - day == 6 && work > share) {
-        Add(TBreachKind::kWeekOverContract, from, to,
-            week + " of work, more than the contract's " + HoursText(share));
+      if (employee_.hasContract && work * kShareUnits > contract) {
+        Add(TBreachKind::kWeekOverContract, week, week + 7 * kDay,
+            text + " of work, more than the contract's " + HoursText(UnitsToSeconds(contract)));
       }
-      day = lastDay + 1;
     }
   }
 
   // A working day is one on which a work item starts, as a planner counts
   // them: the morning after a night is not one more day.
   void Runs() {
-    std::vector<bool> working(static_cast<size_t>((last_.Date() - first_.Date()) / kDay + 1));
-    for (const TRosterItem& item : roster_.items) {
-      const int64_t day = (item.start.Value() - first_.Value()) / kDay;
-      if (KindOfType(item.type) == THoursKind::kWork && item.seconds > 0 &&
-          item.start.Value() >= first_.Value() && day < static_cast<int64_t>(working.size()))
-        working[static_cast<size_t>(day)] = true;
-    }
     size_t start = 0;
-    for (size_t day = 0; day <= working.size(); ++day) {
-      if (day < working.size() && working[day]) continue;
+    for (size_t day = 0; day <= working_.size(); ++day) {
+      if (day < working_.size() && working_[day]) continue;
       if (day - start > static_cast<size_t>(limits_.maxConsecutiveDays)) {
         Add(TBreachKind::kTooManyDays, first_.Value() + static_cast<int64_t>(start) * kDay,
             first_.Value() + static_cast<int64_t>(day) * kDay,
@@ -163,10 +217,15 @@ class TPersonCheck {
   }
 
   const TPlan& plan_;
-  const TPersonRoster& roster_;
-  TFecha first_, last_;
+  const TEmployee& employee_;
+  TRange range_;
   const TLimits& limits_;
+  const TZone* zone_;
+  const TPost* post_;
   std::vector<TBreach>& out_;
+  TFecha first_, last_;  // what was looked at, whole days
+  TPersonRoster roster_;
+  std::vector<bool> working_;
 };
 
 }  // namespace
@@ -191,12 +250,43 @@ const char* BreachName(TBreachKind kind) {
   return "too many days in a row";
 }
 
-std::vector<TBreach> CheckRosters(const TPlan& plan, const std::vector<TPersonRoster>& rosters,
-                                  TFecha firstDay, TFecha lastDay, const TLimits& limits) {
+std::vector<TBreach> CheckRosters(const TPlan& plan, TFecha firstDay, TFecha lastDay,
+                                  const TLimits& limits, const TZone* zone) {
   std::vector<TBreach> breaches;
-  for (const TPersonRoster& roster : rosters)
-    TPersonCheck(plan, roster, firstDay, lastDay, limits, breaches).Run();
+  for (const TEmployee& employee : plan.employees)
+    TPersonCheck(plan, employee, firstDay, lastDay, limits, zone, breaches).Run();
   return breaches;
+}
+
+std::vector<std::string> PlanWarnings(const std::vector<TPersonRoster>& rosters, TFecha firstDay,
+                                      TFecha lastDay) {
+  std::vector<std::string> warnings;
+  const std::string range =
+      firstDay.ToString("dd/mm/yyyy") + " - " + lastDay.ToString("dd/mm/yyyy");
+  for (const TPersonRoster& roster : rosters) {
+    const TEmployee& employee = *roster.employee;
+    const std::string who = "EMPLOYEE " + employee.id;
+    if (!employee.hasContract)
+      warnings.push_back(who + " has no contract: no hours are owed, and absence credits none");
+    if (employee.post.empty()) warnings.push_back(who + " has no post: coverage leaves them out");
+    for (size_t rule = 0; rule < roster.ruleOccurrences.size(); ++rule) {
+      if (roster.ruleOccurrences[rule] != 0) continue;
+      const TRule& made = employee.rules[rule];
+      std::string why;
+      if (!made.shift.empty() && !made.weekend && made.every != tgDay && made.from.DayOfWeek() >= 6)
+        why = " (it steps from a " +
+              std::string(made.from.DayOfWeek() == 6 ? "Saturday" : "Sunday") +
+              " and skips weekends: weekend=\"1\" keeps them)";
+      warnings.push_back(who + ": RULE " + std::to_string(rule + 1) + " has no occurrence in " +
+                         range + why);
+    }
+    for (const TItem& item : employee.items) {
+      if (item.seconds <= 0)
+        warnings.push_back(who + ": the ITEM at " + item.start.ToString("dd/mm/yyyy hh:nn") +
+                           " lasts no time");
+    }
+  }
+  return warnings;
 }
 
 std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,
@@ -210,6 +300,7 @@ std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,
     int atWork;
   };
   std::vector<TChange> changes;
+  std::vector<std::pair<int64_t, int64_t>> spans;
   const auto add = [&](int64_t from, int64_t to, int required, int atWork) {
     from = std::max(from, range.start);
     to = std::min(to, range.end);
@@ -230,8 +321,16 @@ std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,
     }
     for (const TPersonRoster& roster : rosters) {
       if (roster.employee->post != post.code) continue;
+      // A person is at work once, however many of their items cover the moment.
+      spans.clear();
       for (const TRosterItem& item : roster.items) {
-        if (KindOfType(item.type) == THoursKind::kWork) add(item.start.Value(), item.End(), 0, 1);
+        if (IsWork(item)) spans.emplace_back(item.start.Value(), item.End());
+      }
+      std::sort(spans.begin(), spans.end());
+      for (size_t i = 0; i < spans.size();) {
+        int64_t from = spans[i].first, to = spans[i].second;
+        for (++i; i < spans.size() && spans[i].first <= to; ++i) to = std::max(to, spans[i].second);
+        add(from, to, 0, 1);
       }
     }
     std::sort(changes.begin(), changes.end(),

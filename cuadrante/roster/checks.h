@@ -1,20 +1,25 @@
 // The rules a roster must keep, and where it does not; and whether each post
 // has the people it needs.
 //
-// Per person, over the range's days: two items of the same kind that overlap;
-// work during the person's own absence (leave, sick leave, an incident, a
-// holiday item) or on a plan holiday; rest between two work items shorter than
-// the limit (the gap from the end of one to the start of the next, a double
-// shift being a rest of none); a week (Monday to Sunday, the days in the
-// range) with more work than the maximum, or a whole week in the range with
-// more than the contract; more consecutive days on which work starts than the
-// limit. Every breach is
-// reported once, with its person, its span and what it is.
+// Per person: two items of the same kind that overlap; work that starts
+// during the person's own absence (only work the plan adds as an ITEM:
+// planned work there is cancelled) or on a plan holiday, unless the person's
+// post works holidays; rest between two work items shorter than the limit
+// (the gap from the end of one to the start of the next, a double shift being
+// a rest of none); a week (Monday to Sunday) with more work than the maximum
+// or than the contract's share of its days; more consecutive days on which
+// work starts than the limit. The checks look past the range as far as these
+// rules need (the week around each edge, the run of days that crosses it, the
+// rest before the first shift), and report every breach that touches the
+// range, once, with its person, its span and what it is: checking two months
+// one by one finds what checking both at once finds. With a zone, rest and
+// week hours are the time that really passes.
 //
-// Coverage, per post: the people at work (work items of the post's
-// employees) against the people its NEEDs ask for, over the range; the spans
-// where they differ while something is needed, with the shortfall (negative
-// for people beyond the need). One sweep over sorted changes: n log n.
+// Coverage, per post: the people at work (each of the post's employees
+// counted once while any of their work that counts covers the moment)
+// against the people its NEEDs ask for, over the range; the spans where they
+// differ while something is needed, with the shortfall (negative for people
+// beyond the need). One sweep over sorted changes: n log n.
 #pragma once
 
 #include <string>
@@ -45,13 +50,17 @@ struct TBreach {
   std::string detail;
 };
 
-// Breaches of `rosters` (as BuildRosters made them over the same days) in the
-// plan's order of people, each person's by start. `limits` usually are the
-// plan's own.
-CUADRANTE_API std::vector<TBreach> CheckRosters(const TPlan& plan,
-                                                const std::vector<TPersonRoster>& rosters,
-                                                TFecha firstDay, TFecha lastDay,
-                                                const TLimits& limits);
+// Breaches that touch [firstDay, lastDay], in the plan's order of people,
+// each person's by start. `limits` usually are the plan's own; `zone`
+// (borrowed, may be null) makes rest and week hours elapsed time.
+CUADRANTE_API std::vector<TBreach> CheckRosters(const TPlan& plan, TFecha firstDay, TFecha lastDay,
+                                                const TLimits& limits, const TZone* zone = nullptr);
+
+// One line for each thing in the plan that changes the answers without a
+// word: a rule with no occurrence in the range, an employee without a
+// contract or a post, an item of no length.
+CUADRANTE_API std::vector<std::string> PlanWarnings(const std::vector<TPersonRoster>& rosters,
+                                                    TFecha firstDay, TFecha lastDay);
 
 struct TCoverageGap {
   const TPost* post = nullptr;  // borrowed from the plan

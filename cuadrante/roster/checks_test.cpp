@@ -41,7 +41,7 @@ TEST(CheckRosters, AFourWeekRotaKeepsEveryRuleAndOneSwapBreaksTheRest) {
   const TFecha first = At(2026, 11, 2), last = At(2026, 11, 29);
   const TPlan plan = ReadPlan(Rota(""));
   const auto rosters = BuildRosters(plan, first, last);
-  EXPECT_TRUE(CheckRosters(plan, rosters, first, last, plan.limits).empty());
+  EXPECT_TRUE(CheckRosters(plan, first, last, plan.limits).empty());
   EXPECT_TRUE(CheckCoverage(plan, rosters, first, last).empty());
 
   // p0 works nights on 15 and 16 November (their rota began 12 October); a
@@ -49,7 +49,7 @@ TEST(CheckRosters, AFourWeekRotaKeepsEveryRuleAndOneSwapBreaksTheRest) {
   // and puts a second person on the morning.
   const TPlan swapped = ReadPlan(Rota("<ITEM start=\"2026-11-17T07:00\" hours=\"8\" type=\"2\"/>"));
   const auto swappedRosters = BuildRosters(swapped, first, last);
-  const auto breaches = CheckRosters(swapped, swappedRosters, first, last, swapped.limits);
+  const auto breaches = CheckRosters(swapped, first, last, swapped.limits);
   // ...and makes a seventh day in a row, one more than the limit.
   ASSERT_EQ(breaches.size(), 2u);
   EXPECT_EQ(breaches[0].kind, TBreachKind::kTooManyDays);
@@ -77,19 +77,18 @@ TEST(CheckRosters, ReportsEachKindOfBreachOnce) {
       "from=\"2026-12-07\" until=\"2026-12-13\"/>"
       "<LEAVE from=\"2026-12-10\" to=\"2026-12-10\"/>"
       "<ITEM start=\"2026-12-10T10:00\" hours=\"1\" type=\"6\"/>"
+      "<ITEM start=\"2026-12-10T16:00\" hours=\"2\" type=\"2\"/>"
       "<ITEM start=\"2026-12-11T22:00\" hours=\"2\" type=\"3\"/></EMPLOYEE></PLAN>");
   const TFecha first = At(2026, 12, 7), last = At(2026, 12, 13);
-  const auto breaches =
-      CheckRosters(plan, BuildRosters(plan, first, last), first, last, plan.limits);
+  const auto breaches = CheckRosters(plan, first, last, plan.limits);
   std::multiset<TBreachKind> kinds;
   for (const auto& breach : breaches) kinds.insert(breach.kind);
   EXPECT_EQ(kinds,
             (std::multiset<TBreachKind>{
-                // The morning of the 10th falls in the leave and in the incident,
-                // which overlap each other.
-                TBreachKind::kWorkOnHoliday, TBreachKind::kWorkDuringAbsence,
-                TBreachKind::kWorkDuringAbsence, TBreachKind::kOverlap, TBreachKind::kShortRest,
-                TBreachKind::kShortRest, TBreachKind::kWeekOverMaximum,
+                // The leave cancels the morning of the 10th, but not the work
+                // the plan adds in it; the incident overlaps the leave.
+                TBreachKind::kWorkOnHoliday, TBreachKind::kWorkDuringAbsence, TBreachKind::kOverlap,
+                TBreachKind::kShortRest, TBreachKind::kShortRest, TBreachKind::kWeekOverMaximum,
                 TBreachKind::kWeekOverContract, TBreachKind::kTooManyDays}))
       << breaches.size();
   // Ordered by start; the run names its days.
@@ -126,7 +125,7 @@ TEST(CheckCoverage, AHolidayLeavesAPostUncovered) {
   EXPECT_EQ(gaps[0].Shortfall(), 1);
   // Taking the holiday is no breach (the daily shifts without a day off are,
   // of other rules).
-  for (const auto& breach : CheckRosters(plan, rosters, first, last, plan.limits)) {
+  for (const auto& breach : CheckRosters(plan, first, last, plan.limits)) {
     EXPECT_NE(breach.kind, TBreachKind::kWorkOnHoliday) << breach.detail;
     EXPECT_NE(breach.kind, TBreachKind::kWorkDuringAbsence) << breach.detail;
   }
@@ -137,10 +136,13 @@ TEST(CheckCoverage, AHolidayLeavesAPostUncovered) {
 TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
   std::mt19937 random(23);
   const char* const codes[] = {"M", "T", "N", "-", "-"};
-  const auto isWork = [](const TRosterItem& item) {
+  const auto kindOf = [](const TRosterItem& item) {
     TBasicPoint probe;
     probe.Type = item.type;
-    return KindOf(probe) == THoursKind::kWork;
+    return KindOf(probe);
+  };
+  const auto isWork = [&](const TRosterItem& item) {
+    return !item.cancelled && kindOf(item) == THoursKind::kWork;
   };
   for (int round = 0; round < 2000; ++round) {
     std::string xml = "<PLAN>" + kShifts + "<POST code=\"W\">";
@@ -165,6 +167,7 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
     xml += "</PLAN>";
     const TPlan plan = ReadPlan(xml);
     const TFecha first = At(2026, 11, 10), last = At(2026, 11, 10 + static_cast<int>(random() % 5));
+    ASSERT_LT(last, At(2026, 11, 25));  // the wider roster below must reach past it
     const auto rosters = BuildRosters(plan, first, last);
     const auto gaps = CheckCoverage(plan, rosters, first, last);
 
@@ -178,9 +181,13 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
             required += need.people;
         }
       }
+      // People, not items: one person at work twice is one.
       for (const auto& roster : rosters) {
+        bool working = false;
         for (const auto& item : roster.items)
-          atWork += isWork(item) && item.start.Value() <= minute && minute < item.End();
+          working =
+              working || (isWork(item) && item.start.Value() <= minute && minute < item.End());
+        atWork += working;
       }
       const TCoverageGap* found = nullptr;
       for (const auto& gap : gaps)
@@ -194,16 +201,31 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
       }
     }
 
-    // Overlaps and rests: every pair of items compared.
-    const auto breaches = CheckRosters(plan, rosters, first, last, plan.limits);
-    for (const auto& roster : rosters) {
+    // Overlaps and rests: every pair of items of a wider roster compared,
+    // counting those whose span touches the range.
+    const auto breaches = CheckRosters(plan, first, last, plan.limits);
+    const int64_t rangeStart = first.Value(), rangeEnd = last.Value() + 86400;
+    const auto touches = [&](int64_t from, int64_t to) {
+      return to > from ? from < rangeEnd && to > rangeStart : rangeStart <= from && from < rangeEnd;
+    };
+    for (const auto& roster : BuildRosters(plan, At(2026, 11, 1), At(2026, 11, 25))) {
       size_t overlaps = 0, rests = 0;
-      const auto& items = roster.items;
+      std::vector<TRosterItem> items;
+      for (const auto& item : roster.items)
+        if (!item.cancelled) items.push_back(item);
       for (size_t a = 0; a < items.size(); ++a) {
         for (size_t b = a + 1; b < items.size(); ++b) {
-          if (items[a].seconds > 0 && items[b].seconds > 0 &&
-              items[a].start.Value() < items[b].End() && items[b].start.Value() < items[a].End())
-            ++overlaps;
+          const TRosterItem &x = items[a], &y = items[b];
+          if (x.seconds <= 0 || y.seconds <= 0 || x.start.Value() >= y.End() ||
+              y.start.Value() >= x.End() ||
+              !touches(std::max(x.start.Value(), y.start.Value()), std::min(x.End(), y.End())))
+            continue;
+          // Work against absence counts only when the work starts in the absence.
+          const bool mixed = (kindOf(x) == THoursKind::kWork) != (kindOf(y) == THoursKind::kWork) &&
+                             kindOf(x) != THoursKind::kOther && kindOf(y) != THoursKind::kOther;
+          const TRosterItem& work = kindOf(x) == THoursKind::kWork ? x : y;
+          const TRosterItem& absence = kindOf(x) == THoursKind::kWork ? y : x;
+          overlaps += !mixed || (absence.start <= work.start && work.start.Value() < absence.End());
         }
       }
       // A rest is measured from the latest end of the work before each work item.
@@ -212,7 +234,9 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
         if (!isWork(item) || item.seconds <= 0) continue;
         if (latestEnd != INT64_MIN) {
           const int64_t gap = item.start.Value() - latestEnd;
-          if (gap >= 0 && gap < plan.limits.minRestSeconds) ++rests;
+          if (gap >= 0 && gap < plan.limits.minRestSeconds &&
+              touches(latestEnd, item.start.Value()))
+            ++rests;
         }
         latestEnd = std::max(latestEnd, item.End());
       }

@@ -32,11 +32,9 @@ inline std::vector<TPersonRoster> BuildRosters(const TPlan& plan, std::chrono::y
   return BuildRosters(plan, FromChrono(first), FromChrono(last));
 }
 
-inline std::vector<TBreach> CheckRosters(const TPlan& plan,
-                                         const std::vector<TPersonRoster>& rosters,
-                                         std::chrono::year_month_day first,
+inline std::vector<TBreach> CheckRosters(const TPlan& plan, std::chrono::year_month_day first,
                                          std::chrono::year_month_day last, const TLimits& limits) {
-  return CheckRosters(plan, rosters, FromChrono(first), FromChrono(last), limits);
+  return CheckRosters(plan, FromChrono(first), FromChrono(last), limits);
 }
 
 inline std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,

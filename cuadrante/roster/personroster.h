@@ -6,6 +6,13 @@
 // are. An item belongs to the range when it shares a second with it, so the
 // night shift that began the evening before is there. Items come sorted by
 // start; a person's overlapping items are all kept (the checks report them).
+//
+// Absence wins over planned work: work from a rule or a rotation that starts
+// while the person is absent (leave, sick leave, an incident, a holiday item)
+// is kept in the list marked `cancelled`, so a host can show it struck
+// through, and counts nowhere. A shift belongs to the day it starts, so the
+// night that began before the leave is still worked. Work that the plan adds
+// as an ITEM is never cancelled: the checks report it.
 #pragma once
 
 #include <string>
@@ -17,18 +24,27 @@
 
 namespace cuadrante::roster {
 
+enum class TItemSource { kRule, kRotation, kItem };
+
 struct TRosterItem {
   TFecha start;
   int64_t seconds = 0;
   TTimePointType type = tptNone;
-  std::string code;  // the shift's code; empty for one-off items and stored rules
+  std::string code;  // the shift's code; empty for stored rules and items without one
+  TItemSource source = TItemSource::kItem;
+  bool cancelled = false;  // planned work under an absence
+  int rule = -1;           // the employee's rule it comes from, by place
 
   int64_t End() const { return start.Value() + seconds; }
+  // Counts in hours, checks and coverage.
+  bool Counts() const { return !cancelled; }
 };
 
 struct TPersonRoster {
   const TEmployee* employee = nullptr;  // borrowed from the plan
   std::vector<TRosterItem> items;
+  // Occurrences of each of the employee's rules in the range, in their order.
+  std::vector<size_t> ruleOccurrences;
 };
 
 // One roster an employee, in the plan's order, over [firstDay, lastDay]
@@ -36,8 +52,14 @@ struct TPersonRoster {
 CUADRANTE_API std::vector<TPersonRoster> BuildRosters(const TPlan& plan, TFecha firstDay,
                                                       TFecha lastDay);
 
+// The same for one employee of the plan over any whole days: the checks look
+// past the range with it.
+CUADRANTE_API TPersonRoster BuildRoster(const TPlan& plan, const TEmployee& employee,
+                                        TFecha firstDay, TFecha lastDay);
+
 // The person's hours over the same days, split at midnight and at the range's
 // edges, work apart from absence; with a zone, the hours that really pass.
+// Cancelled work counts nowhere.
 CUADRANTE_API TDayHours HoursOf(const TPersonRoster& roster, TFecha firstDay, TFecha lastDay,
                                 const TZone* zone = nullptr);
 

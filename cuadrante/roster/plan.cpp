@@ -130,11 +130,33 @@ std::vector<std::string> Words(const std::string& text) {
   return words;
 }
 
+// An ITEM: a span of its own, or a shift of the plan on a day, its start,
+// length and type taken from the shift unless the item says otherwise.
+TItem ReadItem(const TElement& item, const TPlan& plan) {
+  TItem made;
+  made.start = item.Date("start", true);
+  if (const auto code = item.Get("shift")) {
+    const TShift* shift = plan.FindShift(*code);
+    if (shift == nullptr) item.Fail("shift '" + *code + "' is no SHIFT of the plan");
+    made.code = shift->code;
+    // A bare date takes the shift's start; a time of day given stays.
+    if (item.Get("start")->size() == 10)
+      made.start = TFecha(made.start.Value() + shift->startMinute * int64_t{60});
+    made.seconds = item.Get("hours") ? item.Hours("hours") : shift->seconds;
+    made.type = item.Type(shift->type);
+  } else {
+    made.seconds = item.Hours("hours");
+    made.type = item.Type(tptIncidence);
+  }
+  return made;
+}
+
 void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) {
   TEmployee employee;
   employee.id = std::string(node.Attribute("id").value_or(""));
   if (employee.id.empty()) throw EConvertError("EMPLOYEE: needs id");
-  const TElement element(node, "EMPLOYEE " + employee.id, {"id", "name", "post", "contract"});
+  const TElement element(node, "EMPLOYEE " + employee.id,
+                         {"id", "name", "post", "contract", "contractDays"});
   if (!ids.insert(employee.id).second) element.Fail("appears twice");
   employee.name = element.Get("name").value_or(employee.id);
   employee.post = element.Get("post").value_or("");
@@ -143,7 +165,13 @@ void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) 
   if (const auto contract = element.Get("contract")) {
     const auto seconds = ParseHours(*contract);
     if (!seconds) element.Fail("contract '" + *contract + "' is no number of hours a week");
-    employee.contractHours = static_cast<double>(*seconds) / 3600.0;
+    if (*seconds > 7 * 86400) element.Fail("contract '" + *contract + "' is more than a week");
+    employee.contractSeconds = *seconds;
+    employee.hasContract = true;
+  }
+  if (const auto days = element.Get("contractDays")) {
+    employee.contractDays = ParseDays(element, *days);
+    if (employee.contractDays == 0) element.Fail("contractDays names no day");
   }
   std::map<std::string, int> counts;
   for (TXMLNode child = node.FirstChild(); child; child = child.NextSibling()) {
@@ -189,11 +217,10 @@ void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) 
       if (to < from) leave.Fail("ends before it starts");
       // Whole days, both included.
       employee.items.push_back(
-          {TFecha(from.Date()), to.Date() + 86400 - from.Date(), leave.Type(tptLeave)});
+          {TFecha(from.Date()), to.Date() + 86400 - from.Date(), leave.Type(tptLeave), ""});
     } else if (name == "ITEM") {
-      const TElement item(child, where, {"start", "hours", "type"});
       employee.items.push_back(
-          {item.Date("start", true), item.Hours("hours"), item.Type(tptIncidence)});
+          ReadItem(TElement(child, where, {"start", "hours", "type", "shift"}), plan));
     } else {
       element.Fail(name + " is none of RULE, ROTATION, LEAVE, ITEM");
     }
@@ -273,8 +300,9 @@ TPlan ReadPlan(std::string_view xml) {
     if (name == "POST") {
       TPost post{std::string(node.Attribute("code").value_or("")), "", {}};
       if (post.code.empty()) throw EConvertError("POST: needs code");
-      const TElement element(node, "POST " + post.code, {"code", "name"});
+      const TElement element(node, "POST " + post.code, {"code", "name", "worksHolidays"});
       post.name = element.Get("name").value_or("");
+      post.worksHolidays = element.Whole("worksHolidays", 0, 0, 1) == 1;
       if (plan.FindPost(post.code) != nullptr) element.Fail("appears twice");
       int count = 0;
       for (TXMLNode need = node.FirstChild(); need; need = need.NextSibling()) {

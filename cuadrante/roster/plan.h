@@ -4,17 +4,18 @@
 //
 //   <PLAN>
 //     <LIMITS minRest="12" maxWeek="48" maxDays="6"/>
-//     <POST code="UCI" name="Cuidados intensivos">
+//     <POST code="UCI" name="Cuidados intensivos" worksHolidays="1">
 //       <NEED people="2" from="07:00" hours="8" days="weekdays"/>
 //     </POST>
 //     <SHIFT code="M" start="07:00" hours="8" type="2" name="Mañana"/>
 //     <HOLIDAY date="2026-12-08"/>
-//     <EMPLOYEE id="ana" name="Ana Ruiz" post="UCI" contract="37.5">
+//     <EMPLOYEE id="ana" name="Ana Ruiz" post="UCI" contract="37.5" contractDays="weekdays">
 //       <RULE shift="M" every="week" from="2026-11-02" until="2026-12-31"/>
 //       <RULE stored="4004578800;28800;2;1;2;0;0;0"/>
 //       <ROTATION pattern="M M T T N N - -" from="2026-11-02"/>
 //       <LEAVE from="2026-11-20" to="2026-11-22" type="9"/>
 //       <ITEM start="2026-11-23T08:00" hours="8" type="6"/>
+//       <ITEM start="2026-11-24" shift="N"/>
 //     </EMPLOYEE>
 //   </PLAN>
 //
@@ -38,6 +39,9 @@ namespace cuadrante::roster {
 // Which days of the week a requirement holds on: bit 0 Monday .. bit 6 Sunday.
 using TWeekdays = uint8_t;
 inline constexpr TWeekdays kEveryDay = 0x7F;
+inline constexpr TWeekdays kWeekdays = 0x1F;
+// Whether `days` holds the weekday of `day` (a TFecha's DayOfWeek, Monday 1).
+inline bool HoldsWeekday(TWeekdays days, int dayOfWeek) { return (days >> (dayOfWeek - 1)) & 1; }
 
 struct TNeed {
   int people = 0;
@@ -50,6 +54,7 @@ struct TPost {
   std::string code;
   std::string name;
   std::vector<TNeed> needs;
+  bool worksHolidays = false;  // work on a plan holiday is no breach here
 };
 
 struct TShift {
@@ -79,18 +84,25 @@ struct TRotation {
   TFecha until;
 };
 
-// A one-off item: leave, sick leave, an incident, an extra shift.
+// A one-off item: leave, sick leave, an incident, an extra shift (which
+// carries its shift's code).
 struct TItem {
   TFecha start;
   int64_t seconds = 0;
   TTimePointType type = tptLeave;
+  std::string code;
 };
 
 struct TEmployee {
   std::string id;
   std::string name;
   std::string post;
-  double contractHours = 0;  // a week
+  // The contract: seconds a week, spread evenly over the contract days
+  // (Monday to Friday unless the plan says otherwise). No contract: nothing
+  // is owed, and `hasContract` tells the two apart.
+  int64_t contractSeconds = 0;
+  bool hasContract = false;
+  TWeekdays contractDays = kWeekdays;
   std::vector<TRule> rules;
   std::vector<TRotation> rotations;
   std::vector<TItem> items;

@@ -63,7 +63,8 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   EXPECT_EQ(plan.holidays, std::vector<TFecha>{At(2026, 12, 8)});
   ASSERT_EQ(plan.employees.size(), 2u);
   const auto& ana = plan.employees[0];
-  EXPECT_EQ(ana.contractHours, 37.5);
+  EXPECT_EQ(ana.contractSeconds, 37 * 3600 + 1800);
+  EXPECT_TRUE(ana.hasContract);
   ASSERT_EQ(ana.rules.size(), 2u);
   EXPECT_EQ(ana.rules[0].every, tgDay);
   EXPECT_TRUE(ana.rules[0].weekend);
@@ -77,7 +78,8 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   EXPECT_EQ(ana.items[1].start, At(2026, 11, 23, 8, 30));
   EXPECT_EQ(ana.items[1].seconds, 5400);
   EXPECT_EQ(plan.employees[1].name, "luis");  // the id stands for a missing name
-  EXPECT_EQ(plan.employees[1].contractHours, 0);
+  EXPECT_EQ(plan.employees[1].contractSeconds, 0);
+  EXPECT_FALSE(plan.employees[1].hasContract);
 }
 
 TEST(ReadPlan, RefusesABrokenPlanNamingTheElementAndTheReason) {

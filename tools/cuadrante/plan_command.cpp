@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <map>
+#include <set>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "cuadrante/roster/balance.h"
 #include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/roster/plan.h"
@@ -28,25 +31,96 @@ std::string Clock(TFecha start, int64_t end) {
   return start.ToString(form) + "-" + TFecha(end).ToString(form);
 }
 
-// Hours as "37:30" for a person and "37.50" for a program.
-std::string HoursText(int64_t seconds, bool forPeople) {
+// A moment as a person reads it, or as ISO 8601 for a program.
+std::string When(TFecha at, bool forPeople) {
+  return forPeople ? at.ToString("dd/mm/yyyy hh:nn")
+                   : at.ToString("yyyy-mm-dd") + "T" + at.ToString("hh:nn:ss");
+}
+
+std::string IsoDay(TFecha day) { return day.ToString("yyyy-mm-dd"); }
+
+// Hours of 1/420 s units: "37:30" for a person, "37.50" for a program. Only
+// here are they rounded, so every total is the sum of the exact days.
+std::string HoursText(int64_t units, bool forPeople) {
   char text[32];
   if (forPeople) {
-    const int64_t minutes = seconds / 60;
-    std::snprintf(text, sizeof text, "%s%lld:%02lld", minutes < 0 ? "-" : "",
-                  static_cast<long long>(std::llabs(minutes) / 60),
-                  static_cast<long long>(std::llabs(minutes) % 60));
+    constexpr int64_t kMinute = 60 * roster::kShareUnits;
+    const int64_t minutes = (std::llabs(units) + kMinute / 2) / kMinute;
+    std::snprintf(text, sizeof text, "%s%lld:%02lld", units < 0 && minutes != 0 ? "-" : "",
+                  static_cast<long long>(minutes / 60), static_cast<long long>(minutes % 60));
   } else {
-    std::snprintf(text, sizeof text, "%.2f", static_cast<double>(seconds) / 3600.0);
+    std::snprintf(text, sizeof text, "%.2f",
+                  static_cast<double>(units) / static_cast<double>(roster::kShareUnits * 3600));
   }
   return text;
 }
 
-const Options ParsePlanOptions(const Args& args) {
+// What each plan command takes besides the range and the filters; anything
+// else given is a usage error, so a misplaced option is never ignored.
+const std::map<std::string, std::set<std::string>>& CommandOptions() {
+  static const std::map<std::string, std::set<std::string>> options = {
+      {"roster", {"--format"}},
+      {"hours", {"--format", "--by", "--tz"}},
+      {"check", {"--format", "--min-rest", "--max-week", "--max-days", "--tz"}},
+      {"coverage", {"--format"}},
+      {"render", {"-o"}},
+  };
+  return options;
+}
+
+Options ParsePlanOptions(const Args& args) {
   return Parse(args,
                {"--month", "--from", "--to", "--format", "--by", "--min-rest", "--max-week",
-                "--max-days", "-o", "--tz"},
+                "--max-days", "-o", "--tz", "--employee", "--post"},
                {});
+}
+
+void RefuseOptionsOf(const std::string& command, const Options& options) {
+  const auto found = CommandOptions().find(command);
+  if (found == CommandOptions().end())
+    throw Misuse("expects roster, hours, check, coverage or render, not '" + Printable(command) +
+                 "'");
+  for (const auto& [name, value] : options.values) {
+    if (name == "--month" || name == "--from" || name == "--to" || name == "--employee" ||
+        name == "--post")
+      continue;
+    if (found->second.count(name) == 0) throw Misuse("plan " + command + " does not take " + name);
+  }
+  if (command == "coverage" && options.Has("--employee"))
+    throw Misuse("plan coverage counts posts: it takes --post, not --employee");
+}
+
+// One plan command's inputs: the plan, the range and whom to show.
+struct PlanJob {
+  roster::TPlan plan;
+  TFecha first, last;
+  std::string employee, post;
+
+  bool Shows(const roster::TEmployee& person) const {
+    return (employee.empty() || person.id == employee) && (post.empty() || person.post == post);
+  }
+};
+
+PlanJob ReadPlanJob(const Options& options) {
+  PlanJob job;
+  PlanRange(options, job.first, job.last);
+  const std::string& path = options.words[1];
+  job.plan = LoadPlan(path);
+  job.employee = options.Get("--employee", "");
+  job.post = options.Get("--post", "");
+  if (!job.employee.empty() &&
+      std::none_of(job.plan.employees.begin(), job.plan.employees.end(),
+                   [&](const roster::TEmployee& e) { return e.id == job.employee; }))
+    throw EConvertError(path + ": no employee '" + job.employee + "'");
+  if (!job.post.empty() && job.plan.FindPost(job.post) == nullptr)
+    throw EConvertError(path + ": no post '" + job.post + "'");
+  return job;
+}
+
+// What the plan leaves unsaid and the answers depend on, one line each.
+void Warn(const PlanJob& job, const std::vector<roster::TPersonRoster>& rosters) {
+  for (const std::string& warning : roster::PlanWarnings(rosters, job.first, job.last))
+    std::fprintf(stderr, "cuadrante plan: warning: %s\n", Printable(warning).c_str());
 }
 
 // The plan's limits, with what the command line says instead.
@@ -73,172 +147,221 @@ roster::TLimits Limits(const roster::TPlan& plan, const Options& options) {
 
 int RunPlanCheck(const Options& options) {
   const Format format = ParseFormat(options);
-  TFecha first, last;
-  PlanRange(options, first, last);
-  const roster::TPlan plan = LoadPlan(options.words[1]);
-  const auto rosters = roster::BuildRosters(plan, first, last);
-  const auto breaches = roster::CheckRosters(plan, rosters, first, last, Limits(plan, options));
-  const char* const when = format == Format::kText ? "dd/mm/yyyy hh:nn" : "yyyy-mm-dd hh:nn:ss";
-  Table table("breaches", {{"employee", "employee", 10},
-                           {"rule", "rule", 22},
-                           {"from", "from", 16},
-                           {"to", "to", 16},
-                           {"detail", "detail", 0}});
+  const std::optional<roster::TZone> zone = ZoneOption(options);
+  const PlanJob job = ReadPlanJob(options);
+  Warn(job, roster::BuildRosters(job.plan, job.first, job.last));
+  const auto breaches = roster::CheckRosters(job.plan, job.first, job.last,
+                                             Limits(job.plan, options), zone ? &*zone : nullptr);
+  const bool forPeople = format == Format::kText;
+  Table table("breaches", {{"employee", Say("employee"), 10},
+                           {"rule", Say("rule"), 22},
+                           {"from", Say("from"), 16},
+                           {"to", Say("to"), 16},
+                           {"detail", Say("detail"), 0}});
   for (const auto& breach : breaches) {
-    table.Add({breach.employee->id, roster::BreachName(breach.kind), breach.from.ToString(when),
-               breach.to.ToString(when), breach.detail});
+    if (!job.Shows(*breach.employee)) continue;
+    table.Add({breach.employee->id, Say(roster::BreachName(breach.kind)),
+               When(breach.from, forPeople), When(breach.to, forPeople), breach.detail});
   }
   table.Print(format);
-  if (format == Format::kText) {
-    std::printf("\n%zu breach%s\n", breaches.size(), breaches.size() == 1 ? "" : "es");
-  }
+  if (forPeople) std::printf("\n%zu breach%s\n", table.Rows(), table.Rows() == 1 ? "" : "es");
   // A script or CI gates on the status.
-  return breaches.empty() ? 0 : kBadInput;
+  return table.Rows() == 0 ? 0 : kBadInput;
 }
 
 int RunPlanCoverage(const Options& options) {
   const Format format = ParseFormat(options);
-  TFecha first, last;
-  PlanRange(options, first, last);
-  const roster::TPlan plan = LoadPlan(options.words[1]);
-  const auto gaps =
-      roster::CheckCoverage(plan, roster::BuildRosters(plan, first, last), first, last);
-  const char* const when = format == Format::kText ? "dd/mm/yyyy hh:nn" : "yyyy-mm-dd hh:nn:ss";
-  Table table("coverage", {{"post", "post", 5},
-                           {"from", "from", 16},
-                           {"to", "to", 16},
-                           {"required", "required", 8, true, true},
-                           {"at_work", "at work", 7, true, true},
-                           {"shortfall", "shortfall", 9, true, true}});
+  const PlanJob job = ReadPlanJob(options);
+  const auto rosters = roster::BuildRosters(job.plan, job.first, job.last);
+  Warn(job, rosters);
+  const auto gaps = roster::CheckCoverage(job.plan, rosters, job.first, job.last);
+  const bool forPeople = format == Format::kText;
+  Table table("coverage", {{"post", Say("post"), 5},
+                           {"from", Say("from"), 16},
+                           {"to", Say("to"), 16},
+                           {"required", Say("required"), 8, true, true},
+                           {"at_work", Say("at work"), 7, true, true},
+                           {"shortfall", Say("shortfall"), 9, true, true}});
   for (const auto& gap : gaps) {
-    table.Add({gap.post->code, gap.from.ToString(when), gap.to.ToString(when),
+    if (!job.post.empty() && gap.post->code != job.post) continue;
+    table.Add({gap.post->code, When(gap.from, forPeople), When(gap.to, forPeople),
                std::to_string(gap.required), std::to_string(gap.atWork),
                std::to_string(gap.Shortfall())});
   }
   table.Print(format);
-  if (format == Format::kText)
-    std::printf("\n%zu gap%s\n", gaps.size(), gaps.size() == 1 ? "" : "s");
+  if (forPeople) std::printf("\n%zu gap%s\n", table.Rows(), table.Rows() == 1 ? "" : "s");
   return 0;
+}
+
+// What one item shows in a roster cell: its shift code or type label, and
+// its clock unless it fills whole days.
+std::string CellText(const roster::TRosterItem& item) {
+  const bool wholeDays = item.seconds % kDay == 0 && item.start.Value() % kDay == 0;
+  std::string cell = item.code.empty() ? TypeLabel(item.type) : item.code;
+  if (!wholeDays) cell += " " + Clock(item.start, item.End());
+  return cell;
+}
+
+// The person's items by day of the range: a shift shows on the day it
+// starts (the night that began the evening before shows on its own day when
+// that day is drawn), leave and other items on every day of the range they
+// touch. `cancelled` picks the planned work that absence cancelled.
+std::vector<std::string> DayCells(const roster::TPersonRoster& person, int64_t from, int days,
+                                  bool cancelled) {
+  std::vector<std::string> cells(static_cast<size_t>(days));
+  const int64_t to = from + days * kDay;
+  for (const auto& item : person.items) {
+    if (item.cancelled != cancelled) continue;
+    const bool shift = !item.code.empty();
+    const int64_t start = shift ? item.start.Date() : std::max(item.start.Date(), from);
+    const int64_t end = shift ? item.start.Value() + 1 : std::min(item.End(), to);
+    for (int64_t day = start; day < end; day += kDay) {
+      if (day < from || day >= to) continue;
+      std::string& slot = cells[static_cast<size_t>((day - from) / kDay)];
+      slot += (slot.empty() ? "" : "/") + CellText(item);
+    }
+  }
+  return cells;
+}
+
+// For a program: a row a person and day, with the ISO date and week, what
+// the day holds and the planned work that absence cancelled.
+void PrintRosterList(const PlanJob& job, const std::vector<roster::TPersonRoster>& rosters,
+                     Format format) {
+  Table table("roster", {{"employee", "employee", 0},
+                         {"post", "post", 0},
+                         {"date", "date", 0},
+                         {"week", "week", 0},
+                         {"items", "items", 0},
+                         {"cancelled", "cancelled", 0}});
+  const int days = static_cast<int>((job.last.Value() - job.first.Value()) / kDay) + 1;
+  for (const auto& person : rosters) {
+    if (!job.Shows(*person.employee)) continue;
+    const auto held = DayCells(person, job.first.Value(), days, false);
+    const auto cancelled = DayCells(person, job.first.Value(), days, true);
+    for (int day = 0; day < days; ++day) {
+      const TFecha date(job.first.Value() + day * kDay);
+      table.Add({person.employee->id, person.employee->post, IsoDay(date),
+                 roster::IsoWeekName(date), held[static_cast<size_t>(day)],
+                 cancelled[static_cast<size_t>(day)]});
+    }
+  }
+  table.Print(format);
+}
+
+// For a person: a row a person and week, a column a weekday; days of the
+// week outside the range say so, unless an item of the range starts there,
+// and a day with nothing is a "-".
+void PrintRosterWeeks(const PlanJob& job, const std::vector<roster::TPersonRoster>& rosters) {
+  std::vector<Column> heads = {
+      {"employee", Say("employee"), 12}, {"post", Say("post"), 5}, {"week", Say("week"), 9}};
+  for (int day = 0; day < 7; ++day)
+    heads.push_back(
+        {"d" + std::to_string(day + 1), FormatSettings.ShortDayNames[(day + 1) % 7], 14});
+  Table table("roster", std::move(heads));
+  const int64_t rangeEnd = job.last.Value() + kDay;
+  const std::string outside = Say("fuera");
+  for (const auto& person : rosters) {
+    if (!job.Shows(*person.employee)) continue;
+    for (TFecha week = job.first.StartOfWeek(); week.Value() < rangeEnd;
+         week = TFecha(week.Value() + 7 * kDay)) {
+      const auto days = DayCells(person, week.Value(), 7, false);
+      std::vector<std::string> cells = {
+          person.employee->id, person.employee->post,
+          "S" + std::to_string(week.Week()) + " " + week.ToString("dd/mm")};
+      for (int day = 0; day < 7; ++day) {
+        const int64_t date = week.Value() + day * kDay;
+        const std::string& held = days[static_cast<size_t>(day)];
+        // The night that began the evening before the range still shows
+        // on its own day.
+        const bool inRange = date >= job.first.Value() && date < rangeEnd;
+        cells.push_back(!held.empty() ? held : inRange ? "-" : outside);
+      }
+      table.Add(std::move(cells));
+    }
+  }
+  table.Print(Format::kText);
 }
 
 int RunPlanRoster(const Options& options) {
   const Format format = ParseFormat(options);
-  TFecha first, last;
-  PlanRange(options, first, last);
-  const roster::TPlan plan = LoadPlan(options.words[1]);
-  const auto rosters = roster::BuildRosters(plan, first, last);
-  std::vector<Column> heads = {
-      {"employee", "employee", 12}, {"post", "post", 5}, {"week", "week", 9}};
-  for (int day = 0; day < 7; ++day) {
-    heads.push_back(
-        {"d" + std::to_string(day + 1), FormatSettings.ShortDayNames[(day + 1) % 7], 12});
+  const PlanJob job = ReadPlanJob(options);
+  const auto rosters = roster::BuildRosters(job.plan, job.first, job.last);
+  Warn(job, rosters);
+  if (format == Format::kText) {
+    PrintRosterWeeks(job, rosters);
+  } else {
+    PrintRosterList(job, rosters, format);
   }
-  Table table("roster", std::move(heads));
-  const int64_t rangeEnd = last.Value() + kDay;
-  for (const auto& person : rosters) {
-    for (TFecha week = first.StartOfWeek(); week.Value() < rangeEnd;
-         week = TFecha(week.Value() + 7 * kDay)) {
-      std::vector<std::string> days(7);
-      for (const auto& item : person.items) {
-        // A shift shows on the day it starts; leave and other items on every day they touch.
-        const int64_t from =
-            item.code.empty() ? std::max(item.start.Value(), first.Value()) : item.start.Value();
-        const int64_t to =
-            item.code.empty() ? std::min(item.End(), rangeEnd) : item.start.Value() + 1;
-        for (int64_t day = from / kDay * kDay; day < to; day += kDay) {
-          // A shift that began the evening before the range still shows on
-          // its own day, when the week's row holds that day.
-          if (day < week.Value() || day >= week.Value() + 7 * kDay ||
-              (item.code.empty() && (day < first.Value() || day >= rangeEnd))) {
-            continue;
-          }
-          const bool wholeDays = item.seconds % kDay == 0 && item.start.Value() % kDay == 0;
-          std::string cell = item.code.empty() ? TypeLabel(item.type) : item.code;
-          if (!wholeDays) cell += " " + Clock(item.start, item.End());
-          std::string& slot = days[static_cast<size_t>((day - week.Value()) / kDay)];
-          slot += (slot.empty() ? "" : "/") + cell;
-        }
-      }
-      std::vector<std::string> cells = {
-          person.employee->id, person.employee->post,
-          "S" + std::to_string(week.Week()) + " " + week.ToString("dd/mm")};
-      for (auto& day : days) cells.push_back(format == Format::kText && day.empty() ? "-" : day);
-      table.Add(std::move(cells));
-    }
-  }
-  table.Print(format);
   return 0;
+}
+
+roster::TPeriodKind ParseBy(const Options& options) {
+  const std::string by = options.Get("--by", "week");
+  if (by == "day") return roster::TPeriodKind::kDay;
+  if (by == "week") return roster::TPeriodKind::kWeek;
+  if (by == "month") return roster::TPeriodKind::kMonth;
+  throw Misuse("--by takes day, week or month, not '" + Printable(by) + "'");
+}
+
+// A period's name: for a person "01/12/2026", "S49 30/11" or "dic 2026"; for
+// a program "2026-12-01", "2026-W49" or "2026-12".
+std::string PeriodName(TFecha start, roster::TPeriodKind by, bool forPeople) {
+  switch (by) {
+    case roster::TPeriodKind::kDay:
+      return forPeople ? start.ToString("dd/mm/yyyy") : IsoDay(start);
+    case roster::TPeriodKind::kWeek:
+      return forPeople ? "S" + std::to_string(start.Week()) + " " + start.ToString("dd/mm")
+                       : roster::IsoWeekName(start);
+    case roster::TPeriodKind::kMonth:
+      break;
+  }
+  return forPeople ? start.ToString("mmm yyyy") : start.ToString("yyyy-mm");
+}
+
+std::vector<std::string> HoursCells(const roster::TPeriodHours& hours, bool forPeople) {
+  const int64_t unit = roster::kShareUnits;
+  return {HoursText(hours.work * unit, forPeople), HoursText(hours.credit, forPeople),
+          HoursText(hours.other * unit, forPeople), HoursText(hours.contract, forPeople),
+          HoursText(hours.Balance(), forPeople)};
 }
 
 int RunPlanHours(const Options& options) {
   const Format format = ParseFormat(options);
   const bool forPeople = format == Format::kText;
-  TFecha first, last;
-  PlanRange(options, first, last);
-  const std::string by = options.Get("--by", "week");
-  if (by != "day" && by != "week" && by != "month")
-    throw Misuse("--by takes day, week or month, not '" + by + "'");
+  const roster::TPeriodKind by = ParseBy(options);
+  const std::string byName = options.Get("--by", "week");
   const std::optional<roster::TZone> zone = ZoneOption(options);
-  const roster::TPlan plan = LoadPlan(options.words[1]);
-  Table table("hours", {{"employee", "employee", 12},
-                        {"post", "post", 5},
-                        {by, by, 10},
-                        {"work", "work", 8, true, true},
-                        {"absence", "absence", 8, true, true},
-                        {"other", "other", 8, true, true},
-                        {"contract", "contract", 8, true, true},
-                        {"balance", "balance", 8, true, true}});
-  for (const auto& person : roster::BuildRosters(plan, first, last)) {
-    const roster::TDayHours hours = roster::HoursOf(person, first, last, zone ? &*zone : nullptr);
+  const PlanJob job = ReadPlanJob(options);
+  const auto rosters = roster::BuildRosters(job.plan, job.first, job.last);
+  Warn(job, rosters);
+  Table table("hours", {{"employee", Say("employee"), 12},
+                        {"post", Say("post"), 5},
+                        {byName, Say(byName), 10},
+                        {"work", Say("work"), 8, true, true},
+                        {"absence", Say("absence"), 8, true, true},
+                        {"other", Say("other"), 8, true, true},
+                        {"contract", Say("contract"), 8, true, true},
+                        {"balance", Say("balance"), 8, true, true}});
+  const auto periods = roster::SplitRange(job.first, job.last, by);
+  for (const auto& person : rosters) {
+    if (!job.Shows(*person.employee)) continue;
+    const roster::TPersonHours hours(job.plan, person, job.first, job.last,
+                                     zone ? &*zone : nullptr);
     if (zone) {
       TBasicPointMgr items;
       for (const auto& item : person.items)
-        items.Add(new TBasicPoint(item.start, TDuration(item.seconds)));
+        if (item.Counts()) items.Add(new TBasicPoint(item.start, TDuration(item.seconds)));
       ReportWallProblems(items.Points, *zone);
     }
-    int64_t sums[5] = {};
-    const auto add = [&](const std::string& week, int firstDay, int lastDay) {
-      int64_t kinds[3] = {};
-      for (int day = firstDay; day <= lastDay; ++day) {
-        for (int type = 0; type < kTimePointTypeCount; ++type) {
-          TBasicPoint probe;
-          probe.Type = static_cast<TTimePointType>(type);
-          kinds[static_cast<int>(roster::KindOf(probe))] +=
-              hours.Seconds(day, static_cast<TTimePointType>(type));
-        }
-      }
-      // The contract is a week's hours, counted for the days of the week in the range.
-      // In whole minutes, so that the balance shown is the difference of what is shown.
-      const int64_t contract =
-          60 * static_cast<int64_t>(
-                   person.employee->contractHours * 60.0 * (lastDay - firstDay + 1) / 7.0 + 0.5);
-      const int64_t row[5] = {kinds[0], kinds[1], kinds[2], contract, kinds[0] - contract};
-      std::vector<std::string> cells = {person.employee->id, person.employee->post, week};
-      for (int i = 0; i < 5; ++i) {
-        cells.push_back(HoursText(row[i], forPeople));
-        sums[i] += row[i];
-      }
+    const auto row = [&](const std::string& name, const roster::TPeriodHours& sum) {
+      std::vector<std::string> cells = {person.employee->id, person.employee->post, name};
+      for (auto& cell : HoursCells(sum, forPeople)) cells.push_back(std::move(cell));
       table.Add(std::move(cells));
     };
-    for (int day = 0; day < hours.Days();) {
-      const TFecha date(first.Value() + day * kDay);
-      int lastDay = day;  // a day
-      std::string period = date.ToString("dd/mm/yyyy");
-      if (by == "week") {
-        lastDay = std::min(hours.Days() - 1, day + 7 - date.DayOfWeek());
-        period = "S" + std::to_string(date.Week()) + " " + date.ToString("dd/mm");
-      } else if (by == "month") {
-        lastDay =
-            std::min<int>(hours.Days() - 1,
-                          day + static_cast<int>((date.EndOfMonth().Date() - date.Date()) / kDay));
-        period = date.ToString("mmm yyyy");
-      }
-      add(period, day, lastDay);
-      day = lastDay + 1;
-    }
-    std::vector<std::string> total = {person.employee->id, person.employee->post, "total"};
-    for (const int64_t sum : sums) total.push_back(HoursText(sum, forPeople));
-    table.Add(std::move(total));
+    for (const roster::TPeriod& period : periods)
+      row(PeriodName(period.start, by, forPeople), hours.Sum(period.firstDay, period.lastDay));
+    row("total", hours.Sum(0, hours.Days() - 1));
   }
   table.Print(format);
   return 0;
@@ -313,6 +436,7 @@ int RunPlan(const Args& args) {
   if (options.words.size() != 2)
     throw Misuse(
         "expects roster, hours, check or coverage and one PLAN.xml (see `cuadrante help plan`)");
+  RefuseOptionsOf(options.words[0], options);
   if (options.words[0] == "roster") return RunPlanRoster(options);
   if (options.words[0] == "hours") return RunPlanHours(options);
   if (options.words[0] == "check") return RunPlanCheck(options);

@@ -106,7 +106,7 @@ int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const st
     throw EConvertError("a plan picture shows at most " + std::to_string(kMostDays) +
                         " days; draw a shorter range");
   const auto rosters = roster::BuildRosters(plan, first, last);
-  const auto breaches = roster::CheckRosters(plan, rosters, first, last, plan.limits);
+  const auto breaches = roster::CheckRosters(plan, first, last, plan.limits);
   const auto gaps = roster::CheckCoverage(plan, rosters, first, last);
 
   // Posts in the plan's order, then the people without one.

@@ -162,10 +162,10 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
   if (colours) heads.push_back({"colour", "colour", 0});
   Table table(ruleColumn ? "occurrences" : "points", std::move(heads));
   const char* const dateForm = forPeople ? "dd/mm/yyyy hh:nn" : "yyyy-mm-dd hh:nn:ss";
-  // JSON readers expect ISO 8601 with its "T".
+  // Programs read ISO 8601 with its "T".
   const auto when = [&](const TFecha& date) {
     std::string text = date.ToString(dateForm);
-    if (format == Format::kJson) text[10] = 'T';
+    if (!forPeople) text[10] = 'T';
     return text;
   };
   for (const TBasicPoint* point : points) {
