@@ -131,6 +131,149 @@ TEST(CheckCoverage, AHolidayLeavesAPostUncovered) {
   }
 }
 
+TEST(CheckRosters, LeaveCancelsPlannedWorkButNotTheNightBeforeItNorAddedWork) {
+  // A receptionist on vacation 2-3 December and on sick leave on the 4th; a
+  // nurse on nights whose leave starts the morning after a night, and who is
+  // put on an extra shift during it.
+  const TPlan plan = ReadPlan(
+      "<PLAN>" + kShifts +
+      "<POST code=\"REC\"><NEED people=\"1\" from=\"07:00\" hours=\"8\" days=\"weekdays\"/>"
+      "</POST><EMPLOYEE id=\"r\" post=\"REC\" contract=\"40\"><RULE shift=\"M\" every=\"day\" "
+      "from=\"2026-11-30\"/><LEAVE from=\"2026-12-02\" to=\"2026-12-03\"/>"
+      "<LEAVE from=\"2026-12-04\" to=\"2026-12-04\" type=\"7\"/></EMPLOYEE>"
+      "<EMPLOYEE id=\"n\" contract=\"40\"><ROTATION pattern=\"N\" from=\"2026-11-28\" "
+      "until=\"2026-12-06\"/><LEAVE from=\"2026-12-02\" to=\"2026-12-03\"/>"
+      "<ITEM start=\"2026-12-03\" shift=\"T\"/></EMPLOYEE></PLAN>");
+  const TFecha first = At(2026, 11, 30), last = At(2026, 12, 6);
+  const auto rosters = BuildRosters(plan, first, last);
+  std::vector<std::string> cancelled;
+  for (const auto& roster : rosters)
+    for (const auto& item : roster.items)
+      if (item.cancelled) cancelled.push_back(roster.employee->id + item.start.ToString(" dd hh"));
+  EXPECT_EQ(cancelled,
+            (std::vector<std::string>{"r 02 07", "r 03 07", "r 04 07", "n 02 22", "n 03 22"}));
+  const auto gaps = CheckCoverage(plan, rosters, first, last);
+  ASSERT_EQ(gaps.size(), 3u);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(gaps[static_cast<size_t>(i)].from, At(2026, 12, 2 + i, 7));
+    EXPECT_EQ(gaps[static_cast<size_t>(i)].Shortfall(), 1);
+  }
+  // The night of the 1st runs into the leave and is worked without a breach;
+  // the added shift of the 3rd is reported, and makes a week of five nights
+  // and a shift over the contract.
+  std::vector<std::string> breaches;
+  for (const auto& breach : CheckRosters(plan, first, last, plan.limits))
+    breaches.push_back(breach.employee->id + " " + BreachName(breach.kind) + " " +
+                       breach.from.ToString("dd hh"));
+  EXPECT_EQ(breaches,
+            (std::vector<std::string>{"n week over contract 30 00", "n work during absence 03 15"}))
+      << ::testing::PrintToString(breaches);
+}
+
+TEST(CheckRosters, MonthByMonthFindsWhatTheJoinedRangeFindsOnRandomPlans) {
+  std::mt19937 random(5);
+  const char* const codes[] = {"M", "T", "N", "-"};
+  const auto key = [](const TBreach& breach) {
+    return breach.employee->id + "|" + BreachName(breach.kind) + "|" +
+           std::to_string(breach.from.Value()) + "|" + std::to_string(breach.to.Value()) + "|" +
+           breach.detail;
+  };
+  size_t seen = 0;
+  for (int round = 0; round < 150; ++round) {
+    std::string xml = "<PLAN>" + kShifts + "<LIMITS minRest=\"" +
+                      std::to_string(8 + random() % 10) + "\" maxWeek=\"" +
+                      std::to_string(30 + random() % 20) + "\" maxDays=\"" +
+                      std::to_string(3 + random() % 5) + "\"/><HOLIDAY date=\"2026-12-0" +
+                      std::to_string(1 + random() % 9) + "\"/>";
+    for (int person = 0, n = 1 + static_cast<int>(random() % 3); person < n; ++person) {
+      xml += "<EMPLOYEE id=\"e" + std::to_string(person) + "\" contract=\"" +
+             std::to_string(20 + random() % 20) + "\"><ROTATION pattern=\"";
+      for (int i = 0, k = 2 + static_cast<int>(random() % 8); i < k; ++i)
+        xml += std::string(codes[random() % 4]) + " ";
+      // Runs end: every rota and rule stops before the look ahead does.
+      xml += "\" from=\"2026-10-" + std::to_string(10 + random() % 20) + "\" until=\"2027-01-" +
+             std::to_string(10 + random() % 20) + "\"/>";
+      if (random() % 2)
+        xml += "<RULE shift=\"M\" every=\"day\" weekend=\"1\" from=\"2026-11-" +
+               std::to_string(20 + random() % 10) + "\" until=\"2026-12-" +
+               std::to_string(10 + random() % 10) + "\"/>";
+      if (random() % 2)
+        xml += "<LEAVE from=\"2026-11-" + std::to_string(25 + random() % 5) + "\" to=\"2026-12-0" +
+               std::to_string(1 + random() % 5) + "\"/>";
+      if (random() % 2)
+        xml += "<ITEM start=\"2026-11-30T2" + std::to_string(random() % 4) + ":00\" hours=\"" +
+               std::to_string(1 + random() % 12) + "\" type=\"2\"/>";
+      xml += "</EMPLOYEE>";
+    }
+    const TPlan plan = ReadPlan(xml + "</PLAN>");
+    std::set<std::string> joined, months;
+    for (const auto& breach : CheckRosters(plan, At(2026, 11, 1), At(2026, 12, 31), plan.limits))
+      joined.insert(key(breach));
+    for (const auto& [first, last] : {std::pair{At(2026, 11, 1), At(2026, 11, 30)},
+                                      std::pair{At(2026, 12, 1), At(2026, 12, 31)}}) {
+      std::set<std::string> month;
+      for (const auto& breach : CheckRosters(plan, first, last, plan.limits))
+        month.insert(key(breach));
+      // Exactly the joined range's breaches that touch this month.
+      std::set<std::string> touching;
+      for (const auto& breach :
+           CheckRosters(plan, At(2026, 11, 1), At(2026, 12, 31), plan.limits)) {
+        const bool touches =
+            breach.to > breach.from
+                ? breach.from.Value() < last.Value() + 86400 && breach.to > first
+                : first <= breach.from && breach.from.Value() < last.Value() + 86400;
+        if (touches) touching.insert(key(breach));
+      }
+      EXPECT_EQ(month, touching) << xml;
+      months.insert(month.begin(), month.end());
+    }
+    EXPECT_EQ(months, joined) << xml;
+    seen += joined.size();
+  }
+  EXPECT_GT(seen, 300u);  // the plans break rules of every kind, often
+}
+
+TEST(CheckRosters, ZonesMeasureRestAsItPassesAndPostsMayWorkHolidays) {
+  // 12 h by the clock across the spring change is 11 h of rest in Madrid.
+  const TPlan plan = ReadPlan(
+      "<PLAN><SHIFT code=\"T\" start=\"14:00\" hours=\"8\"/><SHIFT code=\"X\" "
+      "start=\"10:00\" hours=\"8\"/><HOLIDAY date=\"2027-03-28\"/>"
+      "<POST code=\"UCI\" worksHolidays=\"1\"/><POST code=\"REC\"/>"
+      "<EMPLOYEE id=\"a\" post=\"UCI\"><ITEM start=\"2027-03-27\" shift=\"T\"/>"
+      "<ITEM start=\"2027-03-28\" shift=\"X\"/></EMPLOYEE>"
+      "<EMPLOYEE id=\"b\" post=\"REC\"><ITEM start=\"2027-03-28\" shift=\"X\"/></EMPLOYEE>"
+      "</PLAN>");
+  const TFecha day = At(2027, 3, 28);
+  const auto wall = CheckRosters(plan, day, day, plan.limits);
+  ASSERT_EQ(wall.size(), 1u);
+  EXPECT_EQ(wall[0].employee->id, "b");
+  EXPECT_EQ(wall[0].kind, TBreachKind::kWorkOnHoliday);
+  const TZone madrid = TZone::Find("Europe/Madrid");
+  const auto elapsed = CheckRosters(plan, day, day, plan.limits, &madrid);
+  ASSERT_EQ(elapsed.size(), 2u);
+  EXPECT_EQ(elapsed[0].kind, TBreachKind::kShortRest);
+  EXPECT_EQ(elapsed[0].detail.rfind("11:00 of rest between T 27/03/2027 14:00-22:00", 0), 0u)
+      << elapsed[0].detail;
+}
+
+TEST(PlanWarnings, SaysWhatThePlanLeavesUnsaid) {
+  const TPlan plan = ReadPlan(
+      "<PLAN>" + kShifts +
+      "<POST code=\"P\"/><EMPLOYEE id=\"a\" post=\"P\" contract=\"40\">"
+      "<RULE shift=\"M\" from=\"2026-12-05\"/><RULE shift=\"M\" from=\"2026-12-06\" "
+      "weekend=\"1\"/><RULE shift=\"M\" from=\"2027-01-04\"/></EMPLOYEE>"
+      "<EMPLOYEE id=\"b\"><ITEM start=\"2026-12-10T10:00\" hours=\"0\"/></EMPLOYEE></PLAN>");
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
+  EXPECT_EQ(PlanWarnings(BuildRosters(plan, first, last), first, last),
+            (std::vector<std::string>{
+                "EMPLOYEE a: RULE 1 has no occurrence in 01/12/2026 - 31/12/2026 (it steps from a "
+                "Saturday and skips weekends: weekend=\"1\" keeps them)",
+                "EMPLOYEE a: RULE 3 has no occurrence in 01/12/2026 - 31/12/2026",
+                "EMPLOYEE b has no contract: no hours are owed, and absence credits none",
+                "EMPLOYEE b has no post: coverage leaves them out",
+                "EMPLOYEE b: the ITEM at 10/12/2026 10:00 lasts no time"}));
+}
+
 // Coverage against a minute-by-minute count, and overlaps and rests against
 // pairwise walks, on random plans.
 TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {

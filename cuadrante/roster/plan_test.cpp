@@ -46,13 +46,19 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
       "<RULE stored=\"4004578800;28800;2;1;2;0;0;0\"/>"
       "<ROTATION pattern=\" M  N - \" from=\"2026-11-02\"/>"
       "<LEAVE from=\"2026-11-20\" to=\"2026-11-22\"/>"
-      "<ITEM start=\"2026-11-23T08:30\" hours=\"1.5\" type=\"6\"/></EMPLOYEE>"
-      "<EMPLOYEE id=\"luis\"/>"));
+      "<ITEM start=\"2026-11-23T08:30\" hours=\"1.5\" type=\"6\"/>"
+      // A shift on a day takes the shift's start, length and type...
+      "<ITEM start=\"2026-11-24\" shift=\"N\"/>"
+      // ...unless the item says otherwise.
+      "<ITEM start=\"2026-11-25T21:00\" shift=\"N\" hours=\"9\" type=\"2\"/></EMPLOYEE>"
+      "<EMPLOYEE id=\"luis\" contractDays=\"all\"/>"
+      "<EMPLOYEE id=\"eva\" contract=\"0\" contractDays=\"sat,sun\"/>"));
   ASSERT_EQ(plan.posts.size(), 2u);
   EXPECT_EQ(plan.posts[0].needs[0].people, 2);
   EXPECT_EQ(plan.posts[0].needs[0].startMinute, 7 * 60);
   EXPECT_EQ(plan.posts[0].needs[0].days, 0x1F);
   EXPECT_EQ(plan.posts[1].needs[0].days, 0x42);
+  EXPECT_FALSE(plan.posts[0].worksHolidays);
   ASSERT_EQ(plan.shifts.size(), 2u);
   EXPECT_EQ(plan.FindShift("N")->seconds, 7 * 3600 + 1800);
   EXPECT_EQ(plan.FindShift("N")->type, tptCover);
@@ -61,22 +67,36 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   EXPECT_EQ(plan.limits.maxWeekSeconds, 40 * 3600);
   EXPECT_EQ(plan.limits.maxConsecutiveDays, 5);
   EXPECT_EQ(plan.holidays, std::vector<TFecha>{At(2026, 12, 8)});
-  ASSERT_EQ(plan.employees.size(), 2u);
+  ASSERT_EQ(plan.employees.size(), 3u);
   const auto& ana = plan.employees[0];
   EXPECT_EQ(ana.contractSeconds, 37 * 3600 + 1800);
   EXPECT_TRUE(ana.hasContract);
+  EXPECT_EQ(ana.contractDays, 0x1F);
+  EXPECT_EQ(plan.employees[1].contractDays, 0x7F);
+  // A contract of 0 is a contract: nothing owed, said on purpose.
+  EXPECT_TRUE(plan.employees[2].hasContract);
+  EXPECT_EQ(plan.employees[2].contractDays, 0x60);
   ASSERT_EQ(ana.rules.size(), 2u);
   EXPECT_EQ(ana.rules[0].every, tgDay);
   EXPECT_TRUE(ana.rules[0].weekend);
   EXPECT_EQ(ana.rules[0].until, At(2026, 11, 30));
   EXPECT_EQ(ana.rules[1].stored, "4004578800;28800;2;1;2;0;0;0");
   EXPECT_EQ(ana.rotations[0].pattern, (std::vector<std::string>{"M", "N", "-"}));
-  ASSERT_EQ(ana.items.size(), 2u);
+  ASSERT_EQ(ana.items.size(), 4u);
   EXPECT_EQ(ana.items[0].start, At(2026, 11, 20));  // leave: whole days, both included
   EXPECT_EQ(ana.items[0].seconds, 3 * 86400);
   EXPECT_EQ(ana.items[0].type, tptLeave);
   EXPECT_EQ(ana.items[1].start, At(2026, 11, 23, 8, 30));
   EXPECT_EQ(ana.items[1].seconds, 5400);
+  EXPECT_EQ(ana.items[1].code, "");
+  EXPECT_EQ(ana.items[2].start, At(2026, 11, 24, 22));
+  EXPECT_EQ(ana.items[2].seconds, 7 * 3600 + 1800);
+  EXPECT_EQ(ana.items[2].type, tptCover);
+  EXPECT_EQ(ana.items[2].code, "N");
+  EXPECT_EQ(ana.items[3].start, At(2026, 11, 25, 21));
+  EXPECT_EQ(ana.items[3].seconds, 9 * 3600);
+  EXPECT_EQ(ana.items[3].type, tptTimetable);
+  EXPECT_TRUE(ReadPlan(Plan("<POST code=\"P\" worksHolidays=\"1\"/>")).posts[1].worksHolidays);
   EXPECT_EQ(plan.employees[1].name, "luis");  // the id stands for a missing name
   EXPECT_EQ(plan.employees[1].contractSeconds, 0);
   EXPECT_FALSE(plan.employees[1].hasContract);
@@ -124,6 +144,15 @@ TEST(ReadPlan, RefusesABrokenPlanNamingTheElementAndTheReason) {
       {Plan("<HOLIDAY date=\"1899-12-31\"/>"), "HOLIDAY 1: date '1899-12-31' is no date"},
       {Plan("<LIMITS maxDays=\"0\"/>"), "LIMITS: maxDays '0' is no whole number from 1"},
       {Plan("<STAFF/>"), "STAFF is none of POST, SHIFT, EMPLOYEE, HOLIDAY, LIMITS"},
+      {OfA("<ITEM start=\"2026-11-22\" shift=\"X\"/>"),
+       "EMPLOYEE a: ITEM 1: shift 'X' is no SHIFT of the plan"},
+      {OfA("<ITEM start=\"2026-11-22\"/>"), "EMPLOYEE a: ITEM 1: needs hours"},
+      {Plan("<EMPLOYEE id=\"a\" contract=\"169\"/>"),
+       "EMPLOYEE a: contract '169' is more than a week"},
+      {Plan("<EMPLOYEE id=\"a\" contractDays=\"lun\"/>"),
+       "EMPLOYEE a: days 'lun' is none of all, weekdays, weekend"},
+      {Plan("<POST code=\"P\" worksHolidays=\"yes\"/>"),
+       "POST P: worksHolidays 'yes' is no whole number from 0 to 1"},
   };
   for (const auto& [xml, why] : broken) {
     EXPECT_EQ(ErrorOf(xml).rfind(why, 0), 0u) << ErrorOf(xml);
