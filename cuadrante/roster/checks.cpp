@@ -35,10 +35,8 @@ std::string HoursText(int64_t seconds) {
 
 // "M 23/11/2026 07:00-15:00", "N 30/11/2026 22:00-06:00", and with its end
 // date when it lasts a day or more: "Vacaciones 21/12/2026 00:00-28/12/2026 00:00".
-std::string Describe(const TRosterItem& item) {
-  TBasicPoint probe;
-  probe.Type = item.type;
-  return (item.code.empty() ? probe.GetTypeStr() : item.code) + " " +
+std::string Describe(const TRosterItem& item, const TWording& wording) {
+  return (item.code.empty() ? wording.Label(item.type) : item.code) + " " +
          item.start.ToString("dd/mm/yyyy hh:nn") + "-" +
          TFecha(item.End()).ToString(item.seconds < kDay ? "hh:nn" : "dd/mm/yyyy hh:nn");
 }
@@ -53,12 +51,14 @@ bool Touches(int64_t from, int64_t to, TRange range) {
 class TPersonCheck {
  public:
   TPersonCheck(const TPlan& plan, const TEmployee& employee, TFecha firstDay, TFecha lastDay,
-               const TLimits& limits, const TZone* zone, std::vector<TBreach>& out)
+               const TLimits& limits, const TZone* zone, const TWording& wording,
+               std::vector<TBreach>& out)
       : plan_(plan),
         employee_(employee),
         range_(DaysRange(firstDay, lastDay)),
         limits_(limits),
         zone_(zone),
+        wording_(wording),
         post_(plan.FindPost(employee.post)),
         out_(out) {}
 
@@ -125,7 +125,8 @@ class TPersonCheck {
       const THoursKind ka = KindOfType(first.type), kb = KindOfType(second.type);
       const int64_t from = std::max(first.start.Value(), second.start.Value());
       const int64_t to = std::min(first.End(), second.End());
-      const std::string detail = Describe(first) + " and " + Describe(second);
+      const std::string detail = wording_.Say(
+          "{1} and {2}", {Describe(first, wording_), Describe(second, wording_)});
       if (ka == THoursKind::kWork && kb == THoursKind::kAbsence) {
         // Only when the work starts under the absence: the night that began
         // before the leave is worked.
@@ -148,7 +149,8 @@ class TPersonCheck {
         const int64_t to = std::min(item.End(), holiday.Value() + kDay);
         if (from < to)
           Add(TBreachKind::kWorkOnHoliday, from, to,
-              Describe(item) + " on the holiday of " + holiday.ToString("dd/mm/yyyy"));
+              wording_.Say("{1} on the holiday of {2}",
+                           {Describe(item, wording_), holiday.ToString("dd/mm/yyyy")}));
       }
     }
   }
@@ -165,8 +167,9 @@ class TPersonCheck {
         const int64_t gap = Elapsed(previous->End(), item.start.Value());
         if (gap < limits_.minRestSeconds) {
           Add(TBreachKind::kShortRest, previous->End(), item.start.Value(),
-              HoursText(gap) + " of rest between " + Describe(*previous) + " and " +
-                  Describe(item) + ", less than " + HoursText(limits_.minRestSeconds));
+              wording_.Say("{1} of rest between {2} and {3}, less than {4}",
+                           {HoursText(gap), Describe(*previous, wording_),
+                            Describe(item, wording_), HoursText(limits_.minRestSeconds)}));
         }
       }
       // The item that ends last is the one the next rest is measured from.
@@ -188,14 +191,16 @@ class TPersonCheck {
         }
         contract += ContractShare(plan_, employee_, TFecha(week + (day - firstDay) * kDay));
       }
-      const std::string text = IsoWeekName(TFecha(week)) + ": " + HoursText(work);
+      const std::string name = IsoWeekName(TFecha(week));
       if (work > limits_.maxWeekSeconds) {
         Add(TBreachKind::kWeekOverMaximum, week, week + 7 * kDay,
-            text + " of work, more than " + HoursText(limits_.maxWeekSeconds));
+            wording_.Say("{1}: {2} of work, more than {3}",
+                         {name, HoursText(work), HoursText(limits_.maxWeekSeconds)}));
       }
       if (employee_.hasContract && work * kShareUnits > contract) {
         Add(TBreachKind::kWeekOverContract, week, week + 7 * kDay,
-            text + " of work, more than the contract's " + HoursText(UnitsToSeconds(contract)));
+            wording_.Say("{1}: {2} of work, more than the contract's {3}",
+                         {name, HoursText(work), HoursText(UnitsToSeconds(contract))}));
       }
     }
   }
@@ -209,8 +214,8 @@ class TPersonCheck {
       if (day - start > static_cast<size_t>(limits_.maxConsecutiveDays)) {
         Add(TBreachKind::kTooManyDays, first_.Value() + static_cast<int64_t>(start) * kDay,
             first_.Value() + static_cast<int64_t>(day) * kDay,
-            std::to_string(day - start) + " consecutive days with work, more than " +
-                std::to_string(limits_.maxConsecutiveDays));
+            wording_.Say("{1} consecutive days with work, more than {2}",
+                         {std::to_string(day - start), std::to_string(limits_.maxConsecutiveDays)}));
       }
       start = day + 1;
     }
@@ -221,6 +226,7 @@ class TPersonCheck {
   TRange range_;
   const TLimits& limits_;
   const TZone* zone_;
+  const TWording& wording_;
   const TPost* post_;
   std::vector<TBreach>& out_;
   TFecha first_, last_;  // what was looked at, whole days
@@ -250,40 +256,69 @@ const char* BreachName(TBreachKind kind) {
   return "too many days in a row";
 }
 
+std::string TWording::Label(TTimePointType type) const {
+  return label ? label(type) : GetIncidenceTypeAsStr(type);
+}
+
+std::string TWording::Say(const std::string& sentence,
+                          std::initializer_list<std::string> values) const {
+  const std::string said = say ? say(sentence) : sentence;
+  std::string text;
+  text.reserve(said.size() + 64);
+  for (size_t at = 0; at < said.size(); ++at) {
+    // {1} to {9}; anything else in braces stays as it is.
+    if (said[at] == '{' && at + 2 < said.size() && said[at + 2] == '}' && said[at + 1] >= '1' &&
+        said[at + 1] <= '9' && static_cast<size_t>(said[at + 1] - '1') < values.size()) {
+      text += *(values.begin() + (said[at + 1] - '1'));
+      at += 2;
+    } else {
+      text += said[at];
+    }
+  }
+  return text;
+}
+
 std::vector<TBreach> CheckRosters(const TPlan& plan, TFecha firstDay, TFecha lastDay,
-                                  const TLimits& limits, const TZone* zone) {
+                                  const TLimits& limits, const TZone* zone,
+                                  const TWording& wording) {
   std::vector<TBreach> breaches;
   for (const TEmployee& employee : plan.employees)
-    TPersonCheck(plan, employee, firstDay, lastDay, limits, zone, breaches).Run();
+    TPersonCheck(plan, employee, firstDay, lastDay, limits, zone, wording, breaches).Run();
   return breaches;
 }
 
 std::vector<std::string> PlanWarnings(const std::vector<TPersonRoster>& rosters, TFecha firstDay,
-                                      TFecha lastDay) {
+                                      TFecha lastDay, const TWording& wording) {
   std::vector<std::string> warnings;
-  const std::string range =
-      firstDay.ToString("dd/mm/yyyy") + " - " + lastDay.ToString("dd/mm/yyyy");
+  const std::string from = firstDay.ToString("dd/mm/yyyy"), to = lastDay.ToString("dd/mm/yyyy");
   for (const TPersonRoster& roster : rosters) {
     const TEmployee& employee = *roster.employee;
-    const std::string who = "EMPLOYEE " + employee.id;
     if (!employee.hasContract)
-      warnings.push_back(who + " has no contract: no hours are owed, and absence credits none");
-    if (employee.post.empty()) warnings.push_back(who + " has no post: coverage leaves them out");
+      warnings.push_back(wording.Say(
+          "EMPLOYEE {1} has no contract: no hours are owed, and absence credits none",
+          {employee.id}));
+    if (employee.post.empty())
+      warnings.push_back(
+          wording.Say("EMPLOYEE {1} has no post: coverage leaves them out", {employee.id}));
     for (size_t rule = 0; rule < roster.ruleOccurrences.size(); ++rule) {
       if (roster.ruleOccurrences[rule] != 0) continue;
       const TRule& made = employee.rules[rule];
-      std::string why;
-      if (!made.shift.empty() && !made.weekend && made.every != tgDay && made.from.DayOfWeek() >= 6)
-        why = " (it steps from a " +
-              std::string(made.from.DayOfWeek() == 6 ? "Saturday" : "Sunday") +
-              " and skips weekends: weekend=\"1\" keeps them)";
-      warnings.push_back(who + ": RULE " + std::to_string(rule + 1) + " has no occurrence in " +
-                         range + why);
+      const std::string number = std::to_string(rule + 1);
+      // The likeliest cause: a rule that steps from a weekend day and skips weekends.
+      if (!made.shift.empty() && !made.weekend && made.every != tgDay && made.from.DayOfWeek() >= 6) {
+        warnings.push_back(wording.Say(
+            "EMPLOYEE {1}: RULE {2} has no occurrence in {3} - {4} (it steps from a weekend day "
+            "and skips weekends: weekend=\"1\" keeps them)",
+            {employee.id, number, from, to}));
+      } else {
+        warnings.push_back(wording.Say("EMPLOYEE {1}: RULE {2} has no occurrence in {3} - {4}",
+                                       {employee.id, number, from, to}));
+      }
     }
     for (const TItem& item : employee.items) {
       if (item.seconds <= 0)
-        warnings.push_back(who + ": the ITEM at " + item.start.ToString("dd/mm/yyyy hh:nn") +
-                           " lasts no time");
+        warnings.push_back(wording.Say("EMPLOYEE {1}: the ITEM at {2} lasts no time",
+                                       {employee.id, item.start.ToString("dd/mm/yyyy hh:nn")}));
     }
   }
   return warnings;

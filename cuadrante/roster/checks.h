@@ -22,6 +22,8 @@
 // beyond the need). One sweep over sorted changes: n log n.
 #pragma once
 
+#include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -50,17 +52,32 @@ struct TBreach {
   std::string detail;
 };
 
+// How a host words what the checks say: the label of a type, and the
+// translation of a sentence whose values stand as {1}, {2}... Either may be
+// empty: then the vocabulary's label, and the sentence as it stands.
+struct CUADRANTE_API TWording {
+  std::function<std::string(TTimePointType)> label;
+  std::function<std::string(const std::string&)> say;
+
+  std::string Label(TTimePointType type) const;
+  // `sentence` translated, each {n} replaced by the n-th of `values`.
+  std::string Say(const std::string& sentence, std::initializer_list<std::string> values) const;
+};
+
 // Breaches that touch [firstDay, lastDay], in the plan's order of people,
 // each person's by start. `limits` usually are the plan's own; `zone`
-// (borrowed, may be null) makes rest and week hours elapsed time.
+// (borrowed, may be null) makes rest and week hours elapsed time; `wording`
+// words the details.
 CUADRANTE_API std::vector<TBreach> CheckRosters(const TPlan& plan, TFecha firstDay, TFecha lastDay,
-                                                const TLimits& limits, const TZone* zone = nullptr);
+                                                const TLimits& limits, const TZone* zone = nullptr,
+                                                const TWording& wording = {});
 
 // One line for each thing in the plan that changes the answers without a
 // word: a rule with no occurrence in the range, an employee without a
 // contract or a post, an item of no length.
 CUADRANTE_API std::vector<std::string> PlanWarnings(const std::vector<TPersonRoster>& rosters,
-                                                    TFecha firstDay, TFecha lastDay);
+                                                    TFecha firstDay, TFecha lastDay,
+                                                    const TWording& wording = {});
 
 struct TCoverageGap {
   const TPost* post = nullptr;  // borrowed from the plan

@@ -267,11 +267,22 @@ TEST(PlanWarnings, SaysWhatThePlanLeavesUnsaid) {
   EXPECT_EQ(PlanWarnings(BuildRosters(plan, first, last), first, last),
             (std::vector<std::string>{
                 "EMPLOYEE a: RULE 1 has no occurrence in 01/12/2026 - 31/12/2026 (it steps from a "
-                "Saturday and skips weekends: weekend=\"1\" keeps them)",
+                "weekend day and skips weekends: weekend=\"1\" keeps them)",
                 "EMPLOYEE a: RULE 3 has no occurrence in 01/12/2026 - 31/12/2026",
                 "EMPLOYEE b has no contract: no hours are owed, and absence credits none",
                 "EMPLOYEE b has no post: coverage leaves them out",
                 "EMPLOYEE b: the ITEM at 10/12/2026 10:00 lasts no time"}));
+  // A host's dictionary words them, the values standing where it puts them.
+  TWording spanish;
+  spanish.say = [](const std::string& sentence) {
+    return sentence == "EMPLOYEE {1} has no post: coverage leaves them out"
+               ? "{1} {9} {x}: sin puesto {1}"
+               : sentence;
+  };
+  const auto said = PlanWarnings(BuildRosters(plan, first, last), first, last, spanish);
+  ASSERT_EQ(said.size(), 5u);
+  EXPECT_EQ(said[3], "b {9} {x}: sin puesto b");
+  EXPECT_EQ(said[2], "EMPLOYEE b has no contract: no hours are owed, and absence credits none");
 }
 
 // Coverage against a minute-by-minute count, and overlaps and rests against

@@ -10,6 +10,7 @@
 
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/dayhours.h"
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/roster/zone.h"
@@ -144,6 +145,8 @@ const char* InkFor(const std::string& fill);
 // A colour of the library (red in the low byte) as "#rrggbb".
 std::string ColourHex(TColor colour);
 
+// The library's sentences and type labels through the dictionary.
+roster::TWording Wording();
 // The plan at `path` ("-": stdin); bad input names the path.
 roster::TPlan LoadPlan(const std::string& path);
 // --month YYYY-MM or --from/--to, as whole days.

@@ -117,10 +117,21 @@ PlanJob ReadPlanJob(const Options& options) {
   return job;
 }
 
+}  // namespace
+
+// The library's sentences and labels through the dictionary.
+roster::TWording Wording() {
+  return {[](TTimePointType type) { return TypeLabel(type); },
+          [](const std::string& sentence) { return Say(sentence); }};
+}
+
+namespace {
+
 // What the plan leaves unsaid and the answers depend on, one line each.
 void Warn(const PlanJob& job, const std::vector<roster::TPersonRoster>& rosters) {
-  for (const std::string& warning : roster::PlanWarnings(rosters, job.first, job.last))
-    std::fprintf(stderr, "cuadrante plan: warning: %s\n", Printable(warning).c_str());
+  for (const std::string& warning : roster::PlanWarnings(rosters, job.first, job.last, Wording()))
+    std::fprintf(stderr, "cuadrante plan: %s: %s\n", Say("warning").c_str(),
+                 Printable(warning).c_str());
 }
 
 // The plan's limits, with what the command line says instead.
@@ -151,7 +162,8 @@ int RunPlanCheck(const Options& options) {
   const PlanJob job = ReadPlanJob(options);
   Warn(job, roster::BuildRosters(job.plan, job.first, job.last));
   const auto breaches = roster::CheckRosters(job.plan, job.first, job.last,
-                                             Limits(job.plan, options), zone ? &*zone : nullptr);
+                                             Limits(job.plan, options), zone ? &*zone : nullptr,
+                                             Wording());
   const bool forPeople = format == Format::kText;
   Table table("breaches", {{"employee", Say("employee"), 10},
                            {"rule", Say("rule"), 22},
