@@ -68,8 +68,11 @@ class TPersonCheck {
     const int64_t restDays = limits_.minRestSeconds / kDay + 2;
     int64_t look = std::max<int64_t>(limits_.maxConsecutiveDays + 1, restDays);
     Build(look);
-    if (RunCrossesLook()) {
-      look = std::max(look, kLongestLook);
+    // A run that reaches the range from beyond what was looked at starts (or
+    // ends) further out: look again, further, for its true length.
+    for (const int64_t further : {int64_t{64}, kLongestLook}) {
+      if (!RunCrossesLook() || look >= further) continue;
+      look = further;
       Build(look);
     }
     const size_t before = out_.size();
@@ -98,13 +101,29 @@ class TPersonCheck {
     }
   }
 
-  // Whether a run of working days reaches an end of what was looked at: its
-  // true start or end lies further out.
-  bool RunCrossesLook() const { return !working_.empty() && (working_.front() || working_.back()); }
+  // Whether a run of working days runs from an end of what was looked at
+  // into the range: its true start or end lies further out. Runs that stay
+  // outside the range are never reported, whatever their length.
+  bool RunCrossesLook() const {
+    if (working_.empty()) return false;
+    const auto dayOf = [this](int64_t at) {
+      return static_cast<size_t>((at - first_.Value()) / kDay);
+    };
+    const size_t rangeFirst = dayOf(range_.start), rangeLast = dayOf(range_.end - kDay);
+    size_t from = 0;
+    while (from < working_.size() && working_[from]) ++from;
+    if (from > 0 && from > rangeFirst) return true;  // the run from the first day reaches the range
+    size_t to = working_.size();
+    while (to > 0 && working_[to - 1]) --to;
+    return to < working_.size() && to <= rangeLast;
+  }
 
-  void Add(TBreachKind kind, int64_t from, int64_t to, std::string detail) {
+  // `detail` words the breach only when it is kept: most of what the wider
+  // look finds lies outside the range.
+  template <class Detail>
+  void Add(TBreachKind kind, int64_t from, int64_t to, const Detail& detail) {
     if (!Touches(from, to, range_)) return;
-    out_.push_back({&employee_, kind, TFecha(from), TFecha(to), std::move(detail)});
+    out_.push_back({&employee_, kind, TFecha(from), TFecha(to), detail()});
   }
 
   // Two items of one kind that overlap; work that starts under an absence.
@@ -125,8 +144,9 @@ class TPersonCheck {
       const THoursKind ka = KindOfType(first.type), kb = KindOfType(second.type);
       const int64_t from = std::max(first.start.Value(), second.start.Value());
       const int64_t to = std::min(first.End(), second.End());
-      const std::string detail = wording_.Say(
-          "{1} and {2}", {Describe(first, wording_), Describe(second, wording_)});
+      const auto detail = [&] {
+        return wording_.Say("{1} and {2}", {Describe(first, wording_), Describe(second, wording_)});
+      };
       if (ka == THoursKind::kWork && kb == THoursKind::kAbsence) {
         // Only when the work starts under the absence: the night that began
         // before the leave is worked.
@@ -148,9 +168,10 @@ class TPersonCheck {
         const int64_t from = std::max(item.start.Value(), holiday.Value());
         const int64_t to = std::min(item.End(), holiday.Value() + kDay);
         if (from < to)
-          Add(TBreachKind::kWorkOnHoliday, from, to,
-              wording_.Say("{1} on the holiday of {2}",
-                           {Describe(item, wording_), holiday.ToString("dd/mm/yyyy")}));
+          Add(TBreachKind::kWorkOnHoliday, from, to, [&] {
+            return wording_.Say("{1} on the holiday of {2}",
+                                {Describe(item, wording_), holiday.ToString("dd/mm/yyyy")});
+          });
       }
     }
   }
@@ -166,10 +187,11 @@ class TPersonCheck {
       if (previous != nullptr && item.start.Value() >= previous->End()) {
         const int64_t gap = Elapsed(previous->End(), item.start.Value());
         if (gap < limits_.minRestSeconds) {
-          Add(TBreachKind::kShortRest, previous->End(), item.start.Value(),
-              wording_.Say("{1} of rest between {2} and {3}, less than {4}",
-                           {HoursText(gap), Describe(*previous, wording_),
-                            Describe(item, wording_), HoursText(limits_.minRestSeconds)}));
+          Add(TBreachKind::kShortRest, previous->End(), item.start.Value(), [&] {
+            return wording_.Say("{1} of rest between {2} and {3}, less than {4}",
+                                {HoursText(gap), Describe(*previous, wording_),
+                                 Describe(item, wording_), HoursText(limits_.minRestSeconds)});
+          });
         }
       }
       // The item that ends last is the one the next rest is measured from.
@@ -193,14 +215,16 @@ class TPersonCheck {
       }
       const std::string name = IsoWeekName(TFecha(week));
       if (work > limits_.maxWeekSeconds) {
-        Add(TBreachKind::kWeekOverMaximum, week, week + 7 * kDay,
-            wording_.Say("{1}: {2} of work, more than {3}",
-                         {name, HoursText(work), HoursText(limits_.maxWeekSeconds)}));
+        Add(TBreachKind::kWeekOverMaximum, week, week + 7 * kDay, [&] {
+          return wording_.Say("{1}: {2} of work, more than {3}",
+                              {name, HoursText(work), HoursText(limits_.maxWeekSeconds)});
+        });
       }
       if (employee_.hasContract && work * kShareUnits > contract) {
-        Add(TBreachKind::kWeekOverContract, week, week + 7 * kDay,
-            wording_.Say("{1}: {2} of work, more than the contract's {3}",
-                         {name, HoursText(work), HoursText(UnitsToSeconds(contract))}));
+        Add(TBreachKind::kWeekOverContract, week, week + 7 * kDay, [&] {
+          return wording_.Say("{1}: {2} of work, more than the contract's {3}",
+                              {name, HoursText(work), HoursText(UnitsToSeconds(contract))});
+        });
       }
     }
   }
@@ -213,9 +237,11 @@ class TPersonCheck {
       if (day < working_.size() && working_[day]) continue;
       if (day - start > static_cast<size_t>(limits_.maxConsecutiveDays)) {
         Add(TBreachKind::kTooManyDays, first_.Value() + static_cast<int64_t>(start) * kDay,
-            first_.Value() + static_cast<int64_t>(day) * kDay,
-            wording_.Say("{1} consecutive days with work, more than {2}",
-                         {std::to_string(day - start), std::to_string(limits_.maxConsecutiveDays)}));
+            first_.Value() + static_cast<int64_t>(day) * kDay, [&] {
+              return wording_.Say(
+                  "{1} consecutive days with work, more than {2}",
+                  {std::to_string(day - start), std::to_string(limits_.maxConsecutiveDays)});
+            });
       }
       start = day + 1;
     }
@@ -294,9 +320,9 @@ std::vector<std::string> PlanWarnings(const std::vector<TPersonRoster>& rosters,
   for (const TPersonRoster& roster : rosters) {
     const TEmployee& employee = *roster.employee;
     if (!employee.hasContract)
-      warnings.push_back(wording.Say(
-          "EMPLOYEE {1} has no contract: no hours are owed, and absence credits none",
-          {employee.id}));
+      warnings.push_back(
+          wording.Say("EMPLOYEE {1} has no contract: no hours are owed, and absence credits none",
+                      {employee.id}));
     if (employee.post.empty())
       warnings.push_back(
           wording.Say("EMPLOYEE {1} has no post: coverage leaves them out", {employee.id}));
@@ -305,7 +331,8 @@ std::vector<std::string> PlanWarnings(const std::vector<TPersonRoster>& rosters,
       const TRule& made = employee.rules[rule];
       const std::string number = std::to_string(rule + 1);
       // The likeliest cause: a rule that steps from a weekend day and skips weekends.
-      if (!made.shift.empty() && !made.weekend && made.every != tgDay && made.from.DayOfWeek() >= 6) {
+      if (!made.shift.empty() && !made.weekend && made.every != tgDay &&
+          made.from.DayOfWeek() >= 6) {
         warnings.push_back(wording.Say(
             "EMPLOYEE {1}: RULE {2} has no occurrence in {3} - {4} (it steps from a weekend day "
             "and skips weekends: weekend=\"1\" keeps them)",
