@@ -1,10 +1,12 @@
 // The people layer at a ward's scale and beyond: 200 employees on 10 posts,
 // rosters built, every rule checked and every post's coverage walked, over a
-// month and over a year. The goal is well under a second for the month.
+// month and over a year, and their hours against their contracts. The goal is
+// well under a second for the month.
 #include <benchmark/benchmark.h>
 
 #include <string>
 
+#include "cuadrante/roster/balance.h"
 #include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/roster/plan.h"
@@ -81,5 +83,23 @@ void BM_PlanYearAll(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_PlanYearAll)->Unit(benchmark::kMillisecond);
+
+// Every person's exact hours, contract and credit over a year, totalled by
+// week as `plan hours` prints them.
+void BM_PlanHoursYear(benchmark::State& state) {
+  const TPlan plan = WardOf(200, 10);
+  const TFecha first = Day(2026, 1, 1), last = Day(2026, 12, 31);
+  const auto rosters = BuildRosters(plan, first, last);
+  const auto weeks = SplitRange(first, last, TPeriodKind::kWeek);
+  for (auto _ : state) {
+    int64_t balance = 0;
+    for (const auto& person : rosters) {
+      const TPersonHours hours(plan, person, first, last);
+      for (const TPeriod& week : weeks) balance += hours.Sum(week.firstDay, week.lastDay).Balance();
+    }
+    benchmark::DoNotOptimize(balance);
+  }
+}
+BENCHMARK(BM_PlanHoursYear)->Unit(benchmark::kMillisecond);
 
 }  // namespace
