@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Draws the example rosters with `cuadrante render`, has headless Chromium parse
 # and screenshot each SVG, and compares the pixels with the SVG through
-# svgprobe.py. Tampered pictures must fail the same checks, so we know they
-# can. Exits 77 (skipped) when Chromium is missing and cannot be installed.
+# svgprobe.py; a small ward's `plan render` picture is held besides to the plan
+# checks (people's blocks apart, holidays marked). Tampered pictures must fail
+# the same checks, so we know they can. Exits 77 (skipped) when Chromium is missing and cannot be installed.
 #
 # usage: render_browser.sh PATH-TO-cuadrante
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -115,12 +116,45 @@ else
   fail "plan render: $(cat "$work/render.out")"
 fi
 
-for name in rules-week points-day plan-month; do
+# A small ward written here: Ana's extra night during her leave takes a second
+# lane of her block (the mornings the leave cancels a third), Bea's nights run
+# past midnight, and Wednesday 11/11 is a plan holiday.
+cat >"$work/ward.xml" <<'EOF'
+<PLAN>
+  <POST code="W" name="Sala"><NEED people="1" from="08:00" hours="8" days="all"/></POST>
+  <SHIFT code="M" start="08:00" hours="8" name="Mañana"/>
+  <SHIFT code="N" start="22:00" hours="8" name="Noche"/>
+  <HOLIDAY date="2026-11-11"/>
+  <EMPLOYEE id="ana" name="Ana Ruiz" post="W" contract="40">
+    <RULE shift="M" every="day" from="2026-11-02"/>
+    <LEAVE from="2026-11-04" to="2026-11-06"/>
+    <ITEM start="2026-11-05" shift="N"/>
+  </EMPLOYEE>
+  <EMPLOYEE id="bea" name="Bea Gil" post="W" contract="40" contractDays="all">
+    <ROTATION pattern="N N - -" from="2026-11-02"/>
+  </EMPLOYEE>
+  <EMPLOYEE id="carlos" name="Carlos Sanz" post="W" contract="40">
+    <RULE shift="M" every="day" from="2026-11-09"/>
+  </EMPLOYEE>
+</PLAN>
+EOF
+if "$tool" plan render "$work/ward.xml" --from 2026-11-02 --to 2026-11-15 -o "$work/plan-ward.svg" \
+  >"$work/render.out" 2>&1; then
+  pass "plan render of a ward"
+else
+  fail "plan render of a ward: $(cat "$work/render.out")"
+fi
+
+for name in rules-week points-day plan-month plan-ward; do
   svg=$work/$name.svg
   [ -s "$svg" ] || continue
   if dom_check "$svg"; then pass "$name parses in Chromium"; else fail "$name parses in Chromium"; fi
+  # The ward is held to the plan checks too: blocks apart, holidays marked.
+  mode=()
+  [ "$name" = plan-ward ] && mode=(--plan)
   if screenshot "$svg" "$work/$name.png"; then
-    if probe_expect 0 'all pass' -- "$svg" "$work/$name.png"; then
+    if probe_expect 0 'all pass' -- "${mode[@]}" "$svg" "$work/$name.png" &&
+      { [ -z "${mode[*]}" ] || grep -q '^svgprobe: plan: 3 people.*1 holiday columns, 1 header marks: all pass$' <<<"$probe_out"; }; then
       pass "$name screenshot matches the SVG: $(tail -n 1 <<<"$probe_out")"
     else
       fail "$name screenshot matches the SVG"
@@ -153,6 +187,49 @@ if [ -s "$svg" ] && screenshot "$svg" "$work/whole-days.png"; then
   fi
 else
   fail "whole-days screenshot"
+fi
+
+# Negative controls on the ward: each tampering must be caught by the plan checks.
+svg=$work/plan-ward.svg
+if [ -s "$svg" ] && [ -s "$work/plan-ward.png" ]; then
+  # Ana's night on her second lane moved onto Bea's lane, where it would read as
+  # Bea's: the SVG says so, and so do the pixels of a screenshot held to the true SVG.
+  nights=$(grep -o 'class="box" x="[0-9]*" y="[0-9]*"[^>]*data-code="N"' "$svg" | sed 's/.* y="\([0-9]*\)".*/\1/')
+  y=$(head -n 1 <<<"$nights")
+  bea=$(sed -n 2p <<<"$nights")
+  if [ -n "$y" ] && [ -n "$bea" ]; then
+    sed "0,/data-code=\"N\"/{/data-code=\"N\"/s/ y=\"$y\"/ y=\"$bea\"/}" "$svg" >"$work/spilt.svg"
+  fi
+  if [ -z "$y" ] || [ -z "$bea" ] || cmp -s "$svg" "$work/spilt.svg"; then
+    fail "spilt lane: the copy did not change"
+  else
+    if probe_expect 1 '^FAIL ana: something at .* reaches out of its block' -- --plan \
+      "$work/spilt.svg" "$work/plan-ward.png"; then
+      pass "a box outside its person's block is caught in the SVG"
+    else
+      fail "a box outside its person's block is caught in the SVG"
+    fi
+    if screenshot "$work/spilt.svg" "$work/spilt.png" &&
+      probe_expect 1 "^FAIL ana: box #[0-9]+'s #[0-9a-f]+ shows at .* past its block" -- --plan \
+        "$svg" "$work/spilt.png"; then
+      pass "a box drawn into the next person's block is caught in the pixels"
+    else
+      fail "a box drawn into the next person's block is caught in the pixels"
+    fi
+  fi
+
+  # The holiday column drawn white, and its header mark left out.
+  sed 's/class="holiday" \([^>]*\)fill="#[0-9a-f]*"/class="holiday" \1fill="#ffffff"/; /class="holiday-day"/d' \
+    "$svg" >"$work/plain.svg"
+  if cmp -s "$svg" "$work/plain.svg"; then
+    fail "unmarked holiday: the copy did not change"
+  elif screenshot "$work/plain.svg" "$work/plain.png" &&
+    probe_expect 1 '^FAIL holiday column at x [0-9]+: #ffffff at' '^FAIL holiday mark at .* want' -- \
+      --plan "$svg" "$work/plain.png"; then
+    pass "an unmarked holiday is caught in the pixels"
+  else
+    fail "an unmarked holiday is caught in the pixels"
+  fi
 fi
 
 # Negative controls on the weekly picture: each tampering must be caught.

@@ -6,6 +6,8 @@
 # scaled or not drawn at all fails.
 #
 #   svgprobe.py ROSTER.svg SHOT.png   exit 0 pass, 1 fail, 2 bad input
+#   svgprobe.py --plan PLAN.svg SHOT.png   the same, and the people and holidays of a
+#                                          `plan render` picture (see check_plan)
 #   svgprobe.py --pixel SHOT.png X Y [X Y ...]  prints each pixel's colour as #rrggbb
 #
 # Only 8-bit RGB and RGBA non-interlaced PNGs are read: that is what browsers write
@@ -160,31 +162,61 @@ class Picture:
         if root.get("viewBox") != view_box:
             raise BadInput(f"viewBox is not '{view_box}'")
         self.boxes, self.swatches, self.background = [], [], False
+        # Marks drawn over boxes on purpose (the midnight notches of a plan), each
+        # with the number of boxes drawn before it: those boxes are not sampled there.
+        self.overlays = []
+        # A plan's people: (employee, top, height, [(x, y, w, h) of what the block
+        # draws], [text boxes of its name], [its boxes' indices]); its holiday columns
+        # and header marks as (x, y, w, h, fill).
+        self.people, self.holidays, self.holiday_marks = [], [], []
+        self.weekends, self.frames = [], []  # (x, y, w, h); (x, y) of each frame rule
         self.drawn = [bytearray(self.width) for _ in range(self.height)]
-        self.walk(root, number(root, "font-size", 16), False)
+        # What is drawn, leaving out the columns of weekends and holidays.
+        self.over = [bytearray(self.width) for _ in range(self.height)]
+        self.walk(root, number(root, "font-size", 16), False, None)
 
-    def walk(self, node, font_size, in_legend):
+    def walk(self, node, font_size, in_legend, person):
         for child in node:
             name, cls = local(child), child.get("class", "")
             if child.get("transform") is not None:
                 raise BadInput(f"<{name}> has a transform")
             size = number(child, "font-size", font_size)
             if name == "g":
-                self.walk(child, size, in_legend or cls == "legend")
+                inner = person
+                if cls == "person":
+                    inner = (child.get("data-employee", ""), whole(child, "data-y"),
+                             whole(child, "data-height"), [], [], [])
+                    self.people.append(inner)
+                self.walk(child, size, in_legend or cls == "legend", inner)
             elif name == "rect":
-                self.rect(child, cls, in_legend)
+                self.rect(child, cls, in_legend, person)
             elif name == "line":
                 x1, y1, x2, y2 = (number(child, k, 0) for k in ("x1", "y1", "x2", "y2"))
+                half = number(child, "stroke-width", 1) / 2
+                if cls == "frame":
+                    self.frames.append((round(min(x1, x2)), y1))
+                if cls == "midnight":
+                    self.overlays.append((len(self.boxes), min(x1, x2) - half, min(y1, y2),
+                                          max(x1, x2) + half, max(y1, y2)))
+                if person and cls != "frame":
+                    person[3].append((min(x1, x2) - half, min(y1, y2) - half,
+                                      abs(x2 - x1) + 2 * half, abs(y2 - y1) + 2 * half))
                 self.mark(min(x1, x2), min(y1, y2), max(x1, x2), max(y1, y2))
             elif name == "text":
                 # No font metrics here: a generous box of 0.7 em a character, ascent to descent.
                 x, y = number(child, "x", 0), number(child, "y", 0)
                 advance = 0.7 * size * len(child.text or "")
+                if child.get("text-anchor") == "middle":
+                    x -= advance / 2
+                if person:
+                    # Cap height to descent, as a reader sees where the name sits.
+                    person[4 if cls == "name" else 3].append((x, y - 0.75 * size, advance,
+                                                              size))
                 self.mark(x, y - size, x + advance, y + 0.35 * size)
             elif name != "title":
                 raise BadInput(f"<{name}> is not an element this probe knows")
 
-    def rect(self, node, cls, in_legend):
+    def rect(self, node, cls, in_legend, person):
         x, y, w, h = (whole(node, k) for k in ("x", "y", "width", "height"))
         fill = node.get("fill", "")
         if not self.background:
@@ -192,24 +224,38 @@ class Picture:
                 raise BadInput("the first rect is not a white background of the full size")
             self.background = True
             return
+        if person:
+            person[3].append((x, y, w, h))
         if cls == "box":
+            if person:
+                person[5].append(len(self.boxes))
             self.boxes.append((len(self.boxes), whole(node, "data-type"), x, y, w, h,
                                colour(fill)))
-        elif in_legend and w == 14 and h == 14 and fill != "none":  # an outline has no fill
+        elif cls == "holiday":
+            self.holidays.append((x, y, w, h, colour(fill)))
+        elif cls == "weekend":
+            self.weekends.append((x, y, w, h))
+        elif cls == "holiday-day":
+            self.holiday_marks.append((x, y, w, h, colour(fill)))
+        elif in_legend and cls != "key" and w == 14 and h == 14 and fill != "none":
+            # A swatch (an outline has no fill; keys stand for marks, not boxes).
             self.swatches.append((x, y, colour(fill)))
+        column = cls in ("weekend", "holiday")
         if fill == "none":  # an outline: only its edges are drawn
             for edge in ((x, y, x + w, y), (x, y + h, x + w, y + h), (x, y, x, y + h),
                          (x + w, y, x + w, y + h)):
                 self.mark(*edge)
         else:
-            self.mark(x, y, x + w, y + h)
+            self.mark(x, y, x + w, y + h, column)
 
-    def mark(self, x0, y0, x1, y1):
+    def mark(self, x0, y0, x1, y1, column=False):
         left, top = max(0, math.floor(x0 - SLACK)), max(0, math.floor(y0 - SLACK))
         right = min(self.width, math.ceil(x1 + SLACK))
         bottom = min(self.height, math.ceil(y1 + SLACK))
         for y in range(top, bottom):
             self.drawn[y][left:max(left, right)] = b"\x01" * max(0, right - left)
+            if not column:
+                self.over[y][left:max(left, right)] = b"\x01" * max(0, right - left)
 
 
 def check(svg, png):
@@ -236,6 +282,9 @@ def check(svg, png):
                      (bx + bw - 3, by + 2)):
             over = next((o for o in svg.boxes[index + 1:]
                          if o[2] <= x < o[2] + o[4] and o[3] <= y < o[3] + o[5]), None)
+            if any(after > index and x0 - SLACK <= x <= x1 + SLACK and y0 <= y <= y1
+                   for after, x0, y0, x1, y1 in svg.overlays):
+                continue  # under a notch drawn over the box on purpose
             if over:
                 fail(f"{where}hidden under box #{over[0]} at ({x},{y})")
             elif not png.contains(x, y):
@@ -284,6 +333,128 @@ def check(svg, png):
     return len(failures)
 
 
+def check_plan(svg, png):
+    """A plan picture's people and holidays, in its geometry and in the screenshot.
+
+    Each person's block holds all it draws and a name near its middle; blocks and
+    the pixel rows of different people's boxes never meet; the rules that frame a
+    block show; no box's fill shows in the blocks above and below its own, down its
+    columns, but inside their own boxes of that fill; a holiday column shows its fill where a plain day's column at the same
+    height is white, and so does its mark in the day header."""
+    failures = []
+
+    def fail(line):
+        print("FAIL " + line)
+        failures.append(line)
+
+    if len(svg.people) < 2:
+        fail(f"{len(svg.people)} people drawn: at least two are needed to check blocks")
+    owner = {}  # pixel row of a box: whose it is
+    for employee, top, height, parts, names, boxes in svg.people:
+        bottom = top + height
+        for x, y, w, h in parts:
+            if y < top or y + h > bottom:
+                fail(f"{employee}: something at ({x:g},{y:g}) {w:g}x{h:g} reaches out of"
+                     f" its block, rows {top} to {bottom}")
+        if len(names) != 1:
+            fail(f"{employee}: {len(names)} names in the block")
+        for x, y, w, h in names:
+            middle, centre = y + h / 2, top + height / 2
+            if y < top or y + h > bottom or abs(middle - centre) > 4:
+                fail(f"{employee}: name at rows {y:g} to {y + h:g}, the block's middle is"
+                     f" {centre:g}")
+        for index in boxes:
+            _, _, _, by, _, bh, _ = svg.boxes[index]
+            for row in range(by, by + bh):
+                if owner.setdefault(row, employee) != employee:
+                    fail(f"{employee}: box #{index} shares pixel row {row} with"
+                         f" {owner[row]}'s boxes")
+                    break
+    blocks = sorted(svg.people, key=lambda p: p[1])
+    for a, b in zip(blocks, blocks[1:]):
+        if b[1] < a[1] + a[2]:
+            fail(f"blocks of {a[0]} (rows {a[1]} to {a[1] + a[2]}) and {b[0]} (from {b[1]})"
+                 " overlap")
+
+    frames = 0
+    for x, y in svg.frames:
+        y = round(y)
+        if not any(png.contains(x + 3, r) and not near(png.at(x + 3, r), (255, 255, 255))
+                   for r in (y - 1, y)):
+            fail(f"the rule at row {y} does not show at x {x + 3:g}")
+        frames += 1
+    if frames < 2 * len(svg.people):
+        fail(f"{frames} frame rules for {len(svg.people)} people")
+
+    # Down the columns of each box, through the blocks above and below its own:
+    # its fill may show there only inside a box of that block drawn in it.
+    bleed = 0
+    for at, (employee, top, height, _, _, boxes) in enumerate(blocks):
+        neighbours = [b for b in blocks[max(0, at - 1):at + 2] if b[0] != employee]
+        for index in boxes:
+            _, _, bx, _, bw, bh, fill = svg.boxes[index]
+            if bw < 6 or bh < 6:
+                continue
+            found = None
+            for _, ntop, nheight, _, _, nboxes in neighbours:
+                for y in range(ntop + 1, ntop + nheight):
+                    for x in range(bx + 2, bx + bw - 2, 3):
+                        if not png.contains(x, y):
+                            continue
+                        bleed += 1
+                        if near(png.at(x, y), fill) and not any(
+                                o[2] <= x < o[2] + o[4] and o[3] <= y < o[3] + o[5] and
+                                near(o[6], fill) for o in (svg.boxes[i] for i in nboxes)):
+                            found = (x, y)
+                            break
+                    if found:
+                        break
+                if found:
+                    break
+            if found:
+                fail(f"{employee}: box #{index}'s {hex_of(fill)} shows at {found}, past its"
+                     f" block, rows {top} to {top + height}")
+
+    if not svg.holidays:
+        fail("no holiday column")
+    columns = svg.holidays + [(x, y, w, h, None) for x, y, w, h in svg.weekends]
+    white = (255, 255, 255)
+
+    def plain(x, y):  # no column tint and nothing drawn near (x, y)
+        return (png.contains(x, y) and not svg.over[y][x] and
+                not any(cx <= x < cx + cw and cy <= y < cy + ch for cx, cy, cw, ch, _ in columns))
+
+    for hx, hy, hw, hh, fill in svg.holidays:
+        x = hx + hw // 2
+        pair = next(((y, x + k * hw) for y in range(hy + 2, hy + hh - 2)
+                     for k in (-1, 1, -2, 2, -3, 3, -4, 4, -5, 5, -6, 6)
+                     if png.contains(x, y) and not svg.over[y][x] and plain(x + k * hw, y)), None)
+        if pair is None:
+            fail(f"holiday column at x {hx}: no clear spot beside a plain day to compare")
+            continue
+        y, other = pair
+        if not near(png.at(x, y), fill) or not near(png.at(other, y), white):
+            fail(f"holiday column at x {hx}: {hex_of(png.at(x, y))} at ({x},{y}) and"
+                 f" {hex_of(png.at(other, y))} at ({other},{y}) in a plain day's column;"
+                 f" want {hex_of(fill)} and white")
+    if svg.holidays and not svg.holiday_marks:
+        fail("no holiday mark in the day header")
+    for mx, my, mw, mh, fill in svg.holiday_marks:
+        x, y = mx + mw // 2, my + mh // 2
+        other = next((x + k * (mw + 2) for k in (-1, 1, -2, 2)
+                      if png.contains(x + k * (mw + 2), y) and not svg.over[y][x + k * (mw + 2)]),
+                     None)
+        if not near(png.at(x, y), fill) or other is None or not near(png.at(other, y), white):
+            fail(f"holiday mark at ({mx},{my}): {hex_of(png.at(x, y))} at its middle, want"
+                 f" {hex_of(fill)}, and white beside it")
+
+    verdict = f"{len(failures)} failure(s)" if failures else "all pass"
+    print(f"svgprobe: plan: {len(svg.people)} people, {frames} frame rules, {bleed} pixels past"
+          f" the blocks, {len(svg.holidays)} holiday columns, {len(svg.holiday_marks)} header"
+          f" marks: {verdict}")
+    return len(failures)
+
+
 def main(args):
     current = ""  # the file being read, for the error message
     try:
@@ -295,14 +466,21 @@ def main(args):
                     raise BadInput(f"no pixel at {x},{y}")
                 print(hex_of(png.at(int(x), int(y))))
             return 0
+        plan = len(args) == 3 and args[0] == "--plan"
+        if plan:
+            args = args[1:]
         if len(args) != 2 or args[0].startswith("-"):
-            print("usage: svgprobe.py ROSTER.svg SHOT.png\n"
+            print("usage: svgprobe.py [--plan] ROSTER.svg SHOT.png\n"
                   "       svgprobe.py --pixel SHOT.png X Y [X Y ...]", file=sys.stderr)
             return 2
         current = args[0]
         svg = Picture(current)
         current = args[1]
-        return 1 if check(svg, Image(current)) else 0
+        png = Image(current)
+        failed = check(svg, png)
+        if plan and (png.width, png.height) == (svg.width, svg.height):
+            failed += check_plan(svg, png)
+        return 1 if failed else 0
     except (BadInput, OSError, ValueError) as e:
         print(f"svgprobe: {current}: {e}", file=sys.stderr)
         return 2

@@ -1,6 +1,7 @@
 // The commands of the command-line host and what they share.
 #pragma once
 
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <optional>
@@ -159,7 +160,11 @@ std::optional<roster::TZone> ZoneOption(const Options& options);
 void ReportWallProblems(const TBasicPointList& items, const roster::TZone& zone);
 
 int RunPlan(const Args& args);
-// Draws the plan's picture over [first, last] to `output` ("-": stdout).
+// Draws the plan's picture over [first, last] to `output` ("-": stdout), of
+// the people `shows` picks (empty: everyone).
+using ShowsEmployee = std::function<bool(const roster::TEmployee&)>;
+int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const std::string& output,
+                  const ShowsEmployee& shows);
 int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const std::string& output);
 void HelpPlan();
 int RunRule(const Args& args);

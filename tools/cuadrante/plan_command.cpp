@@ -161,9 +161,8 @@ int RunPlanCheck(const Options& options) {
   const std::optional<roster::TZone> zone = ZoneOption(options);
   const PlanJob job = ReadPlanJob(options);
   Warn(job, roster::BuildRosters(job.plan, job.first, job.last));
-  const auto breaches = roster::CheckRosters(job.plan, job.first, job.last,
-                                             Limits(job.plan, options), zone ? &*zone : nullptr,
-                                             Wording());
+  const auto breaches = roster::CheckRosters(
+      job.plan, job.first, job.last, Limits(job.plan, options), zone ? &*zone : nullptr, Wording());
   const bool forPeople = format == Format::kText;
   Table table("breaches", {{"employee", Say("employee"), 10},
                            {"rule", Say("rule"), 22},
@@ -454,15 +453,16 @@ int RunPlan(const Args& args) {
   if (options.words[0] == "check") return RunPlanCheck(options);
   if (options.words[0] == "coverage") return RunPlanCoverage(options);
   if (options.words[0] == "render") {
-    TFecha first, last;
-    PlanRange(options, first, last);
     const std::string& output = options.Need("-o");
     if (options.words[1] != "-" && output != "-") {
       std::error_code error;
       if (std::filesystem::equivalent(options.words[1], output, error))
         throw Misuse("-o " + output + " is the plan; write the picture elsewhere");
     }
-    return RunPlanRender(LoadPlan(options.words[1]), first, last, output);
+    const PlanJob job = ReadPlanJob(options);
+    Warn(job, roster::BuildRosters(job.plan, job.first, job.last));
+    return RunPlanRender(job.plan, job.first, job.last, output,
+                         [&job](const roster::TEmployee& person) { return job.Shows(person); });
   }
   throw Misuse("expects roster, hours, check, coverage or render, not '" + options.words[0] + "'");
 }
