@@ -5,6 +5,8 @@
 # its own reader) places the zoned times; a calendar that python3-icalendar
 # writes, with recurrences expanded by dateutil, comes back through
 # ics-import as the same items; and --tz counts the hours that really pass.
+# A roster's UIDs name slots, so a moved rotation updates events; --previous
+# cancels what vanished; an import keeps SUMMARY, shift code and type.
 source "$(dirname "$0")/e2e.sh" "$@"
 
 # Debian's interpreter carries python3-icalendar, whatever python3 the PATH prefers.
@@ -35,7 +37,7 @@ PY
 # One person's month from the plan: events equal what ics-import (libical) reads.
 "$tool" ics "$examples/plan.xml" --employee eva --month 2026-11 -o "$work/eva.ics" >"$work/said"
 check "ics says where it wrote and how many events" grep -qE '^.*eva.ics: 16 events$' "$work/said"
-"$tool" ics-import "$work/eva.ics" --month 2026-11 --format json >"$work/eva.json"
+"$tool" ics-import "$work/eva.ics" --month 2026-11 --format json >"$work/eva.json" 2>/dev/null
 check "python3-icalendar and libical read the same roster" \
   "$py" - "$work/eva.ics" "$work/eva.json" <<'PY'
 import json, sys, icalendar
@@ -151,7 +153,7 @@ with open(sys.argv[2], 'w') as f:
     for s, e, t in rows:
         f.write(f'{s.isoformat()} {e.isoformat()} {t}\n')
 PY
-"$tool" ics-import "$work/foreign.ics" --from 2027-03-01 --to 2027-04-30 --format json >"$work/foreign.json"
+"$tool" ics-import "$work/foreign.ics" --from 2027-03-01 --to 2027-04-30 --tz America/New_York --format json >"$work/foreign.json"
 check "ics-import expands python3-icalendar's calendar as dateutil does" \
   "$py" - "$work/foreign.json" "$work/foreign.expected" <<'PY'
 import json, sys
@@ -165,7 +167,140 @@ expect 0 '^ +0 09/03/2027 02:00 09/03/2027 10:00 8 h ' ics-import "$work/foreign
 expect 0 '^ +0 02/03/2027 02:00 02/03/2027 10:00 8 h ' ics-import "$work/foreign.ics" --from 2027-03-02 --to 2027-03-02 --tz Europe/Madrid
 expect 0 '^ +0 16/03/2027 01:00 16/03/2027 09:00 8 h ' ics-import "$work/foreign.ics" --from 2027-03-16 --to 2027-03-16 --tz Europe/Madrid
 expect 1 'no iCalendar calendar' ics-import "$examples/points.xml" --month 2027-03
-"$tool" ics-import "$work/foreign.ics" --from 2027-03-01 --to 2027-04-30 -o "$work/foreign.xml" >/dev/null
+"$tool" ics-import "$work/foreign.ics" --from 2027-03-01 --to 2027-04-30 -o "$work/foreign.xml" >/dev/null 2>&1
 expect 0 '^7 points, ' points "$work/foreign.xml"
+
+# A rotation moved by a day. python3-icalendar reads the calendars and a
+# model of the rotation written here says which events there must be; a UID
+# names a slot (person, day, place in the day), so old and new share the UID
+# of every slot that both fill.
+cat >"$work/ward.xml" <<'XML'
+<PLAN>
+  <SHIFT code="M" start="07:00" hours="8" type="2" name="Mañana"/>
+  <SHIFT code="N" start="22:00" hours="8" type="2" name="Noche"/>
+  <EMPLOYEE id="eva" name="Eva Sanz">
+    <ROTATION pattern="M M N N - -" from="2026-11-02"/>
+    <LEAVE from="2026-11-20" to="2026-11-21" type="9"/>
+    <ITEM start="2026-11-10T10:00" hours="2" type="3"/>
+  </EMPLOYEE>
+</PLAN>
+XML
+sed 's/from="2026-11-02"/from="2026-11-03"/' "$work/ward.xml" >"$work/ward-moved.xml"
+for plan in ward ward-moved; do
+  "$tool" ics "$work/$plan.xml" --employee eva --month 2026-11 --tz Europe/Madrid -o "$work/$plan.ics" >/dev/null
+done
+expect 0 'new.ics: 2[0-9] events, [0-9]+ cancelled, [0-9]+ changed since .*ward.ics$' \
+  ics "$work/ward-moved.xml" --employee eva --month 2026-11 --tz Europe/Madrid --previous "$work/ward.ics" -o "$work/new.ics"
+check "slots keep their UIDs, leave cancels planned work, --previous cancels exactly what vanished" \
+  "$py" - "$work/ward.ics" "$work/ward-moved.ics" "$work/new.ics" <<'PY'
+import datetime, sys, icalendar
+def events(path):
+    return list(icalendar.Calendar.from_ical(open(path, 'rb').read()).walk('VEVENT'))
+def wall(ev, name):
+    t = ev.decoded(name)
+    return t.replace(tzinfo=None) if isinstance(t, datetime.datetime) else datetime.datetime.combine(t, datetime.time())
+def model(anchor):
+    # The rotation M M N N - - from `anchor`; shifts that start on the leave
+    # days (20th, 21st) are cancelled; plus the task and the leave.
+    rows, shifts = [], {'M': (7, 'M Mañana'), 'N': (22, 'N Noche')}
+    for day in range(1, 31):
+        d = datetime.datetime(2026, 11, day)
+        code = 'MMNN--'[(d - anchor).days % 6] if d >= anchor else '-'
+        if code != '-' and day not in (20, 21):
+            hour, summary = shifts[code]
+            rows.append((d + datetime.timedelta(hours=hour), d + datetime.timedelta(hours=hour + 8), summary))
+    rows.append((datetime.datetime(2026, 11, 10, 10), datetime.datetime(2026, 11, 10, 12), 'Tarea'))
+    rows.append((datetime.datetime(2026, 11, 20), datetime.datetime(2026, 11, 22), 'Vacaciones'))
+    return sorted(rows)
+def slots(evs):
+    # (day, place among the day's events by start) -> UID
+    seen, out = {}, {}
+    for ev in sorted(evs, key=lambda e: wall(e, 'dtstart')):
+        day = wall(ev, 'dtstart').date()
+        seen[day] = seen.get(day, 0) + 1
+        out[(day, seen[day])] = str(ev['uid'])
+    return out
+old, moved, new = events(sys.argv[1]), events(sys.argv[2]), events(sys.argv[3])
+for evs, anchor in ((old, datetime.datetime(2026, 11, 2)), (moved, datetime.datetime(2026, 11, 3))):
+    got = sorted((wall(e, 'dtstart'), wall(e, 'dtend'), str(e['summary'])) for e in evs)
+    assert got == model(anchor), f'{got}\n!=\n{model(anchor)}'
+    assert len({str(e['uid']) for e in evs}) == len(evs), 'a UID repeats'
+a, b = slots(old), slots(moved)
+for key in set(a) & set(b):
+    assert a[key] == b[key], (key, a[key], b[key])
+assert len(set(a.values()) & set(b.values())) == len(set(a) & set(b))
+# --previous: the moved events as they are, and a cancellation for exactly
+# each UID of the old calendar that the moved one lacks.
+byold = {str(e['uid']): e for e in old}
+vanished = set(byold) - {str(e['uid']) for e in moved}
+assert vanished, 'the move should leave slots empty'
+cancelled = [e for e in new if str(e.get('status', '')) == 'CANCELLED']
+assert {str(e['uid']) for e in cancelled} == vanished, sorted(str(e['uid']) for e in cancelled)
+for e in cancelled:
+    was = byold[str(e['uid'])]
+    assert int(e['sequence']) == int(was.get('sequence', 0)) + 1
+    assert (wall(e, 'dtstart'), wall(e, 'dtend')) == (wall(was, 'dtstart'), wall(was, 'dtend'))
+    assert e['dtstart'].params['TZID'] == 'Europe/Madrid'
+live = [e for e in new if str(e.get('status', '')) != 'CANCELLED']
+key = lambda e: (str(e['uid']), wall(e, 'dtstart'), wall(e, 'dtend'), str(e['summary']))
+assert sorted(map(key, live)) == sorted(map(key, moved))
+for e in live:
+    was = byold.get(str(e['uid']))
+    changed = was is not None and key(was)[1:] != key(e)[1:]
+    assert int(e.get('sequence', 0)) == (1 if changed else 0), (key(e), e.get('sequence'))
+PY
+"$tool" ics-import "$work/new.ics" --month 2026-11 --tz Europe/Madrid --format json >"$work/new.json" 2>/dev/null
+"$tool" ics-import "$work/ward-moved.ics" --month 2026-11 --tz Europe/Madrid --format json >"$work/moved.json" 2>/dev/null
+check "libical leaves the cancellations out: the followed calendar reads as the moved one" \
+  cmp -s "$work/new.json" "$work/moved.json"
+expect 0 'sound, calendar of' validate "$work/new.ics"
+# Following again, into the file it reads, changes no byte.
+cp "$work/new.ics" "$work/again.ics"
+"$tool" ics "$work/ward-moved.xml" --employee eva --month 2026-11 --tz Europe/Madrid --previous "$work/again.ics" -o "$work/again.ics" >/dev/null
+check "following the same plan again gives the same bytes" cmp -s "$work/new.ics" "$work/again.ics"
+expect 1 "^cuadrante ics: .*points.xml: the text is no iCalendar calendar" \
+  ics "$work/ward.xml" --employee eva --month 2026-11 --previous "$examples/points.xml"
+printf 'BEGIN:VCALENDAR\r\nVERSION:2.0\r\nBEGIN:VEVENT\r\nDTSTART:20261102T070000\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n' >"$work/nouid.ics"
+expect 1 "^cuadrante ics: .*nouid.ics: event 1 has no UID$" \
+  ics "$work/ward.xml" --employee eva --month 2026-11 --previous "$work/nouid.ics"
+check "a refused --previous says one line and writes nothing" bash -c \
+  "! '$tool' ics '$work/ward.xml' --employee eva --month 2026-11 --previous '$work/nouid.ics' -o '$work/none.ics' 2>'$work/err' && [ \$(wc -l <'$work/err') -eq 1 ] && [ ! -e '$work/none.ics' ]"
+
+# Export, import into a document of boxes, export again: SUMMARY, shift code
+# and type come back; Python's XML parser reads the boxes.
+"$tool" ics-import "$work/ward.ics" --month 2026-11 --tz Europe/Madrid -o "$work/back.xml" >/dev/null 2>&1
+"$tool" ics "$work/back.xml" --month 2026-11 --tz Europe/Madrid -o "$work/back.ics" >/dev/null
+check "an export, imported and exported again, keeps SUMMARY, code and type" \
+  "$py" - "$work/ward.ics" "$work/back.xml" "$work/back.ics" <<'PY'
+import sys, icalendar, xml.etree.ElementTree as ET
+def rows(path):
+    cal = icalendar.Calendar.from_ical(open(path, 'rb').read())
+    return [(e.decoded('dtstart'), e.decoded('dtend'), str(e['summary']), str(e['x-cuadrante-type']),
+             str(e.get('x-cuadrante-shift', ''))) for e in cal.walk('VEVENT')]
+first, again = rows(sys.argv[1]), rows(sys.argv[3])
+assert first == again, f'{first}\n!=\n{again}'
+assert {r[4] for r in first} == {'M', 'N', ''} and {r[3] for r in first} == {'2', '3', '9'}
+boxes = [p.text.split(';') for p in ET.parse(sys.argv[2]).getroot()]
+assert all(len(b) == 7 for b in boxes)
+assert [(b[2], b[5].strip()) for b in boxes] == [(r[3], r[4]) for r in first], boxes
+PY
+expect 0 '22:00 .* N +N Noche$' ics-import "$work/ward.ics" --from 2026-11-04 --to 2026-11-04 --tz Europe/Madrid
+
+# Without --tz, UTC and zoned times take the system's zone (TZ here), and
+# stderr says which; floating times stay as written.
+printf 'BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//t//EN\r\nBEGIN:VEVENT\r\nUID:u\r\nDTSTART:20261102T210000Z\r\nDTEND:20261102T220000Z\r\nEND:VEVENT\r\nBEGIN:VEVENT\r\nUID:z\r\nDTSTART;TZID=America/New_York:20261103T160000\r\nDTEND;TZID=America/New_York:20261103T170000\r\nEND:VEVENT\r\nBEGIN:VEVENT\r\nUID:f\r\nDTSTART:20261104T210000\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n' >"$work/utc.ics"
+TZ=Europe/Madrid "$tool" ics-import "$work/utc.ics" --month 2026-11 --format csv >"$work/local.csv" 2>"$work/local.err"
+check "TZ=Europe/Madrid puts 21:00Z at 22:00 and 16:00 in New York at 22:00; floating stays" \
+  "$py" - "$work/local.csv" <<'PY'
+import csv, sys
+starts = [row['start'] for row in csv.DictReader(open(sys.argv[1], newline=''))]
+assert starts == ['2026-11-02T22:00:00', '2026-11-03T22:00:00', '2026-11-04T21:00:00'], starts
+PY
+check "ics-import names the zone it chose, on one line" \
+  grep -qx 'cuadrante ics-import: zoned and UTC times on the clock of Europe/Madrid (TZ)' "$work/local.err"
+TZ=Mars/Base expect 0 "TZ 'Mars/Base' is no zone of the tz database" ics-import "$work/utc.ics" --month 2026-11
+TZ=UTC expect 0 '^ +0 02/11/2026 21:00 ' ics-import "$work/utc.ics" --month 2026-11
+check "--tz is said nowhere: the person chose it" bash -c \
+  "'$tool' ics-import '$work/utc.ics' --month 2026-11 --tz Asia/Tokyo 2>&1 >/dev/null | grep -c . | grep -qx 0"
 
 finish

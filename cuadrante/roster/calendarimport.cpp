@@ -3,7 +3,9 @@
 #include <libical/ical.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -13,7 +15,10 @@
 #include "cuadrante/roster/chrono.h"
 #include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/files.h"
+#include "cuadrante/runtime/filesystem.h"
 #include "cuadrante/runtime/sysutils.h"
+#include "cuadrante/time/basicbox.h"
 
 namespace cuadrante::roster {
 namespace {
@@ -80,11 +85,19 @@ class TTimeReader {
   bool zoned_ = false;
 };
 
-TTimePointType TypeOf(icalcomponent* event, const TImportOptions& options) {
+// The value of the X- property `name`, or nothing.
+std::optional<std::string> XValue(icalcomponent* event, std::string_view name) {
   for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_X_PROPERTY); p != nullptr;
        p = icalcomponent_get_next_property(event, ICAL_X_PROPERTY)) {
-    if (Text(icalproperty_get_x_name(p)) != "X-CUADRANTE-TYPE") continue;
-    const int type = StrToIntDef(Text(icalproperty_get_x(p)), -1);
+    if (AnsiCompareText(Text(icalproperty_get_x_name(p)), name) == 0)
+      return Text(icalproperty_get_x(p));
+  }
+  return std::nullopt;
+}
+
+TTimePointType TypeOf(icalcomponent* event, const TImportOptions& options) {
+  if (const auto text = XValue(event, "X-CUADRANTE-TYPE")) {
+    const int type = StrToIntDef(*text, -1);
     if (type >= 0 && type < kTimePointTypeCount) return static_cast<TTimePointType>(type);
   }
   for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_CATEGORIES_PROPERTY);
@@ -207,6 +220,7 @@ std::vector<TImportedEvent> ReadCalendar(std::string_view ics, TFecha firstDay, 
     const TTimeReader wall(options.zone, root.get(), start, startProperty);
     const TTimePointType type = TypeOf(e, options);
     const std::string summary = Text(icalcomponent_get_summary(e));
+    const std::string code = XValue(e, "X-CUADRANTE-SHIFT").value_or("");
     for (const icaltimetype& at : Starts(e, start, seconds, range.end, options, uid)) {
       if (!isMove && moved.count({uid, Wall(at)}) != 0) continue;
       icaltimetype end = icaltime_add(at, icaldurationtype_from_int(static_cast<int>(seconds)));
@@ -214,13 +228,112 @@ std::vector<TImportedEvent> ReadCalendar(std::string_view ics, TFecha firstDay, 
       const int64_t last = wall(end);
       TBasicPoint probe{TFecha(first), TDuration(last - first)};
       if (!Belongs(probe, range)) continue;
-      out.push_back({TFecha(first), last - first, type, summary, uid});
+      out.push_back({TFecha(first), last - first, type, summary, code, uid});
     }
   }
   std::stable_sort(out.begin(), out.end(), [](const TImportedEvent& a, const TImportedEvent& b) {
     return a.start != b.start ? a.start < b.start : a.seconds < b.seconds;
   });
   return out;
+}
+
+namespace {
+
+// A text as a field of a box's stored text, " " for none as a new box has.
+std::string BoxField(std::string_view text) {
+  std::string field;
+  for (const char c : text) {
+    if (c == ';') {
+      field += ',';
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      field += ' ';
+    } else {
+      field += c;
+    }
+  }
+  const size_t first = field.find_first_not_of(' ');
+  if (first == std::string::npos) return " ";
+  return field.substr(first, field.find_last_not_of(' ') - first + 1);
+}
+
+// A zone name from a path into a zoneinfo folder ("/usr/share/zoneinfo/
+// Europe/Madrid", "../usr/share/zoneinfo/posix/Europe/Madrid"), or the text.
+std::string ZoneNameOf(std::string_view text) {
+  if (const size_t at = text.rfind("zoneinfo/"); at != std::string_view::npos) {
+    text.remove_prefix(at + 9);
+    for (const std::string_view variant : {"posix/", "right/"})
+      if (text.substr(0, variant.size()) == variant) text.remove_prefix(variant.size());
+  }
+  return std::string(text);
+}
+
+std::optional<TZone> Known(const std::string& name) {
+  if (name.empty()) return std::nullopt;
+  try {
+    return TZone::Find(name);
+  } catch (const EConvertError&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+void AddAsBoxes(std::span<const TImportedEvent> events, TBasicPointMgr& set) {
+  for (const TImportedEvent& event : events) {
+    auto box = std::make_unique<TBasicBox>();
+    box->SetInicio(event.start);
+    box->SetDuration(TDuration(event.seconds));
+    box->Type = event.type;
+    box->RestartEnd();
+    box->RestartColor();
+    const std::string code = BoxField(event.code);
+    const std::string summary = BoxField(event.summary);
+    std::string_view rest = summary;
+    // "M Mañana" with code M keeps "Mañana": the export puts the code back.
+    if (code != " " && rest.substr(0, code.size()) == code &&
+        (rest.size() == code.size() || rest[code.size()] == ' '))
+      rest.remove_prefix(std::min(rest.size(), code.size() + 1));
+    box->SetCode(code);
+    box->SetDescription(BoxField(rest));
+    set.Add(box.release());
+  }
+}
+
+TZoneChoice ChooseLocalZone(const char* tz, std::string_view localtimeLink,
+                            std::string_view timezoneFile) {
+  std::string unknown;  // what named no zone, for the reason
+  if (tz != nullptr) {
+    std::string_view name = tz;
+    if (!name.empty() && name.front() == ':') name.remove_prefix(1);
+    // glibc reads an empty TZ as UTC.
+    if (name.empty()) return {TZone::Find("UTC"), "TZ is empty: UTC"};
+    if (auto zone = Known(ZoneNameOf(name))) return {std::move(*zone), "TZ"};
+    unknown = "TZ '" + std::string(tz) + "' is no zone of the tz database; ";
+  }
+  if (auto zone = Known(ZoneNameOf(localtimeLink)))
+    return {std::move(*zone), unknown + "/etc/localtime"};
+  std::string_view recorded = timezoneFile;
+  while (!recorded.empty() && std::isspace(static_cast<unsigned char>(recorded.back())))
+    recorded.remove_suffix(1);
+  if (auto zone = Known(std::string(recorded)))
+    return {std::move(*zone), unknown + "/etc/timezone"};
+  return {TZone::Find("UTC"), unknown + "nothing names the system's zone: UTC"};
+}
+
+TZoneChoice LocalZone() {
+  std::string link;
+  char target[4096];
+  const ssize_t length = FileSystem().ReadLink("/etc/localtime", target, sizeof target);
+  if (length > 0 && static_cast<size_t>(length) < sizeof target)
+    link.assign(target, static_cast<size_t>(length));
+  std::string recorded;
+  try {
+    if (link.empty() && FileExists("/etc/timezone"))
+      recorded = ReadWholeFile("/etc/timezone", 4096);
+  } catch (const Exception&) {
+    // Unreadable is as good as absent: UTC follows.
+  }
+  return ChooseLocalZone(std::getenv("TZ"), link, recorded);
 }
 
 }  // namespace cuadrante::roster

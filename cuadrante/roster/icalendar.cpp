@@ -1,13 +1,22 @@
 #include "cuadrante/roster/icalendar.h"
 
+#include <libical/ical.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
 #include <set>
+#include <tuple>
+#include <unordered_map>
 
 #include "cuadrante/roster/chrono.h"
 #include "cuadrante/roster/dayhours.h"
 #include "cuadrante/roster/range.h"
+#include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/time/basicbox.h"
 #include "cuadrante/vocabulary/basicdefines.h"
 
@@ -161,10 +170,15 @@ void WriteEvent(std::string& out, const TCalendarEvent& event, const TCalendarOp
     for (const TFecha exception : rule.exceptions)
       Line(out, TimeProperty("EXDATE", exception, allDay, options.zone));
   }
+  // SEQUENCE 0 is what a reader takes when there is none.
+  if (event.sequence > 0) Line(out, "SEQUENCE:" + std::to_string(event.sequence));
+  if (event.cancelled) Line(out, "STATUS:CANCELLED");
   Line(out, "SUMMARY:" + EscapeText(event.summary));
   if (!event.category.empty()) Line(out, "CATEGORIES:" + EscapeText(event.category));
   if (event.transparent) Line(out, "TRANSP:TRANSPARENT");
   Line(out, "X-CUADRANTE-TYPE:" + std::to_string(static_cast<int>(event.type)));
+  // The code in a property of its own: SUMMARY is for people, who may edit it.
+  if (!event.shift.empty()) Line(out, "X-CUADRANTE-SHIFT:" + EscapeText(event.shift));
   Line(out, "END:VEVENT");
 }
 
@@ -265,22 +279,34 @@ std::string FoldLine(std::string_view line) {
   return out;
 }
 
-std::string StableUid(std::string_view scope, std::string_view what, TFecha start) {
-  // FNV-1a over scope and what, kept apart by a byte neither holds.
+namespace {
+
+// FNV-1a over the texts, each closed by a byte none holds, in 16 hex digits.
+std::string HashText(std::initializer_list<std::string_view> texts) {
   uint64_t hash = 14695981039346656037ull;
-  auto mix = [&hash](std::string_view text) {
+  for (const std::string_view text : texts) {
     for (const char c : text) {
       hash ^= static_cast<unsigned char>(c);
       hash *= 1099511628211ull;
     }
     hash ^= 0xFF;
     hash *= 1099511628211ull;
-  };
-  mix(scope);
-  mix(what);
-  char text[24];
-  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
-  return std::string(text) + "-" + DateTimeText(CivilOf(Since1970(start))) + "@cuadrante";
+  }
+  char digits[24];
+  std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(hash));
+  return digits;
+}
+
+}  // namespace
+
+std::string StableUid(std::string_view scope, std::string_view what, TFecha start) {
+  return HashText({scope, what}) + "-" + DateTimeText(CivilOf(Since1970(start))) + "@cuadrante";
+}
+
+std::string SlotUid(std::string_view scope, TFecha day, int ordinal) {
+  // No "T" after the date: a slot's UID never equals an item's.
+  return HashText({scope}) + "-" + DateText(CivilOf(Since1970(day))) + "-" +
+         std::to_string(ordinal) + "@cuadrante";
 }
 
 std::string PlainTypeLabel(TTimePointType type) {
@@ -318,8 +344,12 @@ std::vector<TCalendarEvent> EventsOfPoints(const TBasicPointMgr& points, TFecha 
       summary = code.empty() ? description : description.empty() ? code : code + " " + description;
       what += " " + code;
     }
+    // An item of a document is what it is: moved, it is another item, and
+    // keeps the UID of its start.
     events.push_back(EventOf(scope, what, point->GetInicio(), point->GetDurationValue(),
                              point->Type, std::move(summary), label));
+    if (const auto* box = dynamic_cast<const TBasicBox*>(point))
+      events.back().shift = Trimmed(box->Code);
   }
   return events;
 }
@@ -402,19 +432,74 @@ TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDa
   return result;
 }
 
+namespace {
+
+int64_t DayStart(TFecha at) {
+  const int64_t value = at.Value();
+  return (value >= 0 ? value / kDay : -((-value + kDay - 1) / kDay)) * kDay;
+}
+
+// The order slots count a day's events in: by start, then length, type and
+// code, so that two rosters of one day agree whatever order they list ties in.
+auto SlotKey(const TRosterItem& item) {
+  return std::tie(item.start, item.seconds, item.type, item.code, item.source);
+}
+
+bool SlotOrder(const TRosterItem* a, const TRosterItem* b) { return SlotKey(*a) < SlotKey(*b); }
+
+// Each kept item of a roster with its place among its day's events, from 1.
+std::map<const TRosterItem*, int> Slots(const TPlan& plan, const TPersonRoster& roster,
+                                        TFecha firstDay) {
+  std::map<int64_t, std::vector<const TRosterItem*>> days;
+  for (const TRosterItem& item : roster.items)
+    if (!item.cancelled) days[DayStart(item.start)].push_back(&item);
+  std::map<const TRosterItem*, int> slots;
+  for (auto& [day, items] : days) {
+    std::stable_sort(items.begin(), items.end(), SlotOrder);
+    if (day >= firstDay.Value() || roster.employee == nullptr) {
+      for (size_t i = 0; i < items.size(); ++i) slots[items[i]] = static_cast<int>(i) + 1;
+      continue;
+    }
+    // A day before the range: the items that start earlier on it and end
+    // before the range are not in the roster, yet they hold the first slots.
+    const TPersonRoster whole = BuildRoster(plan, *roster.employee, TFecha(day), TFecha(day));
+    std::vector<const TRosterItem*> all;
+    for (const TRosterItem& item : whole.items)
+      if (!item.cancelled && DayStart(item.start) == day) all.push_back(&item);
+    std::stable_sort(all.begin(), all.end(), SlotOrder);
+    std::vector<bool> taken(all.size(), false);
+    int beyond = static_cast<int>(all.size());
+    for (const TRosterItem* item : items) {
+      size_t at = 0;
+      while (at < all.size() && (taken[at] || SlotKey(*all[at]) != SlotKey(*item))) ++at;
+      if (at < all.size()) {
+        taken[at] = true;
+        slots[item] = static_cast<int>(at) + 1;
+      } else {
+        slots[item] = ++beyond;  // never another event's slot
+      }
+    }
+  }
+  return slots;
+}
+
+}  // namespace
+
 std::vector<TCalendarEvent> EventsOfRoster(const TPlan& plan, const TPersonRoster& roster,
-                                           bool withName, const TTypeLabel& label) {
+                                           bool withName, const TTypeLabel& label,
+                                           TFecha firstDay) {
   std::vector<TCalendarEvent> events;
   events.reserve(roster.items.size());
   const std::string scope = roster.employee != nullptr ? roster.employee->id : "";
+  const std::map<const TRosterItem*, int> slots = Slots(plan, roster, firstDay);
   for (const TRosterItem& item : roster.items) {
+    // Work under leave is not worked: the time is not busy.
+    if (item.cancelled) continue;
     std::string summary;
-    std::string what = std::to_string(static_cast<int>(item.type));
     if (!item.code.empty()) {
       const TShift* shift = plan.FindShift(item.code);
       summary = item.code;
       if (shift != nullptr && !shift->name.empty()) summary += " " + shift->name;
-      what += " " + item.code;
     }
     if (summary.empty()) summary = Label(label, item.type);
     if (withName && roster.employee != nullptr) {
@@ -422,10 +507,173 @@ std::vector<TCalendarEvent> EventsOfRoster(const TPlan& plan, const TPersonRoste
           roster.employee->name.empty() ? roster.employee->id : roster.employee->name;
       summary = name + ": " + summary;
     }
-    events.push_back(
-        EventOf(scope, what, item.start, item.seconds, item.type, std::move(summary), label));
+    TCalendarEvent event =
+        EventOf(scope, "", item.start, item.seconds, item.type, std::move(summary), label);
+    event.uid = SlotUid(scope, TFecha(DayStart(item.start)), slots.at(&item));
+    event.shift = item.code;
+    events.push_back(std::move(event));
   }
   return events;
+}
+
+namespace {
+
+struct TComponentFree {
+  void operator()(icalcomponent* component) const { icalcomponent_free(component); }
+};
+using TComponentPtr = std::unique_ptr<icalcomponent, TComponentFree>;
+
+std::string Text(const char* text) { return text != nullptr ? text : ""; }
+
+// The time as it is written, on the library's wall clock.
+int64_t WrittenWall(const icaltimetype& time) {
+  const std::chrono::year_month_day day{std::chrono::year(time.year),
+                                        std::chrono::month(static_cast<unsigned>(time.month)),
+                                        std::chrono::day(static_cast<unsigned>(time.day))};
+  const int64_t days = std::chrono::sys_days(day).time_since_epoch().count() + kUnixEpochDays;
+  if (time.is_date) return days * kDay;
+  return days * kDay + time.hour * 3600 + time.minute * 60 + time.second;
+}
+
+// An old time on the new calendar's clock: a zoned or UTC time moves to the
+// wall clock of `zone`; without one, or for a floating time, as written.
+int64_t OldWall(const icaltimetype& time, const TZone* zone) {
+  if (zone != nullptr && !time.is_date && (icaltime_is_utc(time) || time.zone != nullptr))
+    return zone->ToWall(icaltime_as_timet_with_zone(time, time.zone)).Value();
+  return WrittenWall(time);
+}
+
+std::string XValue(icalcomponent* event, std::string_view name) {
+  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_X_PROPERTY); p != nullptr;
+       p = icalcomponent_get_next_property(event, ICAL_X_PROPERTY)) {
+    if (AnsiCompareText(Text(icalproperty_get_x_name(p)), std::string(name)) == 0)
+      return Text(icalproperty_get_x(p));
+  }
+  return "";
+}
+
+// What an event says, as libical writes it back, less what names and stamps
+// it: two events differ for a calendar when these texts do. Both sides go
+// through the same writer, so folding and escaping do not count.
+std::string Content(icalcomponent* event) {
+  std::vector<std::string> lines;
+  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_ANY_PROPERTY); p != nullptr;
+       p = icalcomponent_get_next_property(event, ICAL_ANY_PROPERTY)) {
+    const icalproperty_kind kind = icalproperty_isa(p);
+    if (kind == ICAL_UID_PROPERTY || kind == ICAL_DTSTAMP_PROPERTY ||
+        kind == ICAL_SEQUENCE_PROPERTY)
+      continue;
+    char* text = icalproperty_as_ical_string_r(p);
+    lines.emplace_back(text != nullptr ? text : "");
+    std::free(text);
+  }
+  std::sort(lines.begin(), lines.end());
+  std::string content;
+  for (const std::string& line : lines) content += line;
+  return content;
+}
+
+TComponentPtr ParseCalendar(std::string_view ics) {
+  const std::string text(ics);  // libical reads a NUL-terminated text
+  TComponentPtr root(icalparser_parse_string(text.c_str()));
+  if (!root || icalcomponent_isa(root.get()) != ICAL_VCALENDAR_COMPONENT)
+    throw EConvertError("the text is no iCalendar calendar (no BEGIN:VCALENDAR)");
+  return root;
+}
+
+// An event of the earlier export.
+struct TOldEvent {
+  icalcomponent* component;  // borrowed from the parsed calendar
+  std::string uid;
+  int sequence = 0;
+  bool cancelled = false;
+};
+
+std::vector<TOldEvent> OldEvents(icalcomponent* root) {
+  std::vector<TOldEvent> olds;
+  std::set<std::string> seen;
+  size_t number = 0;
+  for (icalcomponent* e = icalcomponent_get_first_component(root, ICAL_VEVENT_COMPONENT);
+       e != nullptr; e = icalcomponent_get_next_component(root, ICAL_VEVENT_COMPONENT)) {
+    ++number;
+    const std::string uid = Text(icalcomponent_get_uid(e));
+    const std::string name =
+        uid.empty() ? "event " + std::to_string(number) : "event '" + uid + "'";
+    if (icalproperty* error = icalcomponent_get_first_property(e, ICAL_XLICERROR_PROPERTY))
+      throw EConvertError(name + ": " + Text(icalproperty_get_xlicerror(error)));
+    if (uid.empty()) throw EConvertError(name + " has no UID");
+    // A moved occurrence of a series goes with its series.
+    if (icalcomponent_get_first_property(e, ICAL_RECURRENCEID_PROPERTY) != nullptr) continue;
+    if (icalcomponent_get_first_property(e, ICAL_DTSTART_PROPERTY) == nullptr)
+      throw EConvertError(name + " has no DTSTART");
+    if (!seen.insert(uid).second) throw EConvertError("UID '" + uid + "' is on two events");
+    olds.push_back({e, uid, std::max(0, icalcomponent_get_sequence(e)),
+                    icalcomponent_get_status(e) == ICAL_STATUS_CANCELLED});
+  }
+  return olds;
+}
+
+// The cancellation of an old event: its UID, times and texts, STATUS:CANCELLED.
+TCalendarEvent Cancellation(const TOldEvent& old, const TZone* zone) {
+  icalcomponent* e = old.component;
+  const icaltimetype start = icalcomponent_get_dtstart(e);
+  TCalendarEvent event;
+  event.uid = old.uid;
+  event.start = TFecha(OldWall(start, zone));
+  if (icalproperty* end = icalcomponent_get_first_property(e, ICAL_DTEND_PROPERTY)) {
+    event.seconds = OldWall(icalproperty_get_dtend(end), zone) - event.start.Value();
+  } else if (icalproperty* length = icalcomponent_get_first_property(e, ICAL_DURATION_PROPERTY)) {
+    event.seconds = icaldurationtype_as_int(icalproperty_get_duration(length));
+  } else if (start.is_date) {
+    event.seconds = kDay;
+  }
+  event.seconds = std::max<int64_t>(0, event.seconds);
+  const int type = StrToIntDef(XValue(e, "X-CUADRANTE-TYPE"), -1);
+  event.type =
+      type >= 0 && type < kTimePointTypeCount ? static_cast<TTimePointType>(type) : tptNone;
+  event.summary = Text(icalcomponent_get_summary(e));
+  if (icalproperty* category = icalcomponent_get_first_property(e, ICAL_CATEGORIES_PROPERTY))
+    event.category = Text(icalproperty_get_categories(category));
+  event.shift = XValue(e, "X-CUADRANTE-SHIFT");
+  event.transparent = true;  // nothing happens then any more
+  event.cancelled = true;
+  // Cancelling is a change; a cancellation carried on from before is not.
+  event.sequence = old.cancelled ? old.sequence : old.sequence + 1;
+  return event;
+}
+
+}  // namespace
+
+TFollowed FollowPrevious(std::vector<TCalendarEvent>& events, std::string_view previous,
+                         const TCalendarOptions& options) {
+  const TComponentPtr oldRoot = ParseCalendar(previous);
+  const std::vector<TOldEvent> olds = OldEvents(oldRoot.get());
+
+  // The new events as libical reads them back, so that both sides compare alike.
+  std::vector<TCalendarEvent> plain = events;
+  for (TCalendarEvent& event : plain) event.sequence = 0;
+  const TComponentPtr newRoot = ParseCalendar(WriteCalendar(plain, options));
+  std::unordered_map<std::string, std::string> contents;
+  for (icalcomponent* e = icalcomponent_get_first_component(newRoot.get(), ICAL_VEVENT_COMPONENT);
+       e != nullptr; e = icalcomponent_get_next_component(newRoot.get(), ICAL_VEVENT_COMPONENT))
+    contents.emplace(Text(icalcomponent_get_uid(e)), Content(e));
+
+  TFollowed followed;
+  std::unordered_map<std::string, const TOldEvent*> byUid;
+  for (const TOldEvent& old : olds) byUid.emplace(old.uid, &old);
+  for (TCalendarEvent& event : events) {
+    const auto found = byUid.find(event.uid);
+    if (found == byUid.end()) continue;
+    const bool changed = Content(found->second->component) != contents[event.uid];
+    event.sequence = found->second->sequence + (changed ? 1 : 0);
+    followed.changed += changed ? 1 : 0;
+  }
+  for (const TOldEvent& old : olds) {
+    if (contents.count(old.uid) != 0) continue;
+    events.push_back(Cancellation(old, options.zone));
+    ++followed.cancelled;
+  }
+  return followed;
 }
 
 }  // namespace cuadrante::roster

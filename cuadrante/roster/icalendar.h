@@ -1,10 +1,13 @@
 // Items as an iCalendar (RFC 5545) calendar, for calendar applications.
 //
-// One VEVENT an item, with a UID made from what the item is (whose, which
-// type or shift, when it starts) so that exporting the same occurrence again
-// gives the same UID and a calendar updates the event instead of adding a
-// second one. Lines end in CRLF and fold at 75 octets without splitting a
-// UTF-8 character; texts are escaped. Without a zone the times are floating
+// One VEVENT an item, with a UID that a later export gives the same event
+// again, so that a calendar updates the event instead of adding a second one:
+// a roster's event is a person's slot (the day and which of the day's events
+// it is), an item of a document or a rule's occurrence is what it is (whose,
+// which type or shift, when it starts). A later export that follows the one
+// before (FollowPrevious) cancels the events that are gone and counts each
+// change in SEQUENCE, as RFC 5545 asks of an organizer. Lines end in CRLF and fold at 75 octets
+// without splitting a UTF-8 character; texts are escaped. Without a zone the times are floating
 // (the wall clock, as the library keeps them); with one, every time carries
 // its TZID and the calendar the zone's VTIMEZONE, written from the tz
 // database for the years the events span. An item that starts at midnight
@@ -49,7 +52,10 @@ struct TCalendarEvent {
   TTimePointType type = tptNone;
   std::string summary;
   std::string category;
+  std::string shift;         // the shift's code, as X-CUADRANTE-SHIFT; "" for none
   bool transparent = false;  // absences leave the person's time free
+  bool cancelled = false;    // STATUS:CANCELLED: an event of an earlier export that is gone
+  int sequence = 0;          // SEQUENCE: how often the event changed since its first export
   std::optional<TRecurrence> recurrence;
 };
 
@@ -68,6 +74,9 @@ CUADRANTE_API std::string FoldLine(std::string_view line);
 // "<16 hex digits>-<YYYYMMDDTHHMMSS>@cuadrante" from `scope` (whose items),
 // `what` (type, shift or rule) and the start.
 CUADRANTE_API std::string StableUid(std::string_view scope, std::string_view what, TFecha start);
+// "<16 hex digits>-<YYYYMMDD>-<n>@cuadrante": the `ordinal`th (from 1) event
+// of `scope` on the day of `day`, whatever it holds.
+CUADRANTE_API std::string SlotUid(std::string_view scope, TFecha day, int ordinal);
 
 // The label a type shows as SUMMARY and CATEGORIES; hosts pass a translated one.
 using TTypeLabel = std::function<std::string(TTimePointType)>;
@@ -100,9 +109,36 @@ CUADRANTE_API TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay,
                                        const TZone* zone = nullptr);
 
 // A person's roster: shift code and name where the plan gives them, the type
-// otherwise; `withName` adds the person's name (a post's calendar).
+// otherwise; `withName` adds the person's name (a post's calendar). Work that
+// an absence cancels is left out. Each event's UID is its slot (SlotUid with
+// the employee's id, the day it starts and its place among that day's events
+// by start), so a shift that moves keeps the UID of the slot it lands in and
+// the calendar updates that event. `firstDay` is the first day the roster
+// was built from: a day before it holds only the items that reach into the
+// range, so its slots are counted on a roster of the whole day.
 CUADRANTE_API std::vector<TCalendarEvent> EventsOfRoster(const TPlan& plan,
                                                          const TPersonRoster& roster, bool withName,
-                                                         const TTypeLabel& label);
+                                                         const TTypeLabel& label,
+                                                         TFecha firstDay = TFecha());
+
+// What following an earlier export did to the events.
+struct TFollowed {
+  size_t changed = 0;    // events whose content differs from the earlier one
+  size_t cancelled = 0;  // cancellations added for UIDs that are gone
+};
+
+// Makes `events` follow `previous`, the text of the calendar exported before
+// them, so that a calendar application that took that one updates rather than
+// adds. An event whose UID was there takes that event's SEQUENCE, one more
+// when anything but its UID, DTSTAMP and SEQUENCE differs (times, summary,
+// type, status: libical reads both sides); every event of `previous` whose
+// UID is gone is appended, in its order, as a cancellation: the same UID,
+// STATUS:CANCELLED, its old times (on the wall clock of `options.zone` when
+// it had one) and texts, SEQUENCE one more than before, or the same when it
+// was cancelled already. The same events and `previous` give the same result.
+// Raises EConvertError for a text that is no calendar, an event libical
+// reports an error in, one without UID or DTSTART, or a UID on two events.
+CUADRANTE_API TFollowed FollowPrevious(std::vector<TCalendarEvent>& events,
+                                       std::string_view previous, const TCalendarOptions& options);
 
 }  // namespace cuadrante::roster

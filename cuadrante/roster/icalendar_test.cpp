@@ -5,12 +5,15 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "cuadrante/roster/calendarimport.h"
+#include "cuadrante/roster/personroster.h"
+#include "cuadrante/roster/plan.h"
 #include "cuadrante/roster/range.h"
 #include "cuadrante/roster/zone.h"
 #include "cuadrante/runtime/datetime.h"
@@ -296,6 +299,165 @@ TEST(ReadCalendar, FollowsMovesCancellationsAndCategoriesAndRefusesWhatIsNoCalen
   const std::string five =
       Wrapped({"UID:f\r\nDTSTART:20260105T100000\r\nRRULE:FREQ=DAILY;COUNT=5\r\n"});
   EXPECT_EQ(ReadCalendar(five, first, last, bounded).size(), 5u);
+}
+
+// Eva's plan: a rotation from `rotationFrom`, a leave on the 9th (it cancels
+// the rotation's shift that day), an extra shift whose start is `extraAt`
+// on the 5th and a course on the 4th before her night.
+TPlan EvaPlan(const std::string& rotationFrom, const std::string& extraAt = "08:00") {
+  return ReadPlan(
+      "<PLAN><SHIFT code=\"M\" start=\"07:00\" hours=\"8\" name=\"Mañana\"/>"
+      "<SHIFT code=\"T\" start=\"15:00\" hours=\"8\" name=\"Tarde\"/>"
+      "<SHIFT code=\"N\" start=\"22:00\" hours=\"8\" name=\"Noche\"/>"
+      "<EMPLOYEE id=\"eva\" name=\"Eva Sanz\">"
+      "<ROTATION pattern=\"M T N -\" from=\"" +
+      rotationFrom +
+      "\"/>"
+      "<LEAVE from=\"2026-11-09\" to=\"2026-11-09\" type=\"9\"/>"
+      "<ITEM start=\"2026-11-05T" +
+      extraAt +
+      "\" hours=\"4\" type=\"3\"/>"
+      "<ITEM start=\"2026-11-04T09:00\" hours=\"2\" type=\"3\"/>"
+      "</EMPLOYEE></PLAN>");
+}
+
+std::vector<TCalendarEvent> EvaEvents(const TPlan& plan, TFecha first, TFecha last) {
+  const std::vector<TPersonRoster> rosters = BuildRosters(plan, first, last);
+  return EventsOfRoster(plan, rosters.at(0), false, {}, first);
+}
+
+// "dd/mm hh:nn summary" by UID.
+std::map<std::string, std::string> ByUid(const std::vector<TCalendarEvent>& events) {
+  std::map<std::string, std::string> seen;
+  for (const TCalendarEvent& e : events)
+    EXPECT_TRUE(seen.emplace(e.uid, e.start.ToString("dd/mm hh:nn") + " " + e.summary).second)
+        << "UID " << e.uid << " twice";
+  return seen;
+}
+
+TEST(ICalendar, RosterEventsAreNamedByTheirSlotAndCancelledWorkIsLeftOut) {
+  const TFecha first = At(2026, 11, 2), last = At(2026, 11, 10);
+  const auto slot = [](int day, int n) { return SlotUid("eva", At(2026, 11, day), n); };
+  EXPECT_EQ(slot(3, 2).substr(16), "-20261103-2@cuadrante");
+  EXPECT_NE(slot(3, 1).substr(0, 16), SlotUid("ana", At(2026, 11, 3), 1).substr(0, 16));
+
+  const auto before = ByUid(EvaEvents(EvaPlan("2026-11-02"), first, last));
+  // M T N - M T N - (M under leave on the 9th), the course on the 4th before
+  // the night, the extra hours on the 5th.
+  EXPECT_EQ(before, (std::map<std::string, std::string>{
+                        {slot(2, 1), "02/11 07:00 M Mañana"},
+                        {slot(3, 1), "03/11 15:00 T Tarde"},
+                        {slot(4, 1), "04/11 09:00 Tarea"},
+                        {slot(4, 2), "04/11 22:00 N Noche"},
+                        {slot(5, 1), "05/11 08:00 Tarea"},
+                        {slot(6, 1), "06/11 07:00 M Mañana"},
+                        {slot(7, 1), "07/11 15:00 T Tarde"},
+                        {slot(8, 1), "08/11 22:00 N Noche"},
+                        {slot(9, 1), "09/11 00:00 Vacaciones"},
+                        {slot(10, 1), "10/11 07:00 M Mañana"},
+                    }));
+  // The rotation a day later: each day's first slot keeps its UID and takes
+  // the day's new shift; the 5th holds two events now, the 2nd and 6th none,
+  // and the leave cancels the night of the 9th.
+  const auto after = ByUid(EvaEvents(EvaPlan("2026-11-03"), first, last));
+  EXPECT_EQ(after, (std::map<std::string, std::string>{
+                       {slot(3, 1), "03/11 07:00 M Mañana"},
+                       {slot(4, 1), "04/11 09:00 Tarea"},
+                       {slot(4, 2), "04/11 15:00 T Tarde"},
+                       {slot(5, 1), "05/11 08:00 Tarea"},
+                       {slot(5, 2), "05/11 22:00 N Noche"},
+                       {slot(7, 1), "07/11 07:00 M Mañana"},
+                       {slot(8, 1), "08/11 15:00 T Tarde"},
+                       {slot(9, 1), "09/11 00:00 Vacaciones"},
+                   }));
+  // An item moved within its day keeps its UID.
+  const auto moved = ByUid(EvaEvents(EvaPlan("2026-11-02", "11:30"), first, last));
+  EXPECT_EQ(moved.at(slot(5, 1)), "05/11 11:30 Tarea");
+  // A range that starts on the 5th holds the night of the 4th but not the
+  // course before it: the night keeps the second slot of its day.
+  const auto later = EvaEvents(EvaPlan("2026-11-02"), At(2026, 11, 5), last);
+  ASSERT_FALSE(later.empty());
+  EXPECT_EQ(later.front().uid, slot(4, 2));
+  EXPECT_EQ(later.front().start, At(2026, 11, 4, 22));
+}
+
+// The UID, SEQUENCE, STATUS and start of each event, as libical reads them.
+std::vector<std::string> Followed(const std::string& ics) {
+  std::vector<std::string> problems;
+  Calendar root = ParseChecked(ics, problems);
+  EXPECT_EQ(problems, std::vector<std::string>{});
+  std::vector<std::string> seen;
+  for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT); e;
+       e = icalcomponent_get_next_component(root.get(), ICAL_VEVENT_COMPONENT)) {
+    const bool cancelled = icalcomponent_get_status(e) == ICAL_STATUS_CANCELLED;
+    seen.push_back(std::string(icalcomponent_get_uid(e)).substr(17, 10) + " " +
+                   std::to_string(icalcomponent_get_sequence(e)) +
+                   (cancelled ? " cancelled " : " ") +
+                   WallOf(icalcomponent_get_dtstart(e)).ToString("dd/mm hh:nn"));
+  }
+  std::sort(seen.begin(), seen.end());
+  return seen;
+}
+
+TEST(ICalendar, FollowingAnEarlierExportCancelsWhatIsGoneAndCountsChanges) {
+  const TFecha first = At(2026, 11, 2), last = At(2026, 11, 10);
+  const TZone madrid = TZone::Find("Europe/Madrid");
+  for (const TZone* zone : {static_cast<const TZone*>(nullptr), &madrid}) {
+    const TCalendarOptions options{zone, 1'790'000'000};
+    const std::string old = WriteCalendar(EvaEvents(EvaPlan("2026-11-02"), first, last), options);
+    std::vector<TCalendarEvent> events = EvaEvents(EvaPlan("2026-11-03"), first, last);
+    const TFollowed followed = FollowPrevious(events, old, options);
+    EXPECT_EQ(followed.cancelled, 3u);
+    EXPECT_EQ(followed.changed, 4u);  // the 3rd, 7th and 8th, and the 4th's second slot
+    const std::string next = WriteCalendar(events, options);
+    // The 2nd, 6th and 10th are gone and cancelled at their old times; what stayed
+    // the same keeps SEQUENCE 0; new slots start from 0.
+    const std::vector<std::string> once = {
+        "20261102-1 1 cancelled 02/11 07:00", "20261103-1 1 03/11 07:00",
+        "20261104-1 0 04/11 09:00",           "20261104-2 1 04/11 15:00",
+        "20261105-1 0 05/11 08:00",           "20261105-2 0 05/11 22:00",
+        "20261106-1 1 cancelled 06/11 07:00", "20261107-1 1 07/11 07:00",
+        "20261108-1 1 08/11 15:00",           "20261109-1 0 09/11 00:00",
+        "20261110-1 1 cancelled 10/11 07:00"};
+    EXPECT_EQ(Followed(next), once);
+    // Following the same plan again changes nothing, byte for byte: the
+    // cancellations travel on with their SEQUENCE.
+    std::vector<TCalendarEvent> again = EvaEvents(EvaPlan("2026-11-03"), first, last);
+    const TFollowed still = FollowPrevious(again, next, options);
+    EXPECT_EQ(still.changed, 0u);
+    EXPECT_EQ(still.cancelled, 3u);
+    EXPECT_EQ(WriteCalendar(again, options), next);
+    // Back to the first plan: the cancelled slots come back one SEQUENCE up.
+    std::vector<TCalendarEvent> back = EvaEvents(EvaPlan("2026-11-02"), first, last);
+    const TFollowed undone = FollowPrevious(back, next, options);
+    EXPECT_EQ(undone.cancelled, 1u);  // the 5th's second slot is gone again
+    const std::vector<std::string> twice = Followed(WriteCalendar(back, options));
+    ASSERT_EQ(twice.size(), 11u);
+    EXPECT_EQ(twice.front(), "20261102-1 2 02/11 07:00");
+    EXPECT_EQ(twice.at(5), "20261105-2 1 cancelled 05/11 22:00");
+    EXPECT_EQ(twice.at(6), "20261106-1 2 06/11 07:00");
+    EXPECT_EQ(twice.back(), "20261110-1 2 10/11 07:00");
+  }
+  // What no earlier export can be: named in the error.
+  std::vector<TCalendarEvent> events;
+  for (const auto& [ics, why] : std::vector<std::pair<std::string, std::string>>{
+           {"", "no iCalendar calendar"},
+           {"BEGIN:VEVENT\r\nUID:a\r\nDTSTART:20261102T070000\r\nEND:VEVENT\r\n",
+            "no iCalendar calendar"},
+           {Wrapped({"DTSTART:20261102T070000\r\n"}), "event 1 has no UID"},
+           {Wrapped({"UID:a\r\nSUMMARY:x\r\n"}), "event 'a' has no DTSTART"},
+           {Wrapped(
+                {"UID:a\r\nDTSTART:20261102T070000\r\n", "UID:a\r\nDTSTART:20261103T070000\r\n"}),
+            "UID 'a' is on two events"},
+           {Wrapped({"UID:a\r\nDTSTART:20261102T0700\r\n"}), "event 'a': "},
+       }) {
+    try {
+      FollowPrevious(events, ics, {});
+      ADD_FAILURE() << "took " << ics;
+    } catch (const EConvertError& e) {
+      EXPECT_NE(e.Message.find(why), std::string::npos) << e.Message;
+    }
+  }
 }
 
 }  // namespace

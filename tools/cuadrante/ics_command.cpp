@@ -69,7 +69,7 @@ std::vector<roster::TCalendarEvent> EventsOfPlan(const std::string& path, const 
   for (const roster::TPersonRoster& person : roster::BuildRosters(plan, first, last)) {
     if (!employee.empty() && person.employee->id != employee) continue;
     if (!post.empty() && person.employee->post != post) continue;
-    for (auto& event : roster::EventsOfRoster(plan, person, employee.empty(), Labels()))
+    for (auto& event : roster::EventsOfRoster(plan, person, employee.empty(), Labels(), first))
       events.push_back(std::move(event));
   }
   return events;
@@ -178,15 +178,23 @@ void HelpIcs() {
   std::printf(
       "usage: cuadrante ics DOCUMENT --from DATE --to DATE | --month YYYY-MM\n"
       "                     [--employee ID | --post CODE] [--tz ZONE] [--rrule]\n"
-      "                     [-o FILE.ics]\n\n"
+      "                     [--previous OLD.ics] [-o FILE.ics]\n\n"
       "Writes an iCalendar (RFC 5545) calendar that phones and calendar programs\n"
       "import: one event an item of the range (an item belongs when it overlaps\n"
       "it). DOCUMENT is a point-set document, a rules document (its occurrences\n"
       "over the range) or a plan: --employee ID takes one person's roster, --post\n"
-      "CODE everyone on that post, and neither everyone, named in each event. Each\n"
-      "event has a UID that the same item keeps in every export, so importing again\n"
-      "updates the calendar instead of doubling it; shifts show their code and name,\n"
-      "other items their type, and absences leave the time free.\n"
+      "CODE everyone on that post, and neither everyone, named in each event.\n"
+      "Shifts show their code and name (the code also as X-CUADRANTE-SHIFT), other\n"
+      "items their type, and absences leave the time free; planned work that leave\n"
+      "cancels is left out. Each event has a UID that a later export gives it\n"
+      "again, so importing again updates the calendar instead of doubling it: in a\n"
+      "plan, a person's slot (the day and the first, second... event of that day),\n"
+      "so a shift that moves updates the event of the slot it lands in; in a\n"
+      "document or a rule, the item and its start.\n"
+      "--previous OLD.ics follows the calendar exported before (it may be the -o\n"
+      "file): each event of OLD.ics whose UID is gone comes again with\n"
+      "STATUS:CANCELLED, so the phone removes it, and an event whose times, summary\n"
+      "or type changed carries a SEQUENCE one higher than in OLD.ics.\n"
       "Without --tz the times float (the wall clock, as the library keeps it); with\n"
       "--tz Europe/Madrid each time carries that zone and the calendar its rules\n"
       "from the tz database. --rrule writes each rule of a rules document once, as\n"
@@ -196,30 +204,49 @@ void HelpIcs() {
       "Without -o the calendar goes to stdout.\n\n"
       "examples:\n"
       "  cuadrante ics examples/plan.xml --employee eva --month 2026-11 -o eva.ics\n"
+      "  cuadrante ics examples/plan.xml --employee eva --month 2026-11 --previous eva.ics -o "
+      "eva.ics\n"
       "  cuadrante ics examples/rules.xml --month 2026-11 --rrule --tz Europe/Madrid\n");
 }
 
 int RunIcs(const Args& args) {
   const Options options =
-      Parse(args, {"--from", "--to", "--month", "--employee", "--post", "--tz", "-o"}, {"--rrule"});
+      Parse(args, {"--from", "--to", "--month", "--employee", "--post", "--tz", "--previous", "-o"},
+            {"--rrule"});
   const Job job = ReadJob(options, "DOCUMENT", "ics");
   const auto& [path, output, first, last, zone] = job;
 
   const bool plan = path != "-" && HoldsPlan(ReadWholeFile(path, kDocumentFileLimit));
-  const std::vector<roster::TCalendarEvent> events =
+  std::vector<roster::TCalendarEvent> events =
       plan ? EventsOfPlan(path, options, first, last)
            : EventsOfDocument(path, options, first, last, zone ? &*zone : nullptr);
+  const roster::TCalendarOptions writing{zone ? &*zone : nullptr, Stamp()};
+  std::optional<roster::TFollowed> followed;
+  if (options.Has("--previous")) {
+    // Read whole before anything is written: -o may name the same file.
+    const std::string& previous = options.Need("--previous");
+    try {
+      followed =
+          roster::FollowPrevious(events, ReadWholeFile(previous, kCalendarFileLimit), writing);
+    } catch (const Exception& e) {
+      throw EConvertError(previous + ": " + e.Message);
+    }
+  }
   if (zone) {
     TBasicPointMgr items;
     for (const auto& event : events)
       items.Add(new TBasicPoint(event.start, TDuration(event.seconds)));
     ReportWallProblems(items.Points, *zone);
   }
-  const std::string calendar = roster::WriteCalendar(events, {zone ? &*zone : nullptr, Stamp()});
+  const std::string calendar = roster::WriteCalendar(events, writing);
   size_t recurring = 0;
   for (const auto& event : events) recurring += event.recurrence ? 1 : 0;
   std::string summary = std::to_string(events.size()) + " event" + (events.size() == 1 ? "" : "s");
   if (recurring > 0) summary += ", " + std::to_string(recurring) + " recurring";
+  if (followed) {
+    summary += ", " + std::to_string(followed->cancelled) + " cancelled, " +
+               std::to_string(followed->changed) + " changed since " + options.Need("--previous");
+  }
   Deliver(output, calendar, summary);
   return 0;
 }
@@ -233,13 +260,45 @@ void HelpIcsImport() {
       "occurrences that overlap the range, recurrences expanded (RRULE, RDATE,\n"
       "EXDATE, moved occurrences), cancelled events left out. All-day events last\n"
       "whole days. Floating times stay as they are; times with a zone or in UTC\n"
-      "become the wall clock of --tz, and stay as written without it. The type is\n"
+      "become the wall clock of --tz, or without it of the system's zone (TZ, else\n"
+      "the zone /etc/localtime names, else UTC), which stderr names. The type is\n"
       "the one this tool exported, else the type a CATEGORIES value names, else\n"
-      "--type (default 9, Vacaciones). -o writes the items as a point-set document\n"
-      "that `points`, `grid` and `render` read, whole or not at all.\n\n"
+      "--type (default 9, Vacaciones); the shift code is the exported\n"
+      "X-CUADRANTE-SHIFT. -o writes the items as a document of boxes (code: the\n"
+      "shift code, description: SUMMARY less the code) that `points`, `grid`,\n"
+      "`render` and `ics` read, whole or not at all, so an export of it shows the\n"
+      "same SUMMARY, code and type again.\n\n"
       "examples:\n"
       "  cuadrante ics-import eva.ics --from 2026-11-01 --to 2026-12-31\n"
       "  cuadrante ics-import eva.ics --month 2026-11 --tz Europe/Madrid -o eva.xml\n");
+}
+
+// One row an occurrence: the columns of `points`, then code and SUMMARY.
+void PrintImported(const std::vector<roster::TImportedEvent>& events, Format format) {
+  const bool forPeople = format == Format::kText;
+  Table table("points", {{"group", "group", 5, true, true},
+                         {"start", "start", 16},
+                         {"end", "end", 16},
+                         {forPeople ? "length" : "seconds", "length", 8, false, true},
+                         {"type", "type", 4, true, true},
+                         {"label", "label", forPeople ? 12u : 0u},
+                         {"code", "code", forPeople ? 4u : 0u},
+                         {"summary", "summary", 0}});
+  const char* const dateForm = forPeople ? "dd/mm/yyyy hh:nn" : "yyyy-mm-dd hh:nn:ss";
+  const auto when = [&](TFecha date) {
+    std::string text = date.ToString(dateForm);
+    if (!forPeople) text[10] = 'T';  // programs read ISO 8601 with its "T"
+    return text;
+  };
+  for (const roster::TImportedEvent& event : events) {
+    const TDuration length(event.seconds);
+    table.Add({"0", when(event.start), when(TFecha(event.start.Value() + event.seconds)),
+               forPeople ? Trim(length.GetSmartString()) : std::to_string(event.seconds),
+               std::to_string(static_cast<int>(event.type)),
+               TypeLabel(static_cast<int>(event.type)), event.code,
+               forPeople ? Printable(event.summary) : event.summary});
+  }
+  table.Print(format);
 }
 
 int RunIcsImport(const Args& args) {
@@ -248,8 +307,15 @@ int RunIcsImport(const Args& args) {
   const Format format = ParseFormat(options);
   const Job job = ReadJob(options, "FILE.ics", "ics-import");
   const auto& [path, output, first, last, zone] = job;
+  // One wall clock for every zoned and UTC time: --tz, else the system's.
+  std::optional<roster::TZoneChoice> local;
+  if (!zone) {
+    local = roster::LocalZone();
+    std::fprintf(stderr, "cuadrante ics-import: zoned and UTC times on the clock of %s (%s)\n",
+                 local->zone.Name().c_str(), local->why.c_str());
+  }
   roster::TImportOptions reading;
-  reading.zone = zone ? &*zone : nullptr;
+  reading.zone = zone ? &*zone : &local->zone;
   reading.label = Labels();
   if (options.Has("--type")) {
     const std::string& text = options.Need("--type");
@@ -267,12 +333,9 @@ int RunIcsImport(const Args& args) {
   } catch (const Exception& e) {
     throw EConvertError(path + ": " + e.Message);
   }
+  // Boxes keep the shift code and SUMMARY that points would drop.
   TBasicPointMgr set;
-  for (const auto& event : events) {
-    auto* point = new TBasicPoint(event.start, TDuration(event.seconds));
-    point->Type = event.type;
-    set.Add(point);
-  }
+  roster::AddAsBoxes(events, set);
   if (!output.empty()) {
     Deliver(output, DocumentText(set),
             std::to_string(events.size()) + " item" + (events.size() == 1 ? "" : "s"));
@@ -282,7 +345,7 @@ int RunIcsImport(const Args& args) {
     PrintAsDocument(set);
     return 0;
   }
-  PrintPoints(set.Points, format, false, false);
+  PrintImported(events, format);
   if (format == Format::kText)
     std::printf("\n%zu item%s from %s\n", events.size(), events.size() == 1 ? "" : "s",
                 path.c_str());
