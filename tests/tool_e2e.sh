@@ -90,6 +90,232 @@ expect 1 "'2026-13-01' is not a date" expand "$examples/rules.xml" --from 2026-1
 expect 2 '--group takes' periods --from 2026-11-01 --to 2026-11-30 --group year
 expect 1 'no-such.xml' roster "$examples/no-such.xml" --month 2026-11
 
+# Text columns hold whatever the cells are: a cell wider than its column is cut
+# at a character boundary and ends in "…", a wide character takes two terminal
+# cells and a combining accent none, a number widens its column rather than
+# lose digits, and no byte of a cell steers the terminal. Each hostile output is
+# read beside the same table with tame cells: the blanks that part the tame
+# columns (display columns blank in every line, before some cell's start) must
+# stay blank in every hostile line, and a hostile row may differ from its tame
+# twin inside one column alone. Widths follow Python's unicodedata.
+cat >"$work/columns.py" <<'PY'
+import csv, io, json, sys, unicodedata
+
+def width(ch):
+    if unicodedata.combining(ch) or unicodedata.category(ch) in ("Mn", "Me", "Cf"):
+        return 0
+    return 2 if unicodedata.east_asian_width(ch) in "WF" else 1
+
+def text_width(text):
+    return sum(width(ch) for ch in text)
+
+def cells(line):
+    """One string a terminal cell: a character with its marks, "" after a wide one."""
+    out = []
+    for ch in line:
+        if width(ch) == 0 and out:
+            out[-2 if out[-1] == "" else -1] += ch
+        else:
+            out += [ch, ""] if width(ch) == 2 else [ch]
+    return out
+
+def table(path):
+    """The table's lines, as cells: the output up to its first empty line."""
+    with open(path, encoding="utf-8") as f:  # raises on bytes that are no UTF-8
+        lines = f.read().split("\n")
+    if len(lines) < 3 or "" not in lines:
+        fail("%s holds no table: %r" % (path, lines[:3]))
+    return [cells(line) for line in lines[: lines.index("")]]
+
+def blank(row, p):
+    return p >= len(row) or row[p] == " "
+
+def separators(rows):
+    widest = max(len(row) for row in rows)
+    return [p for p in range(1, widest - 1)
+            if all(blank(row, p) for row in rows) and any(not blank(row, p + 1) for row in rows)]
+
+def spans(row, seps):
+    bounds = [-1] + seps + [max(len(row), seps[-1] + 1)]
+    return ["".join(row[a + 1:b]) for a, b in zip(bounds, bounds[1:])]
+
+def fail(what):
+    print("   ", what)
+    sys.exit(1)
+
+def shown(raw):
+    """What a terminal may get of a cell: controls, C1 controls, separators and
+    bidirectional embeddings, overrides and isolates as the \\xNN of their bytes."""
+    out = ""
+    for ch in raw:
+        steers = (ord(ch) < 0x20 or 0x7F <= ord(ch) <= 0x9F or ch in "\u2028\u2029"
+                  or 0x202A <= ord(ch) <= 0x202E or 0x2066 <= ord(ch) <= 0x2069)
+        out += "".join("\\x%02X" % b for b in ch.encode()) if steers else ch
+    return out
+
+def safe(path):
+    with open(path, encoding="utf-8") as f:
+        text = f.read()
+    bad = [ch for ch in text if ch != "\n" and shown(ch) != ch]
+    if bad:
+        fail("%s lets %r through to the terminal" % (path, bad[:3]))
+
+def aligned(tame_path, hostile_path, least_columns, hostile_of=None):
+    tame, hostile = table(tame_path), table(hostile_path)
+    safe(hostile_path)
+    if len(tame) != len(hostile):
+        fail("%d tame lines, %d hostile ones" % (len(tame), len(hostile)))
+    seps = separators(tame)
+    if len(seps) + 1 < least_columns:
+        fail("the tame table shows %d columns: %s" % (len(seps) + 1, seps))
+    changed = 0
+    cuts = set()
+    for n, (a, b) in enumerate(zip(tame, hostile)):
+        line = "".join(b)
+        if line.endswith(" "):
+            fail("line %d ends in a blank: %r" % (n, line))
+        moved = [p for p in seps if not blank(b, p)]
+        if moved:
+            fail("line %d covers the blanks before display columns %s: %r" % (n, moved, line))
+        differ = [i for i, (x, y) in enumerate(zip(spans(a, seps), spans(b, seps)))
+                  if x.rstrip() != y.rstrip()]
+        if len(differ) > 1:
+            fail("line %d differs from its tame twin in columns %s: %r" % (n, differ, line))
+        changed += len(differ)
+        for i in differ:
+            cell = spans(b, seps)[i].rstrip()
+            if "\u2026" in cell and hostile_of:
+                cuts |= cut(cell, hostile_of[spans(a, seps)[i].strip()], i, seps)
+    if changed == 0:
+        fail("no line of %s differs from the tame table" % hostile_path)
+    return cuts
+
+def cut(cell, raw, i, seps):
+    """A cut cell is the longest run of whole characters of the shown text, marks
+    kept with their letter and trailing blanks dropped, that leaves room for "…"."""
+    room = seps[i] - (seps[i - 1] + 1 if i else 0)
+    full = shown(raw)
+    prefix = cell[:-1]
+    if not cell.endswith("\u2026") or "\u2026" in prefix or not full.startswith(prefix):
+        fail("%r is no cut of %r" % (cell, full))
+    rest = full[len(prefix):]
+    blanks = len(rest) - len(rest.lstrip(" "))
+    nxt = rest[blanks]
+    for ch in rest[blanks + 1:]:
+        if width(ch) != 0 and not unicodedata.category(ch).startswith("M"):
+            break
+        nxt += ch
+    if unicodedata.category(rest[0]).startswith("M") or width(rest[0]) == 0:
+        fail("%r parts a character from its mark" % cell)
+    used = text_width(prefix) + 1
+    if used > room or text_width(prefix) + blanks + text_width(nxt) + 1 <= room:
+        fail("%r is not the longest cut of %r into %d cells" % (cell, full, room))
+    kinds = set()
+    if unicodedata.combining(prefix[-1]):
+        kinds.add("mark")
+    if used < room:
+        kinds.add("short")
+    return kinds
+
+what = sys.argv[1]
+if what == "aligned":
+    aligned(sys.argv[2], sys.argv[3], int(sys.argv[4]))
+elif what == "cut":
+    # The tame label of each row and the dictionary's hostile label for it.
+    labels = {}
+    with open(sys.argv[5], encoding="utf-8", newline="") as f:
+        for entry in f.read().split("\r\n"):
+            if entry:
+                tame_label, hostile_label = entry.split("\t")
+                labels[tame_label] = hostile_label
+    kinds = aligned(sys.argv[2], sys.argv[3], int(sys.argv[4]), labels)
+    if kinds != {"mark", "short"}:
+        fail("the cuts show only %s of a kept mark and a wide character left out" % kinds)
+elif what == "widened":
+    # The tame table and one whose header is wider than its number column.
+    tame, wide = table(sys.argv[2]), table(sys.argv[3])
+    header = sys.argv[4]
+    if len(separators(tame)) != len(separators(wide)) or len(tame) != len(wide):
+        fail("the columns changed: %s, %s" % (separators(tame), separators(wide)))
+    for n, (a, b) in enumerate(zip(tame, wide)):
+        x = [s.strip() for s in spans(a, separators(tame))]
+        y = [s.strip() for s in spans(b, separators(wide))]
+        if n == 0 and header in y:
+            x[y.index(header)] = header
+        if x != y:
+            fail("line %d lost a cell: %s against %s" % (n, y, x))
+elif what == "whole":
+    # Files for programs carry every label whole, byte for byte.
+    with open(sys.argv[2], encoding="utf-8") as f:
+        listed = {row["label"] for row in json.load(f)}
+    with open(sys.argv[3], encoding="utf-8", newline="") as f:
+        listed_csv = {row["label"] for row in csv.DictReader(io.StringIO(f.read()))}
+    with open(sys.argv[4], encoding="utf-8", newline="") as f:
+        wanted = {entry.split("\t")[1] for entry in f.read().split("\r\n") if entry}
+    if not wanted <= listed or not wanted <= listed_csv:
+        fail("JSON has %r, CSV %r; want %r" % (listed, listed_csv, wanted))
+PY
+columns() { python3 "$work/columns.py" "$@"; }
+# A plan with tame names and cells, and the same plan with a name of wide
+# characters, a combining accent and a tab, and a day full of leave and shifts.
+cat >"$work/tame.xml" <<'XML'
+<PLAN>
+  <SHIFT code="A" start="06:00" hours="2" type="2"/>
+  <SHIFT code="M" start="07:00" hours="8" type="2"/>
+  <POST code="P"/>
+  <EMPLOYEE id="ana" post="P" contract="40"><RULE shift="M" every="day" from="2026-11-02"/></EMPLOYEE>
+  <EMPLOYEE id="luis" post="P" contract="40"><RULE shift="M" every="day" from="2026-11-02"/></EMPLOYEE>
+</PLAN>
+XML
+sed 's/id="ana"/id="勤務表e\&#x301;\&#9;ana-de-nombre-largo"/' "$work/tame.xml" >"$work/hostile.xml"
+python3 - "$work/hostile.xml" <<'PY'
+import sys
+path = sys.argv[1]
+text = open(path, encoding="utf-8").read()
+end = text.rindex("</EMPLOYEE>")
+text = (text[:end] + '<LEAVE from="2026-11-04" to="2026-11-04" type="9"/>'
+        '<ITEM start="2026-11-04T08:00" hours="7.5" type="9"/><ITEM start="2026-11-04" shift="A"/>'
+        + text[end:])
+open(path, "w", encoding="utf-8").write(text)
+PY
+"$tool" plan roster "$work/tame.xml" --from 2026-11-02 --to 2026-11-15 >"$work/tame.out" 2>/dev/null
+"$tool" plan roster "$work/hostile.xml" --from 2026-11-02 --to 2026-11-15 >"$work/hostile.out" 2>/dev/null
+check "plan roster: a long day and a wide, accented, tabbed name move no column" \
+  columns aligned "$work/tame.out" "$work/hostile.out" 10
+# Labels through a dictionary: letters with combining accents and a Devanagari
+# syllable with its spacing vowel sign where the cut falls (the sign alone does
+# not fit), a wide character that does not fit its last cell, and terminal
+# controls (a window title, a C1 CSI, a right-to-left override).
+printf 'Horario\tHora%sकिकिकि\r\nCobertura\t\033]0;x\a勤務表勤務表\r\nTarea\t\302\2332J\342\200\256Tarea\r\n' \
+  "$(for _ in $(seq 10); do printf 'e\314\201'; done)" >"$work/hostile.ini.dic"
+printf '[Localization]\nDictionary=.dic\n' >"$work/hostile.ini"
+"$tool" expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-06 --boxes >"$work/tame.out"
+"$tool" expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-06 --boxes \
+  --dict "$work/hostile.ini" >"$work/hostile.out"
+check "expand --boxes: labels too wide are cut at a character, and steer no terminal" \
+  columns cut "$work/tame.out" "$work/hostile.out" 7 "$work/hostile.ini.dic"
+"$tool" roster "$examples/rules.xml" --from 2026-11-02 --to 2026-11-08 >"$work/tame.out"
+"$tool" roster "$examples/rules.xml" --from 2026-11-02 --to 2026-11-08 \
+  --dict "$work/hostile.ini" >"$work/hostile.out"
+check "roster: a label too wide moves no day" \
+  columns aligned "$work/tame.out" "$work/hostile.out" 11
+printf 'lun\tMonday-long\r\n' >"$work/wide.ini.dic"
+printf '[Localization]\nDictionary=.dic\n' >"$work/wide.ini"
+"$tool" roster "$examples/rules.xml" --from 2026-11-02 --to 2026-11-08 --dict "$work/wide.ini" >"$work/wide.out"
+check "roster: a day's header wider than its column widens it, whole" \
+  columns widened "$work/tame.out" "$work/wide.out" Monday-long
+for format in json csv; do
+  "$tool" expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-06 --boxes \
+    --dict "$work/hostile.ini" --format "$format" >"$work/hostile.$format"
+done
+check "expand as JSON and CSV carries the labels whole and as they are" \
+  columns whole "$work/hostile.json" "$work/hostile.csv" "$work/hostile.ini.dic"
+# A label that is no UTF-8 reaches the terminal as its bytes' \xNN.
+printf 'Horario\t\377\376\303\r\n' >"$work/broken.ini.dic"
+printf '[Localization]\nDictionary=.dic\n' >"$work/broken.ini"
+expect 0 '^ +1 23/11/2026 08:00 23/11/2026 16:00 8 h +2 [\]xFF[\]xFE[\]xC3$' \
+  points "$work/overlaps.xml" --dict "$work/broken.ini"
+
 # The environment document and the configuration file.
 env="$work/env.xml"
 expect 0 '^$' env set GENERAL ZV_MON_TIMEOUT 1 --env "$env"

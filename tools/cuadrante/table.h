@@ -3,6 +3,10 @@
 // of column keys), XML (one element a row, one child a column) and JSON (an
 // array with one object a row, keyed by the column keys; numeric columns as
 // numbers).
+//
+// Text columns are laid out in terminal cells, not bytes or characters: every
+// row's columns start at the same display column whatever the cells hold.
+// Only the text form shapes cells; the other forms carry them whole.
 #pragma once
 
 #include <cstdio>
@@ -14,9 +18,14 @@ namespace cuadrante::tool {
 enum class Format { kText, kCsv, kXml, kJson };
 
 struct Column {
-  std::string key;      // CSV header and XML element name: an XML name
-  std::string header;   // what a person reads above the column
-  size_t width = 0;     // text form: characters, the cell is padded to it
+  std::string key;     // CSV header and XML element name: an XML name
+  std::string header;  // what a person reads above the column
+  // Text form, in terminal cells. A text column is padded to it, and a cell
+  // wider (the header too) is cut and ends in "…". A number (right or number)
+  // is never cut: its column widens for the whole table to the widest cell
+  // instead. 0 leaves the column free: as wide as its widest cell, and the
+  // last one unpadded.
+  size_t width = 0;
   bool right = false;   // text form: numbers align right
   bool number = false;  // JSON form: the cells are numbers
 };
@@ -46,8 +55,25 @@ class Table {
 
 // Characters of UTF-8 `text`: the bytes that begin one.
 size_t Characters(const std::string& text);
-// `text` padded with blanks to `width` characters, not bytes: labels are UTF-8.
+// Terminal cells that UTF-8 `text` takes: 2 for an East Asian wide or
+// fullwidth character, 0 for a nonspacing or enclosing mark, a format
+// character other than the soft hyphen, a control, or a medial or final
+// Hangul jamo, 1 for any other (and for each byte that is no UTF-8).
+size_t DisplayWidth(const std::string& text);
+// `text` padded with blanks to `width` terminal cells.
 std::string Pad(const std::string& text, size_t width, bool right = false);
+// `text` as it fits in `width` terminal cells: whole when it fits, otherwise
+// cut between two characters, never before a mark or a zero-width character,
+// with "…" as its last cell. It may come out a cell short when a wide
+// character does not fit.
+// Example: Fit("Vacaciones 08:00-15:30", 14) is "Vacaciones 08…".
+std::string Fit(const std::string& text, size_t width);
+// A cell as a text table shows it: Printable, and the characters that steer a
+// terminal or the direction of the line though valid UTF-8 (C1 controls such as
+// CSI, line and paragraph separators, bidirectional embeddings, overrides and
+// isolates) as the \xNN of their bytes, so a name cannot move the cursor,
+// retitle the window or turn the rest of its row around.
+std::string Shown(const std::string& text);
 
 // The field quoted when it holds a comma, a quote, a line break or outer blanks.
 std::string CsvField(const std::string& text);
