@@ -294,6 +294,7 @@ std::string Span(int64_t from, int64_t to) {
   return TFecha(from).ToString("dd/mm hh:nn") + " - " + TFecha(to).ToString("dd/mm hh:nn");
 }
 
+// What the rows drew that the legend names.
 struct Colours {
   const roster::TPlan& plan;
   std::vector<bool> shiftsDrawn;
@@ -302,80 +303,110 @@ struct Colours {
   bool midnight = false;
 };
 
-void DrawBlock(TPicture& picture, const Block& block, int y, Colours& colours) {
-  const roster::TPersonRoster& person = *block.person;
-  picture.Put("<g class=\"person\" data-employee=\"%s\" data-y=\"%d\" data-height=\"%d\">\n",
-              Escape(person.employee->id).c_str(), y, block.Height());
-  picture.Rule("frame", y);
-  picture.Rule("frame", y + block.Height());
-  picture.Text(kMargin + 8, y + block.Height() / 2 + 4, person.employee->name, " class=\"name\"");
-  for (size_t i = 0; i < person.items.size(); ++i) {
-    const auto& item = person.items[i];
-    const int by = y + kBlockTop + block.lane[i] * kLaneHeight + kBoxInset;
-    const int bh = kLaneHeight - 2 * kBoxInset;
-    const std::string times = Span(item.start.Value(), item.End());
-    const std::string label = (item.code.empty() ? "" : item.code + " ") + TypeLabel(item.type);
-    const int x = picture.X(item.start.Value());
-    const int w = std::max(picture.X(item.End()), x + 2) - x;
-    if (item.cancelled) {
-      // An outline struck through: it was planned, and it is not worked.
-      colours.cancelled = true;
-      picture.Rect("cancelled", item.start.Value(), item.End(), by, bh, "none",
-                   std::string(" stroke=\"") + kCancelled + "\" stroke-dasharray=\"3,2\"",
-                   Say("Anulado por ausencia") + ": " + label + " " + times);
-      picture.Put(
-          "<line class=\"strike\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\"/>\n", x,
-          by + bh, x + w, by, kCancelled);
-      continue;
-    }
-    const std::optional<size_t> shift = ShiftIndex(colours.plan, item.code);
-    const bool wholeDays = !shift && item.seconds % kDay == 0 && item.start.Value() % kDay == 0;
-    std::string fill;
-    if (shift) {
-      fill = ShiftFill(*shift);
-      colours.shiftsDrawn[*shift] = true;
-    } else {
-      fill = wholeDays ? Tint(TypeFill(item.type)) : TypeFill(item.type);
-      const std::pair<int, bool> key{item.type, wholeDays};
-      if (std::none_of(colours.types.begin(), colours.types.end(),
-                       [&](const auto& entry) { return entry.first == key; }))
-        colours.types.push_back({key, fill});
-    }
-    picture.Rect("box", item.start.Value(), item.End(), by, bh, fill,
-                 " data-type=\"" + std::to_string(item.type) + "\" data-code=\"" +
-                     Escape(item.code) + "\" stroke=\"#555555\" stroke-width=\"0.5\"",
-                 label + " " + times);
-    // The code in the middle of its box, clear of the box's edges.
-    if (!item.code.empty() && w >= 6 * static_cast<int>(Characters(item.code)) + 8) {
-      picture.Text(
-          x + w / 2, by + 11, item.code,
-          std::string(" font-size=\"9\" text-anchor=\"middle\" fill=\"") + InkFor(fill) + "\"");
-    }
-    // A notch at each midnight the box runs past, sticking out above and
-    // below it, so a night reads as going on into the next day's column.
-    if (wholeDays) continue;
-    for (int64_t midnight = (item.start.Value() / kDay + 1) * kDay;
-         midnight < item.End() && midnight <= picture.End(); midnight += kDay) {
-      if (midnight < picture.First()) continue;
-      colours.midnight = true;
-      const int mx = picture.X(midnight);
-      picture.Put(
-          "<line class=\"midnight\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\" "
-          "stroke-width=\"2\"><title>%s</title></line>\n",
-          mx, by - 2, mx, by + bh + 2, kNotch,
-          Escape(Say("Sigue tras la medianoche") + ": " + label + " " + times).c_str());
-    }
+// Where an item's box goes in its person's block, and what its tooltip says.
+struct BoxPlace {
+  int x = 0;
+  int y = 0;
+  int width = 0;
+  int height = 0;
+  std::string times;
+  std::string label;  // the code, if any, and the type
+};
+
+BoxPlace PlaceBox(const TPicture& picture, const Block& block, size_t index, int blockTop) {
+  const roster::TRosterItem& item = block.person->items[index];
+  BoxPlace box;
+  box.y = blockTop + kBlockTop + block.lane[index] * kLaneHeight + kBoxInset;
+  box.height = kLaneHeight - 2 * kBoxInset;
+  box.times = Span(item.start.Value(), item.End());
+  box.label = (item.code.empty() ? "" : item.code + " ") + TypeLabel(item.type);
+  box.x = picture.X(item.start.Value());
+  box.width = std::max(picture.X(item.End()), box.x + 2) - box.x;
+  return box;
+}
+
+// An outline struck through: it was planned, and it is not worked.
+void DrawCancelled(TPicture& picture, const roster::TRosterItem& item, const BoxPlace& box) {
+  picture.Rect("cancelled", item.start.Value(), item.End(), box.y, box.height, "none",
+               std::string(" stroke=\"") + kCancelled + "\" stroke-dasharray=\"3,2\"",
+               Say("Anulado por ausencia") + ": " + box.label + " " + box.times);
+  picture.Put("<line class=\"strike\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\"/>\n",
+              box.x, box.y + box.height, box.x + box.width, box.y, kCancelled);
+}
+
+// The fill of an item without a shift, noted for the legend once a type and
+// kind (whole days or not).
+std::string UseTypeFill(int type, bool wholeDays, Colours& colours) {
+  const std::string fill = wholeDays ? Tint(TypeFill(type)) : TypeFill(type);
+  const std::pair<int, bool> key{type, wholeDays};
+  if (std::none_of(colours.types.begin(), colours.types.end(),
+                   [&](const auto& entry) { return entry.first == key; }))
+    colours.types.push_back({key, fill});
+  return fill;
+}
+
+// The filled box with its code in the middle, clear of the box's edges.
+void DrawBox(TPicture& picture, const roster::TRosterItem& item, const BoxPlace& box,
+             const std::string& fill) {
+  picture.Rect("box", item.start.Value(), item.End(), box.y, box.height, fill,
+               " data-type=\"" + std::to_string(item.type) + "\" data-code=\"" + Escape(item.code) +
+                   "\" stroke=\"#555555\" stroke-width=\"0.5\"",
+               box.label + " " + box.times);
+  if (!item.code.empty() && box.width >= 6 * static_cast<int>(Characters(item.code)) + 8) {
+    picture.Text(
+        box.x + box.width / 2, box.y + 11, item.code,
+        std::string(" font-size=\"9\" text-anchor=\"middle\" fill=\"") + InkFor(fill) + "\"");
   }
+}
+
+// A notch at each midnight the box runs past, sticking out above and below
+// it, so a night reads as going on into the next day's column.
+void DrawMidnights(TPicture& picture, const roster::TRosterItem& item, const BoxPlace& box,
+                   Colours& colours) {
+  for (int64_t midnight = (item.start.Value() / kDay + 1) * kDay;
+       midnight < item.End() && midnight <= picture.End(); midnight += kDay) {
+    if (midnight < picture.First()) continue;
+    colours.midnight = true;
+    const int mx = picture.X(midnight);
+    picture.Put(
+        "<line class=\"midnight\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\" "
+        "stroke-width=\"2\"><title>%s</title></line>\n",
+        mx, box.y - 2, mx, box.y + box.height + 2, kNotch,
+        Escape(Say("Sigue tras la medianoche") + ": " + box.label + " " + box.times).c_str());
+  }
+}
+
+// An item's box as its kind wants it: struck out, filled, notched at midnights.
+void DrawItem(TPicture& picture, const roster::TRosterItem& item, const BoxPlace& box,
+              Colours& colours) {
+  if (item.cancelled) {
+    colours.cancelled = true;
+    DrawCancelled(picture, item, box);
+    return;
+  }
+  const std::optional<size_t> shift = ShiftIndex(colours.plan, item.code);
+  const bool wholeDays = !shift && item.seconds % kDay == 0 && item.start.Value() % kDay == 0;
+  if (shift) colours.shiftsDrawn[*shift] = true;
+  const std::string fill = shift ? ShiftFill(*shift) : UseTypeFill(item.type, wholeDays, colours);
+  DrawBox(picture, item, box, fill);
+  if (!wholeDays) DrawMidnights(picture, item, box, colours);
+}
+
+// A red mark over each breach's span, above the lanes and clear of the frame.
+void DrawBreachMarks(TPicture& picture, const Block& block, int blockTop) {
   for (const roster::TBreach* breach : block.marks) {
-    // A red mark over the breach's span, above the lanes and clear of the frame.
     picture.Rect("breach", breach->from.Value(),
-                 std::max(breach->to.Value(), breach->from.Value() + 1), y + 1, 2, kBreachRed, "",
-                 Say(roster::BreachName(breach->kind)) + ": " + breach->detail);
+                 std::max(breach->to.Value(), breach->from.Value() + 1), blockTop + 1, 2,
+                 kBreachRed, "", Say(roster::BreachName(breach->kind)) + ": " + breach->detail);
   }
-  const int weeksTop = y + kBlockTop + block.lanes * kLaneHeight;
+}
+
+// A band over each breached week (as far as the picture shows it) under the
+// lanes, named where the name fits, and a pixel short of each end so two
+// weeks never run together.
+void DrawWeekBands(TPicture& picture, const Block& block, int blockTop) {
+  const int weeksTop = blockTop + kBlockTop + block.lanes * kLaneHeight;
   for (size_t i = 0; i < block.weeks.size(); ++i) {
-    // A band over the week (as far as the picture shows it) under the lanes,
-    // named, and a pixel short of each end so two weeks never run together.
     const roster::TBreach& breach = *block.weeks[i];
     const int x0 = picture.X(breach.from.Value()) + 1, x1 = picture.X(breach.to.Value()) - 1;
     if (x1 - x0 < 2) continue;
@@ -391,53 +422,92 @@ void DrawBlock(TPicture& picture, const Block& block, int y, Colours& colours) {
           x0 + 4, wy + 8, name,
           std::string(" class=\"week-label\" font-size=\"8\" fill=\"") + kBreachRed + "\"");
   }
+}
+
+void DrawBlock(TPicture& picture, const Block& block, int y, Colours& colours) {
+  const roster::TPersonRoster& person = *block.person;
+  picture.Put("<g class=\"person\" data-employee=\"%s\" data-y=\"%d\" data-height=\"%d\">\n",
+              Escape(person.employee->id).c_str(), y, block.Height());
+  picture.Rule("frame", y);
+  picture.Rule("frame", y + block.Height());
+  picture.Text(kMargin + 8, y + block.Height() / 2 + 4, person.employee->name, " class=\"name\"");
+  for (size_t i = 0; i < person.items.size(); ++i)
+    DrawItem(picture, person.items[i], PlaceBox(picture, block, i, y), colours);
+  DrawBreachMarks(picture, block, y);
+  DrawWeekBands(picture, block, y);
   picture.Svg() += "</g>\n";
 }
 
-}  // namespace
+// Whether a picture with the filter `shows` shows `employee`.
+bool Shown(const ShowsEmployee& shows, const roster::TEmployee& employee) {
+  return !shows || shows(employee);
+}
 
-int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const std::string& output,
-                  const ShowsEmployee& shows) {
-  if ((last.Value() - first.Value()) / kDay + 1 > kMostDays)
-    throw EConvertError("a plan picture shows at most " + std::to_string(kMostDays) +
-                        " days; draw a shorter range");
-  const auto rosters = roster::BuildRosters(plan, first, last);
-  // Coverage counts every person of a post, shown or not.
-  const auto allBreaches = roster::CheckRosters(plan, first, last, plan.limits, nullptr, Wording());
-  const auto allGaps = roster::CheckCoverage(plan, rosters, first, last);
-  const auto showing = [&](const roster::TEmployee& e) { return !shows || shows(e); };
-  TPicture picture(first, last);
-
-  // Posts in the plan's order, then the people without one; a post none of
-  // whose people are shown is left out.
-  std::vector<std::pair<const roster::TPost*, std::vector<size_t>>> groups;
-  for (const roster::TPost& post : plan.posts) groups.push_back({&post, {}});
-  groups.push_back({nullptr, {}});
-  std::vector<Block> blocks;
+std::vector<roster::TBreach> ShownBreaches(const std::vector<roster::TBreach>& all,
+                                           const ShowsEmployee& shows) {
   std::vector<roster::TBreach> breaches;
-  for (const auto& breach : allBreaches) {
-    if (showing(*breach.employee)) breaches.push_back(breach);
+  for (const auto& breach : all) {
+    if (Shown(shows, *breach.employee)) breaches.push_back(breach);
   }
+  return breaches;
+}
+
+// A post and the blocks of its people shown (null: the people without a post).
+struct Group {
+  const roster::TPost* post = nullptr;
+  std::vector<size_t> members;  // indices into the blocks
+};
+
+// The people shown, a block each, and their groups: posts in the plan's
+// order, then the people without one. A group none of whose people are shown
+// stays empty. The blocks borrow `rosters` and `breaches`.
+struct People {
+  std::vector<Group> groups;
+  std::vector<Block> blocks;
+};
+
+People GroupPeople(const roster::TPlan& plan, const TPicture& picture,
+                   const std::vector<roster::TPersonRoster>& rosters,
+                   const std::vector<roster::TBreach>& breaches, const ShowsEmployee& shows) {
+  People people;
+  for (const roster::TPost& post : plan.posts) people.groups.push_back({&post, {}});
+  people.groups.push_back({nullptr, {}});
   for (const auto& person : rosters) {
-    if (!showing(*person.employee)) continue;
-    for (auto& group : groups) {
-      if (group.first == plan.FindPost(person.employee->post)) {
-        group.second.push_back(blocks.size());
-        blocks.push_back(MakeBlock(picture, person, breaches));
+    if (!Shown(shows, *person.employee)) continue;
+    for (auto& group : people.groups) {
+      if (group.post == plan.FindPost(person.employee->post)) {
+        group.members.push_back(people.blocks.size());
+        people.blocks.push_back(MakeBlock(picture, person, breaches));
         break;
       }
     }
   }
+  return people;
+}
+
+// The coverage gaps of the posts with someone shown.
+std::vector<roster::TCoverageGap> ShownGaps(const std::vector<roster::TCoverageGap>& all,
+                                            const std::vector<Group>& groups) {
   std::vector<roster::TCoverageGap> gaps;
-  for (const auto& gap : allGaps) {
+  for (const auto& gap : all) {
     for (const auto& group : groups) {
-      if (group.first == gap.post && !group.second.empty()) gaps.push_back(gap);
+      if (group.post == gap.post && !group.members.empty()) gaps.push_back(gap);
     }
   }
+  return gaps;
+}
 
-  // Where each band goes: the day header again before the post or person
-  // that follows 25 people.
+// The bands of the body, placed.
+struct Layout {
   std::vector<Band> bands;
+  int bottom = 0;  // under the last band
+};
+
+// Where each band goes: the day header again before the post or person that
+// follows 25 people, and the days alone when nobody is shown.
+Layout LayOut(const People& people) {
+  Layout layout;
+  auto& bands = layout.bands;
   int y = kMargin + kTitleHeight;
   int sinceHeader = 0;
   const auto add = [&](Band band) {
@@ -451,127 +521,161 @@ int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const st
     if (band.kind == Band::kPerson) ++sinceHeader;
     bands.push_back(band);
   };
-  for (const auto& [post, members] : groups) {
+  for (const auto& [post, members] : people.groups) {
     if (members.empty()) continue;
     add({Band::kPost, 0, kRowHeight, post});
-    for (size_t index : members) add({Band::kPerson, 0, blocks[index].Height(), post, index});
+    for (size_t index : members)
+      add({Band::kPerson, 0, people.blocks[index].Height(), post, index});
     if (post != nullptr) add({Band::kCoverage, 0, kRowHeight, post});
   }
-  if (bands.empty()) {  // nobody to show: the days alone
+  if (bands.empty()) {
     bands.push_back({Band::kDays, y, kDaysHeight});
     y += kDaysHeight;
   }
-  const int bodyBottom = y;
+  layout.bottom = y;
+  return layout;
+}
 
-  std::set<int64_t> holidays;  // days of the picture
+// The plan's holidays as days of the picture, counted from its first.
+std::set<int64_t> HolidayColumns(const roster::TPlan& plan, const TPicture& picture) {
+  std::set<int64_t> holidays;
   for (const TFecha& day : plan.holidays) {
     const int64_t at = (day.Value() - picture.First()) / kDay;
     if (day.Value() >= picture.First() && at < picture.Days()) holidays.insert(at);
   }
+  return holidays;
+}
 
-  // Draw the rows first: what they use sets the legend's length.
-  TPicture body = picture;
-  Colours colours{plan, std::vector<bool>(plan.shifts.size(), false), {}, false, false};
-  for (size_t i = 0; i < bands.size(); ++i) {
-    const Band& band = bands[i];
-    switch (band.kind) {
-      case Band::kDays: {
-        DrawDays(body, holidays, band.y);
-        size_t next = i + 1;
-        while (next < bands.size() && bands[next].kind != Band::kDays) ++next;
-        DrawColumns(body, holidays, band.y + band.height,
-                    next < bands.size() ? bands[next].y : bodyBottom);
-        break;
-      }
-      case Band::kPost:
-        body.Text(
-            kMargin, band.y + 14,
+// The day header of band `index` and, under it down to the next header, the
+// columns.
+void DrawDaysBand(TPicture& body, const Layout& layout, size_t index,
+                  const std::set<int64_t>& holidays) {
+  const Band& band = layout.bands[index];
+  DrawDays(body, holidays, band.y);
+  size_t next = index + 1;
+  while (next < layout.bands.size() && layout.bands[next].kind != Band::kDays) ++next;
+  DrawColumns(body, holidays, band.y + band.height,
+              next < layout.bands.size() ? layout.bands[next].y : layout.bottom);
+}
+
+void DrawPostHeading(TPicture& body, const Band& band) {
+  body.Text(kMargin, band.y + 14,
             band.post == nullptr ? Say("Sin puesto") : band.post->code + " " + band.post->name,
             " font-weight=\"bold\"");
+}
+
+void DrawCoverage(TPicture& body, const Band& band, const std::vector<roster::TCoverageGap>& gaps) {
+  body.Svg() += "<g class=\"coverage\">\n";
+  body.Text(kMargin + 8, band.y + 14, Say("Cobertura"), " fill=\"#555555\" font-style=\"italic\"");
+  for (const auto& gap : gaps) {
+    if (gap.post != band.post) continue;
+    const bool missing = gap.Shortfall() > 0;
+    body.Rect("gap", gap.from.Value(), gap.to.Value(), band.y + 5, kRowHeight - 10,
+              missing ? kBreachRed : kSurplus, "",
+              Say(missing ? "faltan" : "sobran") + " " + std::to_string(std::abs(gap.Shortfall())) +
+                  ": " + Span(gap.from.Value(), gap.to.Value()));
+  }
+  body.Svg() += "</g>\n";
+}
+
+// The rows of the body, top to bottom; `colours` learns what they use.
+void DrawBands(TPicture& body, const Layout& layout, const std::vector<Block>& blocks,
+               const std::vector<roster::TCoverageGap>& gaps, const std::set<int64_t>& holidays,
+               Colours& colours) {
+  for (size_t i = 0; i < layout.bands.size(); ++i) {
+    const Band& band = layout.bands[i];
+    switch (band.kind) {
+      case Band::kDays:
+        DrawDaysBand(body, layout, i, holidays);
+        break;
+      case Band::kPost:
+        DrawPostHeading(body, band);
         break;
       case Band::kPerson:
         DrawBlock(body, blocks[band.block], band.y, colours);
         break;
       case Band::kCoverage:
-        body.Svg() += "<g class=\"coverage\">\n";
-        body.Text(kMargin + 8, band.y + 14, Say("Cobertura"),
-                  " fill=\"#555555\" font-style=\"italic\"");
-        for (const auto& gap : gaps) {
-          if (gap.post != band.post) continue;
-          const bool missing = gap.Shortfall() > 0;
-          body.Rect("gap", gap.from.Value(), gap.to.Value(), band.y + 5, kRowHeight - 10,
-                    missing ? kBreachRed : kSurplus, "",
-                    Say(missing ? "faltan" : "sobran") + " " +
-                        std::to_string(std::abs(gap.Shortfall())) + ": " +
-                        Span(gap.from.Value(), gap.to.Value()));
-        }
-        body.Svg() += "</g>\n";
+        DrawCoverage(body, band, gaps);
         break;
     }
   }
+}
 
-  // The legend: each shift drawn with its code and name, then each type
-  // drawn without a shift, then the marks.
+// Each shift drawn with its code and name, then each type drawn without a
+// shift, in the order of their numbers.
+std::vector<LegendEntry> ColourEntries(const roster::TPlan& plan, const Colours& colours) {
   std::vector<LegendEntry> legend;
   for (size_t i = 0; i < plan.shifts.size(); ++i) {
     if (colours.shiftsDrawn[i])
       legend.push_back({ShiftFill(i), plan.shifts[i].code + " " + plan.shifts[i].name, nullptr});
   }
-  std::sort(colours.types.begin(), colours.types.end());
-  for (const auto& [key, fill] : colours.types) {
+  auto types = colours.types;
+  std::sort(types.begin(), types.end());
+  for (const auto& [key, fill] : types) {
     legend.push_back({fill,
                       std::to_string(key.first) + " " + TypeLabel(key.first) +
                           (key.second ? " (" + Say("días completos") + ")" : ""),
                       nullptr});
   }
-  const auto bar = [](const char* fill, int height) {
-    return [fill, height](TPicture& p, int ly) {
-      p.Put("<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"%d\" fill=\"%s\"/>\n",
-            kMargin, ly + 7 - height / 2, height, fill);
-    };
+  return legend;
+}
+
+// A legend key: a bar of `fill`, `height` px tall, in the middle of its row.
+std::function<void(TPicture&, int)> KeyBar(const char* fill, int height) {
+  return [fill, height](TPicture& p, int ly) {
+    p.Put("<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"%d\" fill=\"%s\"/>\n",
+          kMargin, ly + 7 - height / 2, height, fill);
   };
-  if (colours.cancelled) {
-    legend.push_back({"", Say("Anulado por ausencia"), [](TPicture& p, int ly) {
-                        p.Put(
-                            "<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"12\" "
-                            "fill=\"none\" stroke=\"%s\" stroke-dasharray=\"3,2\"/>\n"
-                            "<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\"/>\n",
-                            kMargin, ly + 1, kCancelled, kMargin, ly + 13, kMargin + 14, ly + 1,
-                            kCancelled);
-                      }});
-  }
-  if (colours.midnight) {
-    legend.push_back({"", Say("Sigue tras la medianoche"), [](TPicture& p, int ly) {
-                        p.Put(
-                            "<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\" "
-                            "stroke-width=\"2\"/>\n",
-                            kMargin + 7, ly, kMargin + 7, ly + 14, kNotch);
-                      }});
-  }
-  if (!holidays.empty()) legend.push_back({"", Say("Festivo del plan"), bar(kHolidayFill, 12)});
+}
+
+void DrawCancelledKey(TPicture& p, int ly) {
+  p.Put(
+      "<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"12\" "
+      "fill=\"none\" stroke=\"%s\" stroke-dasharray=\"3,2\"/>\n"
+      "<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\"/>\n",
+      kMargin, ly + 1, kCancelled, kMargin, ly + 13, kMargin + 14, ly + 1, kCancelled);
+}
+
+void DrawMidnightKey(TPicture& p, int ly) {
+  p.Put(
+      "<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\" "
+      "stroke-width=\"2\"/>\n",
+      kMargin + 7, ly, kMargin + 7, ly + 14, kNotch);
+}
+
+void DrawWeekKey(TPicture& p, int ly) {
+  p.Put(
+      "<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"10\" "
+      "fill=\"%s\" stroke=\"%s\"/>\n",
+      kMargin, ly + 2, kWeekBand, kBreachRed);
+}
+
+// The marks the rows use, then the count of each kind of breach and gap.
+void AddMarkEntries(std::vector<LegendEntry>& legend, const Colours& colours, bool holidays,
+                    const std::vector<roster::TBreach>& breaches,
+                    const std::vector<roster::TCoverageGap>& gaps) {
+  if (colours.cancelled) legend.push_back({"", Say("Anulado por ausencia"), DrawCancelledKey});
+  if (colours.midnight) legend.push_back({"", Say("Sigue tras la medianoche"), DrawMidnightKey});
+  if (holidays) legend.push_back({"", Say("Festivo del plan"), KeyBar(kHolidayFill, 12)});
   const size_t weekBreaches = static_cast<size_t>(std::count_if(
       breaches.begin(), breaches.end(), [](const auto& b) { return IsWeekBreach(b.kind); }));
   legend.push_back(
       {"",
        std::to_string(breaches.size() - weekBreaches) + " " + Say("incumplimientos (plan check)"),
-       bar(kBreachRed, 2)});
-  legend.push_back({"", std::to_string(weekBreaches) + " " + Say("semanas incumplidas"),
-                    [](TPicture& p, int ly) {
-                      p.Put(
-                          "<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"10\" "
-                          "fill=\"%s\" stroke=\"%s\"/>\n",
-                          kMargin, ly + 2, kWeekBand, kBreachRed);
-                    }});
+       KeyBar(kBreachRed, 2)});
+  legend.push_back(
+      {"", std::to_string(weekBreaches) + " " + Say("semanas incumplidas"), DrawWeekKey});
   const auto count = [&](bool missing) {
     return std::to_string(std::count_if(gaps.begin(), gaps.end(), [&](const auto& gap) {
       return (gap.Shortfall() > 0) == missing;
     }));
   };
-  legend.push_back({"", count(true) + " " + Say("huecos: faltan personas"), bar(kBreachRed, 8)});
-  legend.push_back({"", count(false) + " " + Say("huecos: sobran personas"), bar(kSurplus, 8)});
+  legend.push_back({"", count(true) + " " + Say("huecos: faltan personas"), KeyBar(kBreachRed, 8)});
+  legend.push_back({"", count(false) + " " + Say("huecos: sobran personas"), KeyBar(kSurplus, 8)});
+}
 
-  const int legendTop = bodyBottom + 16;
-  const int height = legendTop + kLegendRow * static_cast<int>(legend.size()) + kMargin;
+// The SVG's opening, its white ground and the title.
+void DrawHeader(TPicture& picture, TFecha first, TFecha last, int height) {
   const int width = picture.Width();
   picture.Put(
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
@@ -582,9 +686,11 @@ int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const st
       kMargin, kMargin + 12,
       Say("Cuadrante") + " " + first.ToString("dd/mm/yyyy") + " - " + last.ToString("dd/mm/yyyy"),
       " font-size=\"14\" font-weight=\"bold\"");
-  picture.Svg() += body.Svg();
+}
+
+void DrawLegend(TPicture& picture, const std::vector<LegendEntry>& legend, int top) {
   picture.Svg() += "<g class=\"legend\">\n";
-  int ly = legendTop;
+  int ly = top;
   for (const LegendEntry& entry : legend) {
     if (entry.key) {
       entry.key(picture, ly);
@@ -596,20 +702,57 @@ int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const st
     picture.Text(kMargin + 20, ly + 11, entry.text);
     ly += kLegendRow;
   }
-  picture.Svg() += "</g>\n</svg>\n";
+  picture.Svg() += "</g>\n";
+}
 
-  const std::string& svg = picture.Svg();
+// To stdout for "-"; else to the file, atomically, with a line of what it holds.
+void WritePicture(const std::string& output, const std::string& svg, size_t people, size_t breaches,
+                  size_t gaps) {
   if (output == "-") {
     std::fwrite(svg.data(), 1, svg.size(), stdout);
-  } else {
-    try {
-      WriteFileAtomically(output, svg);
-    } catch (const Exception& e) {
-      throw EFileError(output + ": " + e.Message);
-    }
-    std::printf("%s: %zu people, %zu breaches, %zu coverage gaps\n", output.c_str(), blocks.size(),
-                breaches.size(), gaps.size());
+    return;
   }
+  try {
+    WriteFileAtomically(output, svg);
+  } catch (const Exception& e) {
+    throw EFileError(output + ": " + e.Message);
+  }
+  std::printf("%s: %zu people, %zu breaches, %zu coverage gaps\n", output.c_str(), people, breaches,
+              gaps);
+}
+
+}  // namespace
+
+int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const std::string& output,
+                  const ShowsEmployee& shows) {
+  if ((last.Value() - first.Value()) / kDay + 1 > kMostDays)
+    throw EConvertError("a plan picture shows at most " + std::to_string(kMostDays) +
+                        " days; draw a shorter range");
+  const auto rosters = roster::BuildRosters(plan, first, last);
+  // Coverage counts every person of a post, shown or not.
+  const auto allBreaches = roster::CheckRosters(plan, first, last, plan.limits, nullptr, Wording());
+  const auto allGaps = roster::CheckCoverage(plan, rosters, first, last);
+  TPicture picture(first, last);
+  const std::vector<roster::TBreach> breaches = ShownBreaches(allBreaches, shows);
+  const People people = GroupPeople(plan, picture, rosters, breaches, shows);
+  const std::vector<roster::TCoverageGap> gaps = ShownGaps(allGaps, people.groups);
+  const Layout layout = LayOut(people);
+  const std::set<int64_t> holidays = HolidayColumns(plan, picture);
+
+  // Draw the rows first: what they use sets the legend's length.
+  TPicture body = picture;
+  Colours colours{plan, std::vector<bool>(plan.shifts.size(), false), {}, false, false};
+  DrawBands(body, layout, people.blocks, gaps, holidays, colours);
+  std::vector<LegendEntry> legend = ColourEntries(plan, colours);
+  AddMarkEntries(legend, colours, !holidays.empty(), breaches, gaps);
+
+  const int legendTop = layout.bottom + 16;
+  DrawHeader(picture, first, last,
+             legendTop + kLegendRow * static_cast<int>(legend.size()) + kMargin);
+  picture.Svg() += body.Svg();
+  DrawLegend(picture, legend, legendTop);
+  picture.Svg() += "</svg>\n";
+  WritePicture(output, picture.Svg(), people.blocks.size(), breaches.size(), gaps.size());
   return 0;
 }
 
