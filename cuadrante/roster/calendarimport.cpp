@@ -12,6 +12,7 @@
 #include <set>
 #include <utility>
 
+#include "cuadrante/internal/libicalsupport.h"
 #include "cuadrante/roster/chrono.h"
 #include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/exception.h"
@@ -25,24 +26,10 @@ namespace {
 
 constexpr int64_t kDay = 86400;
 
-struct TComponentFree {
-  void operator()(icalcomponent* component) const { icalcomponent_free(component); }
-};
-struct TIteratorFree {
-  void operator()(icalrecur_iterator* iterator) const { icalrecur_iterator_free(iterator); }
-};
-
-// The time as it is written, on the library's wall clock.
-int64_t Wall(const icaltimetype& time) {
-  const std::chrono::year_month_day day{std::chrono::year(time.year),
-                                        std::chrono::month(static_cast<unsigned>(time.month)),
-                                        std::chrono::day(static_cast<unsigned>(time.day))};
-  const int64_t days = std::chrono::sys_days(day).time_since_epoch().count() + kUnixEpochDays;
-  if (time.is_date) return days * kDay;
-  return days * kDay + time.hour * 3600 + time.minute * 60 + time.second;
-}
-
-std::string Text(const char* text) { return text != nullptr ? text : ""; }
+using detail::TComponentFree;
+using detail::Text;
+using detail::TIteratorFree;
+int64_t Wall(const icaltimetype& time) { return detail::WrittenWall(time); }
 
 // How one event's times become the wall clock of the target zone.
 class TTimeReader {

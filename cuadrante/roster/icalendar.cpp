@@ -12,6 +12,7 @@
 #include <tuple>
 #include <unordered_map>
 
+#include "cuadrante/internal/libicalsupport.h"
 #include "cuadrante/roster/chrono.h"
 #include "cuadrante/roster/dayhours.h"
 #include "cuadrante/roster/range.h"
@@ -518,22 +519,9 @@ std::vector<TCalendarEvent> EventsOfRoster(const TPlan& plan, const TPersonRoste
 
 namespace {
 
-struct TComponentFree {
-  void operator()(icalcomponent* component) const { icalcomponent_free(component); }
-};
-using TComponentPtr = std::unique_ptr<icalcomponent, TComponentFree>;
-
-std::string Text(const char* text) { return text != nullptr ? text : ""; }
-
-// The time as it is written, on the library's wall clock.
-int64_t WrittenWall(const icaltimetype& time) {
-  const std::chrono::year_month_day day{std::chrono::year(time.year),
-                                        std::chrono::month(static_cast<unsigned>(time.month)),
-                                        std::chrono::day(static_cast<unsigned>(time.day))};
-  const int64_t days = std::chrono::sys_days(day).time_since_epoch().count() + kUnixEpochDays;
-  if (time.is_date) return days * kDay;
-  return days * kDay + time.hour * 3600 + time.minute * 60 + time.second;
-}
+using detail::TComponentPtr;
+using detail::Text;
+using detail::WrittenWall;
 
 // An old time on the new calendar's clock: a zoned or UTC time moves to the
 // wall clock of `zone`; without one, or for a floating time, as written.
