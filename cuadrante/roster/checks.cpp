@@ -66,7 +66,9 @@ class TPersonCheck {
     // The week around each edge, the rest before the first shift and the run
     // of days that crosses an edge all lie outside the range.
     const int64_t restDays = limits_.minRestSeconds / kDay + 2;
-    int64_t look = std::max<int64_t>(limits_.maxConsecutiveDays + 1, restDays);
+    // (A rest limit of more than the longest look is looked for that far.)
+    int64_t look =
+        std::max<int64_t>(limits_.maxConsecutiveDays + 1, std::min(restDays, kLongestLook));
     Build(look);
     // A run that reaches the range from beyond what was looked at starts (or
     // ends) further out: look again, further, for its true length.

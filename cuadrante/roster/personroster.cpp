@@ -133,6 +133,12 @@ TPersonRoster BuildRoster(const TPlan& plan, const TEmployee& employee, TFecha f
   for (const TShift& shift : plan.shifts)
     reach = std::max(reach, shift.startMinute * int64_t{60} + shift.seconds);
   for (const TItem& item : employee.items) reach = std::max(reach, item.seconds);
+  for (const TRule& rule : employee.rules) {
+    if (rule.stored.empty()) continue;
+    TCyclePoint stored;
+    stored.ReadFromStr(rule.stored);
+    reach = std::max(reach, stored.GetDurationValue());
+  }
   const TFecha wideFirst((range.start - reach) / kDay * kDay);
   const TRange wide{wideFirst.Value(), range.end};
 

@@ -58,6 +58,33 @@ TEST(BuildRosters, UnrollsRulesRotationsAndItemsIntoEachPersonsItems) {
   EXPECT_TRUE(later[0].items.empty());  // the weekly rule ended on the 16th
 }
 
+TEST(BuildRosters, AnAbsenceCancelsThePlannedWorkWhoseStartItCoversWhateverTheRange) {
+  // A three-day task from a stored rule starts on Saturday 28 November
+  // under a day of leave and reaches into December; a night starts the
+  // evening before the leave and is worked; rule 2 never occurs.
+  const TPlan plan =
+      ReadPlan("<PLAN>" + kShifts +
+               "<EMPLOYEE id=\"a\"><RULE stored=\"4005014400;259200;3;1;2;1;0;0\"/>"
+               "<RULE shift=\"M\" from=\"2026-11-28\" until=\"2026-11-29\"/>"
+               "<ROTATION pattern=\"N\" from=\"2026-11-27\" until=\"2026-11-27\"/>"
+               "<LEAVE from=\"2026-11-28\" to=\"2026-11-28\"/>"
+               "<ITEM start=\"2026-11-28T10:00\" hours=\"2\" type=\"2\"/></EMPLOYEE></PLAN>");
+  const auto cancelled = [&](TFecha first, TFecha last) {
+    std::vector<std::string> seen;
+    const TPersonRoster roster = BuildRoster(plan, plan.employees[0], first, last);
+    for (const auto& item : roster.items)
+      seen.push_back(std::to_string(item.type) + item.start.ToString("@dd hh") +
+                     (item.cancelled ? " cancelled" : ""));
+    return seen;
+  };
+  EXPECT_EQ(cancelled(At(2026, 12, 1), At(2026, 12, 1)),
+            (std::vector<std::string>{"3@28 08 cancelled"}));
+  EXPECT_EQ(cancelled(At(2026, 11, 27), At(2026, 12, 1)),
+            (std::vector<std::string>{"2@27 22", "9@28 00", "3@28 08 cancelled", "2@28 10"}));
+  EXPECT_EQ(BuildRoster(plan, plan.employees[0], At(2026, 11, 27), At(2026, 12, 1)).ruleOccurrences,
+            (std::vector<size_t>{1, 0}));
+}
+
 // Hours against a per-minute count of random rotas and items.
 TEST(HoursOf, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
   std::mt19937 random(17);
