@@ -46,6 +46,12 @@ TEST(TPersonHours, ContractIsSpreadOverContractDaysAndAbsenceCreditsEachDaysShar
   EXPECT_EQ(hours.Sum(21, 27).credit, 7 * kHour);
   EXPECT_EQ(hours.Sum(21, 27).Balance(), 0);
   EXPECT_EQ(hours.Day(6).contract, 0);  // a Sunday owes nothing
+  // However small, a contract is owed: a second a week over five days.
+  TEmployee tiny = plan.employees[0];
+  tiny.contractSeconds = 1;
+  EXPECT_EQ(ContractShare(plan, tiny, first), kShareUnits / 5);
+  tiny.contractSeconds = 0;
+  EXPECT_EQ(ContractShare(plan, tiny, first), 0);
 }
 
 TEST(TPersonHours, TotalsAreTheSameByDayWeekAndMonthToTheUnit) {

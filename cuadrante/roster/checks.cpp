@@ -360,12 +360,12 @@ std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,
   std::vector<TCoverageGap> gaps;
   struct TChange {
     int64_t at;
-    int required;
-    int atWork;
+    int64_t required;
+    int64_t atWork;
   };
   std::vector<TChange> changes;
   std::vector<std::pair<int64_t, int64_t>> spans;
-  const auto add = [&](int64_t from, int64_t to, int required, int atWork) {
+  const auto add = [&](int64_t from, int64_t to, int64_t required, int64_t atWork) {
     from = std::max(from, range.start);
     to = std::min(to, range.end);
     if (from >= to) return;
@@ -399,7 +399,7 @@ std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,
     }
     std::sort(changes.begin(), changes.end(),
               [](const TChange& a, const TChange& b) { return a.at < b.at; });
-    int required = 0, atWork = 0;
+    int64_t required = 0, atWork = 0;
     for (size_t i = 0; i < changes.size();) {
       const int64_t at = changes[i].at;
       for (; i < changes.size() && changes[i].at == at; ++i) {

@@ -82,10 +82,10 @@ CUADRANTE_API std::vector<std::string> PlanWarnings(const std::vector<TPersonRos
 struct TCoverageGap {
   const TPost* post = nullptr;  // borrowed from the plan
   TFecha from;
-  TFecha to;  // exclusive
-  int required = 0;
-  int atWork = 0;
-  int Shortfall() const { return required - atWork; }
+  TFecha to;             // exclusive
+  int64_t required = 0;  // in 64 bits: many needs of many people add up
+  int64_t atWork = 0;
+  int64_t Shortfall() const { return required - atWork; }
 };
 
 // The spans, post by post and in time order, where the people at work differ

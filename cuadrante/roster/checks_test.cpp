@@ -256,6 +256,17 @@ TEST(CheckRosters, ZonesMeasureRestAsItPassesAndPostsMayWorkHolidays) {
       << elapsed[0].detail;
 }
 
+TEST(CheckCoverage, CountsNeedsBeyondTwoBillionPeople) {
+  std::string xml = "<PLAN><POST code=\"P\">";
+  for (int i = 0; i < 25000; ++i) xml += "<NEED people=\"100000\" from=\"08:00\" hours=\"1\"/>";
+  const TPlan plan = ReadPlan(xml + "</POST></PLAN>");
+  const TFecha day = At(2026, 12, 1);
+  const auto gaps = CheckCoverage(plan, BuildRosters(plan, day, day), day, day);
+  ASSERT_EQ(gaps.size(), 1u);
+  EXPECT_EQ(gaps[0].required, int64_t{2'500'000'000});
+  EXPECT_EQ(gaps[0].Shortfall(), int64_t{2'500'000'000});
+}
+
 TEST(PlanWarnings, SaysWhatThePlanLeavesUnsaid) {
   const TPlan plan = ReadPlan(
       "<PLAN>" + kShifts +

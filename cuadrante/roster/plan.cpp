@@ -9,6 +9,7 @@
 #include "cuadrante/roster/storedtext.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/runtime/xmldocument.h"
 
 namespace cuadrante::roster {
@@ -83,6 +84,32 @@ class TElement {
   std::string where_;
 };
 
+// An identifier or a name is shown on terminals, in tables and pictures: it
+// must be text, not a command to them. "" when it is, else what is wrong.
+std::string ShownTextProblem(const std::string& text) {
+  if (!IsValidUtf8(text)) return "is no valid UTF-8";
+  for (size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    const bool c1 = byte == 0xC2 && at + 1 < text.size() &&
+                    static_cast<unsigned char>(text[at + 1]) >= 0x80 &&
+                    static_cast<unsigned char>(text[at + 1]) <= 0x9F;
+    if (byte < 0x20 || byte == 0x7F || c1) return "holds a control character";
+  }
+  return "";
+}
+
+void CheckShownText(const TElement& element, const char* what, const std::string& text) {
+  if (const std::string why = ShownTextProblem(text); !why.empty())
+    element.Fail(std::string(what) + " " + why);
+}
+
+// The code or id that names an element in every message is checked first,
+// alone, so that no message carries it raw.
+void CheckName(const char* element, const char* what, const std::string& text) {
+  if (const std::string why = ShownTextProblem(text); !why.empty())
+    throw EConvertError(std::string(element) + ": " + what + " " + why);
+}
+
 TTimesGroup ParseEvery(const TElement& element, const std::string& text) {
   static const std::map<std::string, TTimesGroup, std::less<>> groups = {
       {"day", tgDay},     {"week", tgWeek},       {"fortnight", tgFortnight},
@@ -155,10 +182,12 @@ void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) 
   TEmployee employee;
   employee.id = std::string(node.Attribute("id").value_or(""));
   if (employee.id.empty()) throw EConvertError("EMPLOYEE: needs id");
+  CheckName("EMPLOYEE", "id", employee.id);
   const TElement element(node, "EMPLOYEE " + employee.id,
                          {"id", "name", "post", "contract", "contractDays"});
   if (!ids.insert(employee.id).second) element.Fail("appears twice");
   employee.name = element.Get("name").value_or(employee.id);
+  CheckShownText(element, "name", employee.name);
   employee.post = element.Get("post").value_or("");
   if (!employee.post.empty() && plan.FindPost(employee.post) == nullptr)
     element.Fail("post '" + employee.post + "' is no POST of the plan");
@@ -230,18 +259,42 @@ void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) 
 
 }  // namespace
 
-const TShift* TPlan::FindShift(std::string_view code) const {
-  for (const TShift& shift : shifts) {
-    if (shift.code == code) return &shift;
+namespace {
+
+// The entry the index names, if it still holds `code`; else a walk.
+template <class T>
+const T* Find(const std::vector<T>& entries, const std::unordered_map<std::string, size_t>& index,
+              std::string_view code) {
+  const auto found = index.find(std::string(code));
+  if (found != index.end() && found->second < entries.size() && entries[found->second].code == code)
+    return &entries[found->second];
+  // An index of every entry that lacks the code: no entry holds it (a code
+  // changed in place since needs Reindex).
+  if (found == index.end() && index.size() == entries.size()) return nullptr;
+  for (const T& entry : entries) {
+    if (entry.code == code) return &entry;
   }
   return nullptr;
 }
 
-const TPost* TPlan::FindPost(std::string_view code) const {
-  for (const TPost& post : posts) {
-    if (post.code == code) return &post;
-  }
-  return nullptr;
+template <class T>
+void Index(const std::vector<T>& entries, std::unordered_map<std::string, size_t>& index) {
+  index.clear();
+  index.reserve(entries.size());
+  for (size_t at = 0; at < entries.size(); ++at) index.emplace(entries[at].code, at);
+}
+
+}  // namespace
+
+const TShift* TPlan::FindShift(std::string_view code) const {
+  return Find(shifts, shiftIndex_, code);
+}
+
+const TPost* TPlan::FindPost(std::string_view code) const { return Find(posts, postIndex_, code); }
+
+void TPlan::Reindex() {
+  Index(shifts, shiftIndex_);
+  Index(posts, postIndex_);
 }
 
 std::optional<TFecha> ParseIsoDate(std::string_view view) {
@@ -270,18 +323,39 @@ std::optional<TFecha> ParseIsoDate(std::string_view view) {
   return TFecha(date + time);
 }
 
-std::optional<int64_t> ParseHours(std::string_view view) {
-  const std::string text(view);
-  unsigned hours = 0, minutes = 0;
-  int used = 0;
-  if (std::sscanf(text.c_str(), "%u:%2u%n", &hours, &minutes, &used) == 2 &&
-      static_cast<size_t>(used) == text.size() && minutes < 60 && hours < 100000) {
-    return int64_t{hours} * 3600 + minutes * 60;
+std::optional<int64_t> ParseHours(std::string_view text) {
+  // Decimal hours ("8", "7.5") or hours and minutes ("7:30"), in digits
+  // only: no sign, blank, exponent or base prefix, which a number reader
+  // would take and a person did not mean.
+  constexpr int64_t kMostHours = 100000;
+  const auto digit = [&](size_t at) {
+    return at < text.size() && text[at] >= '0' && text[at] <= '9';
+  };
+  size_t at = 0;
+  int64_t hours = 0;
+  for (; digit(at); ++at) {
+    hours = hours * 10 + (text[at] - '0');
+    if (hours > kMostHours) return std::nullopt;
   }
-  char* end = nullptr;
-  const double value = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || !(value >= 0) || value > 100000) return std::nullopt;
-  return std::llround(value * 3600);
+  if (at == 0) return std::nullopt;
+  if (at == text.size()) return hours * 3600;
+  if (text[at] == ':') {
+    if (text.size() != at + 3 || !digit(at + 1) || !digit(at + 2)) return std::nullopt;
+    const int minutes = (text[at + 1] - '0') * 10 + (text[at + 2] - '0');
+    if (minutes >= 60) return std::nullopt;
+    return hours * 3600 + minutes * 60;
+  }
+  if (text[at] != '.' || !digit(at + 1)) return std::nullopt;
+  // The fraction to the nearest second, from its first nine digits.
+  int64_t fraction = 0, scale = 1;
+  for (++at; digit(at); ++at) {
+    if (scale < 1'000'000'000) {
+      fraction = fraction * 10 + (text[at] - '0');
+      scale *= 10;
+    }
+  }
+  if (at != text.size() || (hours == kMostHours && fraction > 0)) return std::nullopt;
+  return hours * 3600 + (fraction * 3600 + scale / 2) / scale;
 }
 
 TPlan ReadPlan(std::string_view xml) {
@@ -294,16 +368,18 @@ TPlan ReadPlan(std::string_view xml) {
   }
   TPlan plan;
   // Posts and shifts first: employees name them wherever they stand.
-  std::set<std::string> codes;
   for (TXMLNode node = root.FirstChild(); node; node = node.NextSibling()) {
     const std::string name(node.Name());
     if (name == "POST") {
       TPost post{std::string(node.Attribute("code").value_or("")), "", {}};
       if (post.code.empty()) throw EConvertError("POST: needs code");
+      CheckName("POST", "code", post.code);
       const TElement element(node, "POST " + post.code, {"code", "name", "worksHolidays"});
       post.name = element.Get("name").value_or("");
+      CheckShownText(element, "name", post.name);
       post.worksHolidays = element.Whole("worksHolidays", 0, 0, 1) == 1;
-      if (plan.FindPost(post.code) != nullptr) element.Fail("appears twice");
+      if (!plan.postIndex_.emplace(post.code, plan.posts.size()).second)
+        element.Fail("appears twice");
       int count = 0;
       for (TXMLNode need = node.FirstChild(); need; need = need.NextSibling()) {
         const std::string where = "POST " + post.code + ": NEED " + std::to_string(++count);
@@ -319,12 +395,15 @@ TPlan ReadPlan(std::string_view xml) {
       TShift shift;
       shift.code = std::string(node.Attribute("code").value_or(""));
       if (shift.code.empty()) throw EConvertError("SHIFT: needs code");
+      CheckName("SHIFT", "code", shift.code);
       const TElement element(node, "SHIFT " + shift.code,
                              {"code", "start", "hours", "type", "name"});
       if (shift.code == "-" || shift.code.find(' ') != std::string::npos)
         element.Fail("code '" + shift.code + "' may not be - nor hold a blank");
-      if (!codes.insert(shift.code).second) element.Fail("appears twice");
+      if (!plan.shiftIndex_.emplace(shift.code, plan.shifts.size()).second)
+        element.Fail("appears twice");
       shift.name = element.Get("name").value_or(shift.code);
+      CheckShownText(element, "name", shift.name);
       shift.startMinute = element.Minute("start");
       shift.seconds = element.Hours("hours");
       shift.type = element.Type(tptTimetable);

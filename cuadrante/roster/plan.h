@@ -28,6 +28,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "cuadrante/runtime/export.h"
@@ -115,6 +116,9 @@ struct TLimits {
   int maxConsecutiveDays = 6;
 };
 
+struct TPlan;
+CUADRANTE_API TPlan ReadPlan(std::string_view xml);
+
 struct CUADRANTE_API TPlan {
   std::vector<TPost> posts;
   std::vector<TShift> shifts;
@@ -122,8 +126,18 @@ struct CUADRANTE_API TPlan {
   std::vector<TFecha> holidays;  // whole days, at 00:00
   TLimits limits;
 
+  // By hashed look-up where the index that ReadPlan (or Reindex) made still
+  // names the entry; by a walk otherwise, so a plan changed since is still
+  // answered right, only slower.
   const TShift* FindShift(std::string_view code) const;
   const TPost* FindPost(std::string_view code) const;
+  // Makes the index again after `shifts` or `posts` changed.
+  void Reindex();
+
+ private:
+  friend TPlan ReadPlan(std::string_view xml);
+  std::unordered_map<std::string, size_t> shiftIndex_;
+  std::unordered_map<std::string, size_t> postIndex_;
 };
 
 // Reads a plan document. Raises EConvertError (or EXMLDocError for text that

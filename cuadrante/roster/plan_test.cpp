@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "cuadrante/runtime/datetime.h"
@@ -102,6 +103,37 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   EXPECT_FALSE(plan.employees[1].hasContract);
 }
 
+TEST(ParseHours, TakesDecimalHoursOrHoursAndMinutesInDigitsOnly) {
+  using cuadrante::roster::ParseHours;
+  const std::pair<const char*, int64_t> good[] = {
+      {"8", 28800},  {"7.5", 27000},        {"7:30", 27000},         {"0", 0},
+      {"0.0003", 1}, {"100000", 360000000}, {"12.345678901", 44444}, {"99999:59", 359999940},
+      {"007", 25200}};
+  for (const auto& [text, seconds] : good) EXPECT_EQ(ParseHours(text), seconds) << text;
+  for (const char* bad : {"", " 8", "8 ", "+8", "-2", "0x10", "1e1", "8.", ".5", "7:3", "7:60",
+                          "7:300", "100000.5", "100001", "99999999999999999999", "8h", "nan"})
+    EXPECT_EQ(ParseHours(bad), std::nullopt) << bad;
+}
+
+TEST(TPlan, FindsCodesByIndexAndStillAfterTheListsChange) {
+  std::string xml = "<PLAN>";
+  for (int i = 0; i < 5000; ++i)
+    xml += "<SHIFT code=\"S" + std::to_string(i) + "\" start=\"08:00\" hours=\"8\"/>";
+  xml +=
+      "<POST code=\"P\"/><EMPLOYEE id=\"a\" post=\"P\"><ROTATION pattern=\"S4999 S0 -\" "
+      "from=\"2026-11-02\"/></EMPLOYEE></PLAN>";
+  auto plan = ReadPlan(xml);
+  EXPECT_EQ(plan.FindShift("S4321"), &plan.shifts[4321]);
+  EXPECT_EQ(plan.FindShift("S5000"), nullptr);
+  EXPECT_EQ(plan.FindPost("P"), &plan.posts[0]);
+  plan.shifts.push_back({"X", "X", 0, 3600, tptTimetable});
+  EXPECT_EQ(plan.FindShift("X"), &plan.shifts.back());  // found by a walk
+  plan.shifts[0].code = "Y";
+  plan.Reindex();
+  EXPECT_EQ(plan.FindShift("Y"), &plan.shifts[0]);
+  EXPECT_EQ(plan.FindShift("S0"), nullptr);
+}
+
 TEST(ReadPlan, RefusesABrokenPlanNamingTheElementAndTheReason) {
   const std::pair<std::string, std::string> broken[] = {
       {"<ROSTER/>", "is no plan document (its root is ROSTER, not PLAN)"},
@@ -151,6 +183,23 @@ TEST(ReadPlan, RefusesABrokenPlanNamingTheElementAndTheReason) {
        "EMPLOYEE a: contract '169' is more than a week"},
       {Plan("<EMPLOYEE id=\"a\" contractDays=\"lun\"/>"),
        "EMPLOYEE a: days 'lun' is none of all, weekdays, weekend"},
+      {Plan("<EMPLOYEE id=\"a&#27;]0;PWNED&#7;\"/>"), "EMPLOYEE: id holds a control character"},
+      {Plan("<EMPLOYEE id=\"a&#27;\" bad=\"1\"/>"), "EMPLOYEE: id holds a control character"},
+      {Plan("<EMPLOYEE id=\"a\" name=\"Ana&#10;b\"/>"),
+       "EMPLOYEE a: name holds a control character"},
+      {Plan("<EMPLOYEE id=\"a\" name=\"Ana&#x9B;2J\"/>"),
+       "EMPLOYEE a: name holds a control character"},
+      {Plan("<POST code=\"P&#127;\"/>"), "POST: code holds a control character"},
+      {Plan("<SHIFT code=\"&#155;\" start=\"08:00\" hours=\"8\"/>"),
+       "SHIFT: code holds a control character"},
+      {Plan("<SHIFT code=\"X\" start=\"08:00\" hours=\"8\" name=\"a&#9;b\"/>"),
+       "SHIFT X: name holds a control character"},
+      {OfA("<ITEM start=\"2026-11-22\" hours=\" 8\"/>"),
+       "EMPLOYEE a: ITEM 1: hours ' 8' is no length"},
+      {OfA("<ITEM start=\"2026-11-22\" hours=\"0x10\"/>"),
+       "EMPLOYEE a: ITEM 1: hours '0x10' is no length"},
+      {OfA("<ITEM start=\"2026-11-22\" hours=\"1e1\"/>"),
+       "EMPLOYEE a: ITEM 1: hours '1e1' is no length"},
       {Plan("<POST code=\"P\" worksHolidays=\"yes\"/>"),
        "POST P: worksHolidays 'yes' is no whole number from 0 to 1"},
   };
