@@ -102,4 +102,19 @@ void BM_PlanHoursYear(benchmark::State& state) {
 }
 BENCHMARK(BM_PlanHoursYear)->Unit(benchmark::kMillisecond);
 
+// A plan that names 20,000 shifts and a rotation through all of them: every
+// reference is a hashed look-up, so reading grows with the document.
+void BM_ReadPlanManyShifts(benchmark::State& state) {
+  std::string xml = "<PLAN>", pattern;
+  for (int i = 0; i < 20000; ++i) {
+    xml += "<SHIFT code=\"S" + std::to_string(i) + "\" start=\"08:00\" hours=\"8\"/>";
+    pattern += "S" + std::to_string(i) + " ";
+  }
+  xml +=
+      "<EMPLOYEE id=\"a\"><ROTATION pattern=\"" + pattern + "\" from=\"2026-01-01\"/></EMPLOYEE>";
+  xml += "</PLAN>";
+  for (auto _ : state) benchmark::DoNotOptimize(ReadPlan(xml));
+}
+BENCHMARK(BM_ReadPlanManyShifts)->Unit(benchmark::kMillisecond);
+
 }  // namespace
