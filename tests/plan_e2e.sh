@@ -249,5 +249,13 @@ expect 0 'ward.xml: sound, plan of 2 posts, 3 shifts and 4 employees' validate "
 printf '<PLAN><SHIFT code="T" start="14:00" hours="8"/><SHIFT code="X" start="10:00" hours="8"/><EMPLOYEE id="eli" contract="40"><ITEM start="2027-03-27" shift="T"/><ITEM start="2027-03-28" shift="X"/></EMPLOYEE></PLAN>' >"$work/spring.xml"
 expect 0 '^0 breaches$' plan check "$work/spring.xml" --month 2027-03
 expect 1 '^eli +short rest .*11:00 of rest' plan check "$work/spring.xml" --month 2027-03 --tz Europe/Madrid
+# A CSV cell that a spreadsheet would run as a formula stays text; numbers stay numbers.
+printf '<PLAN><POST code="P"/><EMPLOYEE id="=HYPERLINK(1)" post="P" contract="1"/><EMPLOYEE id="@x" post="P"/></PLAN>' >"$work/formula.xml"
+check "CSV cells that start like a formula are quoted as text" python3 -c '
+import csv, subprocess, sys
+out = subprocess.run([sys.argv[1], "plan", "hours", sys.argv[2], "--month", "2026-12", "--by", "month", "--format", "csv"], capture_output=True, text=True).stdout
+rows = list(csv.DictReader(out.splitlines()))
+assert {r["employee"] for r in rows} == {"\x27=HYPERLINK(1)", "\x27@x"}, rows
+assert rows[0]["balance"] == "-4.60", rows[0]' "$tool" "$work/formula.xml"
 
 finish

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "cuadrante/runtime/sysutils.h"
@@ -239,7 +240,19 @@ void Table::PrintCsv(std::FILE* out) const {
     std::fprintf(out, "%s\r\n", text.c_str());
   };
   line([&](size_t i) -> const std::string& { return columns_[i].key; });
-  for (const auto& row : rows_) line([&](size_t i) -> const std::string& { return row[i]; });
+  // A spreadsheet evaluates a text cell that starts like a formula; a
+  // leading quote keeps it text. Number columns stay numbers.
+  std::string guarded;
+  for (const auto& row : rows_) {
+    line([&](size_t i) -> const std::string& {
+      const std::string& cell = row[i];
+      if (columns_[i].number || cell.empty() ||
+          std::string_view("=+-@\t\r").find(cell.front()) == std::string_view::npos)
+        return cell;
+      guarded = "'" + cell;
+      return guarded;
+    });
+  }
 }
 
 void Table::PrintXml(std::FILE* out) const {
