@@ -12,6 +12,7 @@ TEST(StoredTextProblem, AcceptsSoundTextsAndNamesTheFirstFieldThatIsNot) {
   // A Monday 08:00 timetable of 8 hours, as a point, a box and a weekly rule.
   EXPECT_EQ(StoredTextProblem("4004582400;28800;2;1"), "");
   EXPECT_EQ(StoredTextProblem("4004582400;28800;2;1;255;M;Mañana"), "");
+  EXPECT_EQ(StoredTextProblem("4004582400;28800;2;1;2147483647;M;Mañana"), "");  // the top colour
   EXPECT_EQ(StoredTextProblem("4004582400;28800;2;1;2;0;-2147483648;4007923199"), "");
   EXPECT_EQ(StoredTextProblem("172800;0;0;-32768"), "");  // the first second
   EXPECT_EQ(StoredTextProblem(std::to_string(kCalendarEnd) + ";1;13;32767"), "");  // the last
