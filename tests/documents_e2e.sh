@@ -262,11 +262,19 @@ expect 0 '^2 points, 1 d 7 h 30 min in all$' points "$work/made.xml"
 cp "$work/made.xml" "$work/made.before"
 expect 1 "made.xml: holds stored points, not rules" rules add "$work/made.xml" --start 2026-11-23 --hours 8
 expect 1 "--hours '-8' is no length" points add "$work/made.xml" --start 2026-11-23 --hours -8
-expect 2 "--type takes a point type from 0 to 13, not '99'" points add "$work/made.xml" --start 2026-11-23 --hours 8 --type 99
+expect 2 "--type takes a whole number from 0 to 13, not '99'" points add "$work/made.xml" --start 2026-11-23 --hours 8 --type 99
 expect 1 "'2026-11-31' is not a date" points add "$work/made.xml" --start 2026-11-31 --hours 8
 expect 2 '--every takes day, week, fortnight, month, quarter, year or once' rule --start 2026-11-23 --hours 8 --every hour
 expect 1 'field 8 \(end\): 01/11/2026 23:59:59 is before the rule.s start' rule --start 2026-11-23 --hours 8 --until 2026-11-01
 expect 2 'needs --start' rule --hours 8
+# Numbers are read whole and in range, never wrapped into another value.
+for bad in 4294967298 ' 2' 0x2 2e0 +2 -1 14; do
+  expect 2 "--type takes a whole number from 0 to 13, not '${bad/+/[+]}'" rule --start 2026-11-23 --hours 8 --type "$bad"
+done
+expect 2 "--level takes a whole number from -32768 to 32767, not '99999'" points add "$work/made.xml" --start 2026-11-23 --hours 8 --level 99999
+expect 2 "--tag takes a whole number from -2147483648 to 2147483647" rule --start 2026-11-23 --hours 8 --tag 2147483648
+expect 2 "--limit takes a whole number from 0 to" unzip --limit 99999999999999999999
+expect 0 '^4004582400;28800;2;-32768;2;0;-2147483648;' rule --start 2026-11-23T08:00 --hours 8 --level=-32768 --tag=-2147483648
 check "refused additions leave the document as it was" cmp -s "$work/made.xml" "$work/made.before"
 expect 0 '^4004578800;28800;2;1;2;0;0;4023561599$' rule --start 2026-11-23T07:00 --hours 8 --every week --until 2027-06-30 --type 2
 

@@ -33,8 +33,9 @@ expect 0 '^monitor on' demo-operation --env "$work/env.xml" --step-ms 1
 # Misuse.
 expect 2 '--steps takes a whole number from 1 to 100000' demo-operation --steps 0
 expect 2 '--steps takes a whole number from 1 to 100000' demo-operation --steps 12x
-expect 2 '--step-ms needs a number' demo-operation --step-ms
-expect 2 "unknown argument '--fast'" demo-operation --fast
+expect 0 'result +<RESULTADO PASOS="8"/>' demo-operation --steps=8 --step-ms=1
+expect 2 '--step-ms needs a value' demo-operation --step-ms
+expect 2 'unknown option --fast' demo-operation --fast
 expect 0 'usage: cuadrante demo-operation' demo-operation --help
 
 finish

@@ -38,6 +38,18 @@ before=$(cat "$env_file")
 expect 1 '' env set GENERAL BAD $'bell\a' --env "$env_file"
 check "a value XML cannot carry leaves the file as it was" test "$(cat "$env_file")" = "$before"
 
+# Two shells adding points and rules at once keep every addition.
+for kind in points rules; do
+  for shell in a b; do
+    (for i in $(seq 1 25); do
+      "$tool" "$kind" add "$work/$kind-shared.xml" --start "2026-11-$(printf %02d $((i % 28 + 1)))" --hours 1 || exit 1
+    done) &
+  done
+  wait
+  kept=$(grep -c '<POINT>' "$work/$kind-shared.xml")
+  check "two shells keep all 50 $kind (kept $kept)" test "$kept" -eq 50
+done
+
 # Settings: a value that would add keys and sections is refused.
 ini_path=$work/settings.ini
 ini=$ini_path

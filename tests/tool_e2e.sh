@@ -31,6 +31,7 @@ expect 0 '^ +7 21/11/2026 22:00' points "$examples/points.xml" --from=2026-11-21
 expect 2 '--boxes takes no value' expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-02 --boxes=1
 expect 2 'unknown option --\\xFF' date $'--\xff'
 expect 1 "'[\\]xFF[\\]x01' is not a date" date -- $'\xff\x01'
+expect 1 "'[\\]xC2[\\]x9B2' is not a date" date -- $'\xc2\x9b2'
 expect 0 'usage: cuadrante date' date --help
 expect 0 'commands:' help
 
@@ -65,8 +66,8 @@ for format in text csv xml; do
 done
 expect 0 '^cuadrante: 2 overlaps$' grid "$work/overlaps.xml"
 expect 2 '--by takes week or month' grid "$examples/points.xml" --by year
-expect 2 "--type takes a point type from 0 to 13, not '14'" grid "$examples/points.xml" --type 14
-expect 2 "--type takes a point type from 0 to 13, not 'x'" points "$examples/points.xml" --type x
+expect 2 "--type takes a whole number from 0 to 13, not '14'" grid "$examples/points.xml" --type 14
+expect 2 "--type takes a whole number from 0 to 13, not 'x'" points "$examples/points.xml" --type x
 
 # Rules unrolled, periods, and a month's roster of the example rules.
 expect 0 '^ +4 03/11/2026 09:00 04/11/2026 09:00 1 d +8 Cobertura$' expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-03

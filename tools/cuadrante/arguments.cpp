@@ -32,15 +32,21 @@ constexpr uintmax_t kLargestDocumentBytes = uintmax_t{256} << 20;
 std::string Printable(const std::string& text) {
   const bool valid = IsValidUtf8(text);
   std::string shown;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7F || (!valid && byte >= 0x80)) {
+  bool c1Tail = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    // C1 controls (U+0080..U+009F, C2 80..C2 9F in UTF-8) steer terminals as
+    // C0 ones do: both of their bytes are escaped.
+    const bool c1 = valid && byte == 0xC2 && i + 1 < text.size() &&
+                    static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    if (byte < 0x20 || byte == 0x7F || (!valid && byte >= 0x80) || c1 || c1Tail) {
       char escaped[8];
       std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
       shown += escaped;
     } else {
-      shown += c;
+      shown += text[i];
     }
+    c1Tail = c1;
   }
   return shown;
 }
@@ -83,6 +89,23 @@ Options Parse(const Args& args, std::initializer_list<const char*> withValue,
     if (!known) throw Misuse("unknown option " + Printable(name));
   }
   return options;
+}
+
+int64_t NumberOption(const Options& options, const std::string& name, int64_t low, int64_t high,
+                     int64_t otherwise) {
+  if (!options.Has(name)) return otherwise;
+  const std::string& text = options.Need(name);
+  const std::string_view digits = std::string_view(text).substr(text.rfind('-', 0) == 0 ? 1 : 0);
+  const bool wellFormed =
+      !digits.empty() && digits.size() <= 19 &&
+      std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+  // Nineteen digits always fit in 64 bits, so the conversion cannot wrap.
+  const int64_t value = wellFormed ? std::strtoll(text.c_str(), nullptr, 10) : 0;
+  if (!wellFormed || value < low || value > high) {
+    throw Misuse(name + " takes a whole number from " + std::to_string(low) + " to " +
+                 std::to_string(high) + ", not '" + Printable(text) + "'");
+  }
+  return value;
 }
 
 Format ParseFormat(const Options& options) {

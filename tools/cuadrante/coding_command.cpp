@@ -96,16 +96,8 @@ void HelpUnzip() {
 
 int RunUnzip(const Args& arguments) {
   const Options options = Parse(arguments, {"--limit"}, {});
-  int64_t limit = TInflaterDeflater::GetInflateLimit();
-  if (options.Has("--limit")) {
-    const std::string& text = options.Need("--limit");
-    try {
-      limit = StrToInt64(text);
-    } catch (const Exception&) {
-      throw Misuse("--limit takes a number of bytes, not '" + text + "'");
-    }
-    if (limit < 0) throw Misuse("--limit takes a number of bytes, not '" + text + "'");
-  }
+  const int64_t limit =
+      NumberOption(options, "--limit", 0, INT64_MAX, TInflaterDeflater::GetInflateLimit());
   ExpectNoArguments(options.words, "unzip");
   // Read as `gzip -d` reads: every member of a concatenation, every header
   // field checked, where the library's own Inflate keeps to its first member.

@@ -72,6 +72,12 @@ std::string Printable(const std::string& text);
 // after it a word.
 Options Parse(const Args& args, std::initializer_list<const char*> withValue,
               std::initializer_list<const char*> bare);
+// The option `name` as a whole number within [low, high]: decimal digits, a
+// leading '-' at most, nothing else (no blank, no "0x", no exponent), and
+// `otherwise` when it is absent. Anything else is misuse that names the range,
+// so that no value is ever wrapped into another.
+int64_t NumberOption(const Options& options, const std::string& name, int64_t low, int64_t high,
+                     int64_t otherwise);
 // The --format of a command that prints a list: text (default), csv or xml.
 Format ParseFormat(const Options& options);
 // The first day of --month YYYY-MM; EConvertError for anything else.

@@ -1,5 +1,7 @@
 // `cuadrante rule`, `points add` and `rules add`: stored points and rules made
 // from dates, hours and names, so that nobody counts seconds since 1899.
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -23,16 +25,6 @@ int64_t ParseHours(const std::string& text) {
   return *seconds;
 }
 
-int ParseNumber(const Options& options, const std::string& name, int otherwise) {
-  if (!options.Has(name)) return otherwise;
-  const std::string& text = options.Need(name);
-  try {
-    return static_cast<int>(StrToInt64(text));
-  } catch (const Exception&) {
-    throw EConvertError(name + " '" + text + "' is no whole number");
-  }
-}
-
 TTimesGroup ParseEvery(const std::string& text) {
   static const std::map<std::string, TTimesGroup> groups = {
       {"day", tgDay},     {"week", tgWeek},       {"fortnight", tgFortnight},
@@ -52,17 +44,14 @@ TTimesGroup ParseEvery(const std::string& text) {
 std::string StoredText(const Options& options, bool rule) {
   const TFecha start(ParseDateArgument(options.Need("--start")));
   const int64_t seconds = ParseHours(options.Need("--hours"));
-  const int type = ParseNumber(options, "--type", tptTimetable);
-  if (type < 0 || type >= kTimePointTypeCount) {
-    throw Misuse("--type takes a point type from 0 to 13, not '" + options.Need("--type") + "'");
-  }
+  const auto type = NumberOption(options, "--type", 0, kTimePointTypeCount - 1, tptTimetable);
   std::string text;
   if (rule) {
     TCyclePoint cycle(start, static_cast<TTimePointType>(type), TDuration(seconds));
-    cycle.Level = static_cast<short>(ParseNumber(options, "--level", 1));
+    cycle.Level = static_cast<short>(NumberOption(options, "--level", SHRT_MIN, SHRT_MAX, 1));
     cycle.Periodicity = ParseEvery(options.Get("--every", "week"));
     cycle.WithWeekend = options.Flag("--weekend");
-    cycle.CycleTag = ParseNumber(options, "--tag", 0);
+    cycle.CycleTag = static_cast<int32_t>(NumberOption(options, "--tag", INT32_MIN, INT32_MAX, 0));
     // The rule's last occurrence may start on the --until day.
     if (options.Has("--until"))
       cycle.EndDate = TFecha(ParseDateArgument(options.Need("--until"))).EndOfDay();
@@ -70,7 +59,7 @@ std::string StoredText(const Options& options, bool rule) {
   } else {
     TBasicPoint point(start, TDuration(seconds));
     point.Type = static_cast<TTimePointType>(type);
-    point.Level = static_cast<short>(ParseNumber(options, "--level", 1));
+    point.Level = static_cast<short>(NumberOption(options, "--level", SHRT_MIN, SHRT_MAX, 1));
     text = point.WriteToStr();
   }
   if (const std::string why = roster::StoredTextProblem(text); !why.empty())
@@ -79,8 +68,11 @@ std::string StoredText(const Options& options, bool rule) {
 }
 
 // Appends `stored` to the document at `path`, made when it is missing; a
-// document of another kind is refused, the file left as it is.
+// document of another kind is refused, the file left as it is. The read and
+// the write share the folder's update lock, so two additions at once both
+// land: the second reads what the first wrote.
 void Append(const std::string& path, const std::string& stored, DocumentKind kind) {
+  const TFileUpdateLock lock(path);
   TXMLDocument document;
   if (FileExists(path)) {
     AnsiString text;

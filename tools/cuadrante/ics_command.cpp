@@ -317,13 +317,8 @@ int RunIcsImport(const Args& args) {
   roster::TImportOptions reading;
   reading.zone = zone ? &*zone : &local->zone;
   reading.label = Labels();
-  if (options.Has("--type")) {
-    const std::string& text = options.Need("--type");
-    const int type = StrToIntDef(text, -1);
-    if (type < 0 || type >= kTimePointTypeCount)
-      throw Misuse("--type takes a point type from 0 to 13, not '" + text + "'");
-    reading.defaultType = static_cast<TTimePointType>(type);
-  }
+  reading.defaultType = static_cast<TTimePointType>(
+      NumberOption(options, "--type", 0, kTimePointTypeCount - 1, reading.defaultType));
   const std::string text = path == "-"
                                ? ReadStandardInput(kCalendarFileLimit, "too large for a calendar")
                                : std::string(ReadWholeFile(path, kCalendarFileLimit));

@@ -31,40 +31,16 @@ struct DemoOptions {
   int stopAt = 0;  // 0: never
 };
 
-int WholeNumber(const Args& args, size_t& i, int low, int high) {
-  const std::string& name = args[i];
-  if (i + 1 == args.size()) throw Misuse(name + " needs a number");
-  const std::string& text = args[++i];
-  int value = 0;
-  try {
-    size_t used = 0;
-    value = std::stoi(text, &used);
-    if (used != text.size()) throw Misuse("");
-  } catch (const std::exception&) {
-    value = low - 1;
-  }
-  if (value < low || value > high) {
-    throw Misuse(name + " takes a whole number from " + std::to_string(low) + " to " +
-                 std::to_string(high));
-  }
-  return value;
-}
-
 DemoOptions ParseOptions(const Args& args) {
+  const Options given = Parse(args, {"--steps", "--step-ms", "--stop-at"}, {"--fail"});
+  if (!given.words.empty())
+    throw Misuse("unknown argument '" + Printable(given.words.front()) +
+                 "' (see `cuadrante help demo-operation`)");
   DemoOptions options;
-  for (size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "--steps") {
-      options.steps = WholeNumber(args, i, 1, 100000);
-    } else if (args[i] == "--step-ms") {
-      options.stepMs = WholeNumber(args, i, 0, 1000);
-    } else if (args[i] == "--stop-at") {
-      options.stopAt = WholeNumber(args, i, 1, 100000);
-    } else if (args[i] == "--fail") {
-      options.fail = true;
-    } else {
-      throw Misuse("unknown argument '" + args[i] + "' (see `cuadrante help demo-operation`)");
-    }
-  }
+  options.steps = static_cast<int>(NumberOption(given, "--steps", 1, 100000, options.steps));
+  options.stepMs = static_cast<int>(NumberOption(given, "--step-ms", 0, 1000, options.stepMs));
+  options.stopAt = static_cast<int>(NumberOption(given, "--stop-at", 1, 100000, options.stopAt));
+  options.fail = given.Flag("--fail");
   return options;
 }
 

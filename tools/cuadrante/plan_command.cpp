@@ -147,12 +147,8 @@ roster::TLimits Limits(const roster::TPlan& plan, const Options& options) {
   };
   hours("--min-rest", limits.minRestSeconds);
   hours("--max-week", limits.maxWeekSeconds);
-  if (options.Has("--max-days")) {
-    const std::string& text = options.Need("--max-days");
-    const int days = static_cast<int>(StrToIntDef(text, 0));
-    if (days < 1) throw Misuse("--max-days takes a number of days, not '" + text + "'");
-    limits.maxConsecutiveDays = days;
-  }
+  limits.maxConsecutiveDays =
+      static_cast<int>(NumberOption(options, "--max-days", 1, 3660, limits.maxConsecutiveDays));
   return limits;
 }
 

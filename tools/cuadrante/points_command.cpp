@@ -41,13 +41,8 @@ std::string Hours(int64_t seconds, bool forPeople) {
 }
 
 TTimePointType ParseType(const Options& options) {
-  if (!options.Has("--type")) return tptNone;
-  const std::string& text = options.Need("--type");
-  const int type = StrToIntDef(text, -1);
-  if (type < 0 || type >= kTimePointTypeCount) {
-    throw Misuse("--type takes a point type from 0 to 13, not '" + text + "'");
-  }
-  return static_cast<TTimePointType>(type);
+  return static_cast<TTimePointType>(
+      NumberOption(options, "--type", 0, kTimePointTypeCount - 1, tptNone));
 }
 
 // The points of the document at `path` that belong to --from .. --to, when
