@@ -273,6 +273,28 @@ TEST(TBasicPointMgrUnmerge, TakesTimeOutOfThePointsBesideItsPosition) {
   EXPECT_EQ(Counted::live, 2);  // nothing leaked, nothing of the caller's freed
 }
 
+TEST(TBasicPointMgrMerge, PointsWhoseEndPassesTheRangeHoldAtItsTop) {
+  // Built in memory, a point may end beyond what 64 bits hold: its end reads
+  // as the largest value, and merging, cutting and printing stay defined.
+  constexpr int64_t kTop = INT64_MAX;
+  TBasicPointMgr set;
+  auto* first = new Counted(kTop - 10, 100, 1, 1);
+  EXPECT_EQ(first->EndValue(), kTop);
+  EXPECT_EQ(Counted(INT64_MIN + 10, -100, 1).EndValue(), INT64_MIN);
+  EXPECT_TRUE(set.Merge(first));
+  auto* covered = new Counted(kTop - 5, 50, 1, 2);
+  EXPECT_FALSE(set.Merge(covered));
+  delete covered;
+  Counted cut(kTop - 8, 2, 2, 9);
+  EXPECT_TRUE(set.Unmerge(&cut));
+  ASSERT_EQ(set.Points.size(), 2u);
+  EXPECT_EQ(set.Points[0]->EndValue(), kTop - 8);
+  EXPECT_EQ(set.Points[1]->StartValue(), kTop - 6);
+  EXPECT_EQ(set.Points[1]->EndValue(), kTop);
+  EXPECT_FALSE(set.Points[1]->ToString().empty());
+  set.ResetPoints();
+}
+
 TEST(TBasicPointMgrUnmerge, RemovesOnlyTimeOfTheArgument) {
   std::mt19937 rng(7);
   for (int round = 0; round < 3000; ++round) {

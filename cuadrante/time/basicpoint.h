@@ -76,7 +76,14 @@ class CUADRANTE_API TBasicPoint {
   TTimePointType GetType() const { return Type; }
   int64_t StartValue() const { return Inicio.Value(); }
   // Start plus duration; unlike GetEndDate it is not overridden by any class.
-  int64_t EndValue() const { return Inicio.Value() + Duration.Value(); }
+  // A sum past the 64-bit range is held at its limit, so that a point built
+  // in memory near the top still compares, merges and prints.
+  int64_t EndValue() const {
+    int64_t end = 0;
+    if (__builtin_add_overflow(Inicio.Value(), Duration.Value(), &end))
+      return Duration.Value() > 0 ? INT64_MAX : INT64_MIN;
+    return end;
+  }
   // 00:00:00 of the starting day.
   TFecha StartDate() const;
   TDateTime AsDate() const;

@@ -52,6 +52,8 @@ namespace RutinasFecha {
 
 TFechasPairList GetPairedFechas(TFecha start, TFecha end, TTimesGroup group) {
   const auto kind = static_cast<int8_t>(group & 0xFF);
+  // A range that starts past the calendar holds no period to name.
+  if (start > TFecha(kCalendarEnd)) return {};
   start = AlignToGroup(start, kind);
   // The last period of the calendar is cut at its last day, and the walk ends
   // there whatever `end` says: past it no date has a name.

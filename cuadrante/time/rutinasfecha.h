@@ -36,6 +36,7 @@ using TFechasPairList = std::vector<TFechasPair>;
 // aligned back to the group's grid, then periods follow while their first
 // instant is not after `end`, time of day included. Any group other than week,
 // month, fortnight or quarter gives days (a year is aligned to 1 January first).
+// A `start` past the calendar's last day gives none.
 CUADRANTE_API TFechasPairList GetPairedFechas(TFecha start, TFecha end, TTimesGroup group);
 
 // StartViewDate <= date <= EndViewDate, whole values, both bounds inclusive.

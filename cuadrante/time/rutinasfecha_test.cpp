@@ -132,6 +132,9 @@ TEST(RutinasFecha, PeriodsEndWithTheCalendar) {
       EXPECT_TRUE(periods.back().starts_with(last)) << periods.back();
     }
   }
+  // A range wholly past the calendar names nothing, and ends.
+  for (const int group : {tgWeek, tgFortnight, tgMonth, tgQuarter, tgYear, tgDay})
+    EXPECT_TRUE(Periods(TFecha(kCalendarEnd + 40 * 86400), largest, group).empty()) << group;
   EXPECT_EQ(Periods(At(9999, 1, 1), largest, tgQuarter).size(), 4u);
   EXPECT_EQ(Periods(At(9999, 1, 1), largest, tgMonth).size(), 12u);
 }
