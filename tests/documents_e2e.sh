@@ -123,6 +123,18 @@ expect 0 '<label>Turno "A", mañana</label>' grid "$examples/points.xml" --forma
 "$tool" expand "$examples/rules.xml" --from 2026-11-02 --to 2026-11-08 --boxes --format xml >"$work/boxes.xml"
 sed -i 's/;16776960;/;255;/' "$work/boxes.xml"  # stored colour red instead of the table's cyan
 expect 0 'boxes.svg: 1 rows, 12 boxes' render "$work/boxes.xml" --from 2026-11-02 --to 2026-11-08 -o "$work/boxes.svg"
+# A box code that would steer a terminal or break a picture is refused, and a
+# dictionary's label that would break one is shown as U+FFFD.
+sed '0,/;255;[^;]*;/s//;255;M\x01;/' "$work/boxes.xml" >"$work/control-code.xml"
+sed '0,/;255;[^;]*;/s//;255;M\xff;/' "$work/boxes.xml" >"$work/utf8-code.xml"
+expect 1 'element 1 .*field 6 \(code\): holds a control character' validate "$work/control-code.xml"
+expect 1 'element 1 .*field 6 \(code\): is no valid UTF-8' render "$work/utf8-code.xml" --from 2026-11-02 --to 2026-11-08 -o "$work/bad.svg"
+printf '[Localization]\nDictionary=.dic\n' >"$work/broken.ini"
+printf 'Horario\tHo\x01ra\xffrio\x1b]0;x\x07\r\n' >"$work/broken.ini.dic"
+expect 0 'boxes.svg: 1 rows, 12 boxes' render "$work/boxes.xml" --from 2026-11-02 --to 2026-11-08 -o "$work/boxes.svg" --dict "$work/broken.ini"
+check "a label with controls and invalid UTF-8 leaves the picture well-formed" \
+  python3 -c 'import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])' "$work/boxes.svg"
+check "the picture shows U+FFFD where the label could not go" grep -q 'Ho�ra�rio�' "$work/boxes.svg"
 check "stored boxes are drawn in the colour of their type" test "$(grep -c 'class="box" data-type="2" [^>]*fill="#1a4d94"' "$work/boxes.svg")" -eq 10
 csv_rows=$("$tool" expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --format csv | wc -l)
 xml_rows=$("$tool" expand "$examples/rules.xml" --from 2026-11-01 --to 2026-11-30 --format xml | grep -c '<POINT>')

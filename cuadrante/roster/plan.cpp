@@ -84,20 +84,6 @@ class TElement {
   std::string where_;
 };
 
-// An identifier or a name is shown on terminals, in tables and pictures: it
-// must be text, not a command to them. "" when it is, else what is wrong.
-std::string ShownTextProblem(const std::string& text) {
-  if (!IsValidUtf8(text)) return "is no valid UTF-8";
-  for (size_t at = 0; at < text.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    const bool c1 = byte == 0xC2 && at + 1 < text.size() &&
-                    static_cast<unsigned char>(text[at + 1]) >= 0x80 &&
-                    static_cast<unsigned char>(text[at + 1]) <= 0x9F;
-    if (byte < 0x20 || byte == 0x7F || c1) return "holds a control character";
-  }
-  return "";
-}
-
 void CheckShownText(const TElement& element, const char* what, const std::string& text) {
   if (const std::string why = ShownTextProblem(text); !why.empty())
     element.Fail(std::string(what) + " " + why);
@@ -175,6 +161,9 @@ TItem ReadItem(const TElement& item, const TPlan& plan) {
     made.seconds = item.Hours("hours");
     made.type = item.Type(tptIncidence);
   }
+  // The calendar names no later instant than its last midnight, and a
+  // calendar written from the plan could not say when the item ends.
+  if (made.start.Value() + made.seconds > kCalendarEnd + 1) item.Fail("ends after 31/12/9999");
   return made;
 }
 

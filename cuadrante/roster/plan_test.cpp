@@ -200,12 +200,18 @@ TEST(ReadPlan, RefusesABrokenPlanNamingTheElementAndTheReason) {
        "EMPLOYEE a: ITEM 1: hours '0x10' is no length"},
       {OfA("<ITEM start=\"2026-11-22\" hours=\"1e1\"/>"),
        "EMPLOYEE a: ITEM 1: hours '1e1' is no length"},
+      {OfA("<ITEM start=\"9999-12-31T20:00\" hours=\"4.5\"/>"),
+       "EMPLOYEE a: ITEM 1: ends after 31/12/9999"},
+      {OfA("<ITEM start=\"9999-12-31\" hours=\"24:01\"/>"),
+       "EMPLOYEE a: ITEM 1: ends after 31/12/9999"},
       {Plan("<POST code=\"P\" worksHolidays=\"yes\"/>"),
        "POST P: worksHolidays 'yes' is no whole number from 0 to 1"},
   };
   for (const auto& [xml, why] : broken) {
     EXPECT_EQ(ErrorOf(xml).rfind(why, 0), 0u) << ErrorOf(xml);
   }
+  // The last day of the calendar, whole, is still a day to plan.
+  EXPECT_EQ(ErrorOf(OfA("<ITEM start=\"9999-12-31\" hours=\"24\"/>")), "");
 }
 
 }  // namespace

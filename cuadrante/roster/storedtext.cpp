@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/time/fecha.h"
 #include "cuadrante/vocabulary/basicdefines.h"
 
@@ -45,6 +46,18 @@ std::string DateProblem(int64_t value) {
 
 }  // namespace
 
+std::string ShownTextProblem(std::string_view text) {
+  if (!IsValidUtf8(text)) return "is no valid UTF-8";
+  for (size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    const bool c1 = byte == 0xC2 && at + 1 < text.size() &&
+                    static_cast<unsigned char>(text[at + 1]) >= 0x80 &&
+                    static_cast<unsigned char>(text[at + 1]) <= 0x9F;
+    if (byte < 0x20 || byte == 0x7F || c1) return "holds a control character";
+  }
+  return "";
+}
+
 std::string StoredTextProblem(std::string_view text) {
   const std::vector<std::string_view> fields = Fields(text);
   const size_t count = fields.size();
@@ -83,6 +96,14 @@ std::string StoredTextProblem(std::string_view text) {
   }
   if (count == 7 && (values[4] < INT32_MIN || values[4] > INT32_MAX)) {
     return problem(5, "colour", std::to_string(values[4]) + " does not fit 32 bits");
+  }
+  if (count == 7) {
+    // A box's code and description reach pictures and terminals.
+    for (const int field : {6, 7}) {
+      const std::string text(fields[static_cast<size_t>(field) - 1]);
+      if (const std::string why = ShownTextProblem(text); !why.empty())
+        return problem(field, field == 6 ? "code" : "description", why);
+    }
   }
   if (count != 8) return "";
   if (values[4] < tgNone || values[4] > tgQuarter) {

@@ -26,7 +26,14 @@ namespace cuadrante::roster {
 inline constexpr int64_t kCalendarStart = 2 * 86400;
 
 // "" for a sound stored text of 4, 7 or 8 fields, or why it is not, naming
-// the field: "field 3 (type): 99 is no point type (0 to 13)".
+// the field: "field 3 (type): 99 is no point type (0 to 13)". A box's code
+// and description must pass ShownTextProblem.
 CUADRANTE_API std::string StoredTextProblem(std::string_view text);
+
+// An identifier, a code or a name is shown on terminals, in tables and
+// pictures: it must be text, not a command to them. "" when it is valid
+// UTF-8 without C0, DEL or C1 controls, else what is wrong ("is no valid
+// UTF-8", "holds a control character").
+CUADRANTE_API std::string ShownTextProblem(std::string_view text);
 
 }  // namespace cuadrante::roster

@@ -33,6 +33,12 @@ TEST(StoredTextProblem, AcceptsSoundTextsAndNamesTheFirstFieldThatIsNot) {
       {"4004582400;28800;-1;1", "field 3 (type): -1 is no point type (0 to 13)"},
       {"4004582400;28800;2;32768", "field 4 (level): 32768 does not fit 16 bits"},
       {"4004582400;28800;2;1;4294967296;M;x", "field 5 (colour): 4294967296 does not fit 32 bits"},
+      {"4004582400;28800;2;1;7;M\x01;x", "field 6 (code): holds a control character"},
+      {"4004582400;28800;2;1;7;M;\xC2\x9B"
+       "2J",
+       "field 7 (description): holds a control"},
+      {"4004582400;28800;2;1;7;\xFF;x", "field 6 (code): is no valid UTF-8"},
+      {"4004582400;28800;2;1;7;M;Ma\xC3", "field 7 (description): is no valid UTF-8"},
       {"4004582400;28800;2;1;7;0;0;0", "field 5 (periodicity): 7 is no periodicity"},
       {"4004582400;28800;2;1;2;5;0;0", "field 6 (weekend): 5 is neither 0 nor 1"},
       {"4004582400;28800;2;1;2;0;2147483648;0", "field 7 (tag): 2147483648 does not fit 32 bits"},

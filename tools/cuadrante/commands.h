@@ -143,7 +143,8 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
 void PrintAsDocument(const TBasicPointMgr& set);
 // The same document as a text, for a file.
 std::string DocumentText(const TBasicPointMgr& set);
-// Text for an SVG or XML document: & < > and " escaped.
+// Text for an SVG or XML document: & < > and " escaped, and every byte that
+// is no character XML allows (controls, invalid UTF-8) shown as U+FFFD.
 std::string Escape(const std::string& text);
 // The pictures' colour of a point type, "#rrggbb": one a type, apart in grey.
 std::string TypeFill(int type);

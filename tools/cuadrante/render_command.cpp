@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/formatsettings.h"
+#include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/services/translate.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicbox.h"
@@ -24,10 +26,38 @@
 
 namespace cuadrante::tool {
 
+namespace {
+
+// How many bytes of `text` from `at` make one character an XML document may
+// hold, 0 when they make none: a byte of no valid UTF-8 sequence, a control
+// character other than tab and line ends, and U+FFFE and U+FFFF.
+size_t XmlCharacterLength(std::string_view text, size_t at) {
+  const auto lead = static_cast<unsigned char>(text[at]);
+  if (lead < 0x80) return lead >= 0x20 || lead == '\t' || lead == '\n' || lead == '\r' ? 1 : 0;
+  for (size_t length = 2; length <= 4 && at + length <= text.size(); ++length) {
+    const std::string_view sequence = text.substr(at, length);
+    if (!IsValidUtf8(sequence)) continue;
+    return sequence == "\xEF\xBF\xBE" || sequence == "\xEF\xBF\xBF" ? 0 : length;
+  }
+  return 0;
+}
+
+}  // namespace
+
 std::string Escape(const std::string& text) {
   std::string out;
-  for (const char c : text) {
-    switch (c) {
+  out.reserve(text.size());
+  for (size_t at = 0; at < text.size();) {
+    const size_t length = XmlCharacterLength(text, at);
+    if (length == 0) {
+      // What a picture cannot carry shows as the replacement character, so
+      // the file stays well-formed and the reader still sees that a
+      // character was there.
+      out += "\xEF\xBF\xBD";
+      ++at;
+      continue;
+    }
+    switch (text[at]) {
       case '&':
         out += "&amp;";
         break;
@@ -41,8 +71,9 @@ std::string Escape(const std::string& text) {
         out += "&quot;";
         break;
       default:
-        out += c;
+        out.append(text, at, length);
     }
+    at += length;
   }
   return out;
 }
