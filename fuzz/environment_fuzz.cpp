@@ -1,12 +1,14 @@
 // Arbitrary bytes as the environment document's file: loaded (or replaced),
 // looked up and changed, without a crash or a leak. A lookup must see what the
-// change before it wrote.
+// change before it wrote; the first read may replace only a file that is
+// empty or isn't XML, and then only once its bytes are kept beside it.
 #include <stdlib.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 #include "cuadrante/runtime/exception.h"
@@ -17,13 +19,23 @@ namespace {
 
 const std::string& Folder() { return cuadrante::fuzzing::RunFolder(); }
 
+// The bytes of `path`, or "" when it can't be read.
+std::string ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data), size);
   const std::string path = Folder() + "/Enviroment.xml";
+  const std::string aside = path + ".unreadable";
+  std::filesystem::remove(aside);
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
   _GlobalMgr.SetFileEnv(path);
+  _GlobalMgr.LoadEnviroment();
+  if (!bytes.empty() && ReadAll(path) != bytes && ReadAll(aside) != bytes) __builtin_trap();
 
   // Names from the input itself reach sections and values that the file may
   // hold; they may also be no XML names at all.

@@ -25,15 +25,27 @@ constexpr std::string_view kUtf8Bom = "\xEF\xBB\xBF";
 // elements does not. Parsing works in the parser's own copy of the text.
 constexpr unsigned kParseFlags = pugi::parse_default | pugi::parse_ws_pcdata_single;
 
+// Appends what the printer gives to `out` until it would pass `limit` bytes;
+// from there on it only notes that the text went over, so a save that is to
+// be refused never holds more than the limit in memory.
 class StringWriter final : public pugi::xml_writer {
  public:
-  explicit StringWriter(std::string& out) : out_(out) {}
+  explicit StringWriter(std::string& out, size_t limit = std::string::npos)
+      : out_(out), limit_(limit) {}
   void write(const void* data, size_t size) override {
+    if (over_) return;
+    if (size > limit_ || out_.size() > limit_ - size) {
+      over_ = true;
+      return;
+    }
     out_.append(static_cast<const char*>(data), size);
   }
+  bool Over() const { return over_; }
 
  private:
   std::string& out_;
+  size_t limit_;
+  bool over_ = false;
 };
 
 bool IsBlank(char c) { return static_cast<unsigned char>(c) <= ' '; }
@@ -70,14 +82,14 @@ int DepthOf(pugi::xml_node node) {
   return depth;
 }
 
-// The first element (in document order) deeper than the limit, or a null
+// The first element (in document order) deeper than `limit`, or a null
 // node. The walk keeps no stack of its own: it goes down by first child and
 // on by next sibling or up by parent, so any depth is safe to look at.
-pugi::xml_node FirstTooDeep(const pugi::xml_document& doc) {
+pugi::xml_node FirstDeeperThan(const pugi::xml_document& doc, int limit) {
   pugi::xml_node node = doc.first_child();
   int depth = 1;
   while (node) {
-    if (node.type() == pugi::node_element && depth > kMaxXmlDepth) return node;
+    if (node.type() == pugi::node_element && depth > limit) return node;
     if (node.first_child()) {
       node = node.first_child();
       ++depth;
@@ -93,11 +105,11 @@ pugi::xml_node FirstTooDeep(const pugi::xml_document& doc) {
   return pugi::xml_node();
 }
 
-// "at offset 57 (line 3, column 12): why", lines and columns counted from 1
-// in bytes. `text` is what was parsed when the offset refers to it, or empty
+// "offset 57 (line 3, column 12)", lines and columns counted from 1 in
+// bytes. `text` is what was parsed when the offset refers to it, or empty
 // when the parser converted the text to another encoding first.
-[[noreturn]] void ThrowParseError(std::string_view text, ptrdiff_t offset, std::string_view why) {
-  std::string message = "XML text is not well-formed at offset " + std::to_string(offset);
+std::string Where(std::string_view text, ptrdiff_t offset) {
+  std::string where = "offset " + std::to_string(offset);
   if (offset >= 0 && static_cast<size_t>(offset) <= text.size()) {
     const std::string_view before = text.substr(0, static_cast<size_t>(offset));
     size_t line = 1;
@@ -105,11 +117,15 @@ pugi::xml_node FirstTooDeep(const pugi::xml_document& doc) {
     const size_t lineStart = before.rfind('\n');
     const size_t column =
         lineStart == std::string_view::npos ? before.size() + 1 : before.size() - lineStart;
-    message += " (line " + std::to_string(line) + ", column " + std::to_string(column) + ")";
+    where += " (line " + std::to_string(line) + ", column " + std::to_string(column) + ")";
   }
-  message += ": ";
-  message += why;
-  throw EXMLDocError(message);
+  return where;
+}
+
+// "XML text is not well-formed at offset 57 (line 3, column 12): why".
+[[noreturn]] void ThrowParseError(std::string_view text, ptrdiff_t offset, std::string_view why) {
+  throw EXMLDocError("XML text is not well-formed at " + Where(text, offset) + ": " +
+                     std::string(why));
 }
 
 // The parser is lenient where a document may not be: it accepts several
@@ -150,6 +166,8 @@ bool CanCarryText(std::string_view text) noexcept {
   return IsValidUtf8(text) && text.find("\xEF\xBF\xBE") == std::string_view::npos &&
          text.find("\xEF\xBF\xBF") == std::string_view::npos;
 }
+
+EXMLLimitError::~EXMLLimitError() = default;
 
 // TXMLNode ------------------------------------------------------------------
 
@@ -257,15 +275,19 @@ void TXMLDocument::LoadFromXML(std::string_view text) {
   // convert it from another encoding first.
   const bool utf8 = result.encoding == pugi::encoding_utf8;
   try {
+    // No memory says nothing about the text: a caller must not take it for
+    // one that is no XML.
+    if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
     if (!result)
       detail::ThrowParseError(utf8 ? text : std::string_view(), result.offset,
                               result.description());
     detail::CheckProlog(*doc_, text, utf8);
-    if (const pugi::xml_node deep = detail::FirstTooDeep(*doc_)) {
+    if (const pugi::xml_node deep = detail::FirstDeeperThan(*doc_, kMaxXmlDepth)) {
       // The parser gives the offset of the name; the element begins at its '<'.
       const ptrdiff_t name = deep.offset_debug();
-      detail::ThrowParseError(utf8 ? text : std::string_view(), name > 0 ? name - 1 : name,
-                              "Elements nest deeper than " + std::to_string(kMaxXmlDepth));
+      throw EXMLLimitError(
+          "XML elements nest deeper than " + std::to_string(kMaxXmlDepth) + " at " +
+          detail::Where(utf8 ? text : std::string_view(), name > 0 ? name - 1 : name));
     }
   } catch (...) {
     // Freeing the whole document releases its pages at once, whatever its
@@ -275,28 +297,63 @@ void TXMLDocument::LoadFromXML(std::string_view text) {
   }
 }
 
-void TXMLDocument::LoadFromFile(const AnsiString& path) {
-  const AnsiString text = ReadWholeFile(path);
+void TXMLDocument::LoadFromFile(const AnsiString& path, size_t limit) {
+  const AnsiString text = ReadWholeFile(path, limit);
   try {
     LoadFromXML(text);
+  } catch (const EXMLLimitError& e) {
+    throw EXMLLimitError("'" + path + "': " + e.Message);
   } catch (const EXMLDocError& e) {
     throw EXMLDocError("'" + path + "': " + e.Message);
   }
 }
 
-AnsiString TXMLDocument::SaveToXML() const {
-  AnsiString out(detail::kDeclaration);
+namespace detail {
+namespace {
+
+// The document's text, or nothing when it would be longer than `limit`.
+std::optional<AnsiString> Print(const pugi::xml_document* doc, size_t limit) {
+  AnsiString out(kDeclaration);
   out += '\n';
-  if (doc_) {
-    detail::StringWriter writer(out);
-    doc_->save(writer, "  ", pugi::format_indent | pugi::format_no_declaration,
-               pugi::encoding_utf8);
+  if (doc != nullptr && doc->first_child()) {
+    StringWriter writer(out, limit);
+    // Indentation costs up to two blanks a level on every line; below a few
+    // levels it would outweigh the elements themselves.
+    if (FirstDeeperThan(*doc, kMaxIndentedDepth)) {
+      doc->save(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+      writer.write("\n", 1);
+    } else {
+      doc->save(writer, "  ", pugi::format_indent | pugi::format_no_declaration,
+                pugi::encoding_utf8);
+    }
+    if (writer.Over()) return std::nullopt;
   }
+  if (out.size() > limit) return std::nullopt;
   return out;
 }
 
-void TXMLDocument::SaveToFile(const AnsiString& path) const {
-  WriteFileAtomically(path, SaveToXML());
+}  // namespace
+}  // namespace detail
+
+AnsiString TXMLDocument::SaveToXML() const { return *detail::Print(doc_.get(), std::string::npos); }
+
+void TXMLDocument::SaveToFile(const AnsiString& path, size_t limit) const {
+  const std::optional<AnsiString> text = detail::Print(doc_.get(), limit);
+  if (!text) {
+    throw EXMLLimitError("'" + path + "': the document would take more than " +
+                         std::to_string(limit) + " bytes, more than a load reads back");
+  }
+  // What is written must load again: a file that its own reader refuses
+  // would be lost to every later load.
+  try {
+    TXMLDocument check;
+    check.LoadFromXML(*text);
+  } catch (const EXMLLimitError& e) {
+    throw EXMLLimitError("'" + path + "': the document would not load again: " + e.Message);
+  } catch (const EXMLDocError& e) {
+    throw EXMLDocError("'" + path + "': the document would not load again: " + e.Message);
+  }
+  WriteFileAtomically(path, *text);
 }
 
 TXMLNode TXMLDocument::DocumentElement() const noexcept {

@@ -10,7 +10,12 @@
 // where the text went wrong (byte offset, line and column) and why.
 // Elements nest at most kMaxXmlDepth deep, the document element being at
 // depth 1: no real document comes near it, and the bound keeps every walk of
-// a tree shallow and every indented save linear in the document's size.
+// a tree shallow. A text that is well-formed but nests deeper raises
+// EXMLLimitError, so that a caller can tell a document beyond these bounds
+// from one that is no XML at all.
+// A save indents only documents at most kMaxIndentedDepth deep and writes a
+// deeper one on one line, so no save grows more than about six times the
+// text it was read from (six for a '"' in an attribute quoted with '\'').
 // Texts that XML 1.0 cannot carry back as they are (see CanCarryText) are
 // refused rather than written into a file that readers then reject.
 // A document and its nodes are for one thread at a time; separate documents
@@ -28,7 +33,9 @@
 #include <string_view>
 #include <vector>
 
+#include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/export.h"
+#include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/sysutils.h"
 
 // The parser stays out of this header; only its opaque types are named.
@@ -40,6 +47,19 @@ struct xml_node_struct;
 namespace cuadrante {
 
 inline constexpr int kMaxXmlDepth = 256;
+// Settings documents are three levels deep and stay readable at that; the
+// blanks of a deeper indentation would outweigh the elements they indent.
+inline constexpr int kMaxIndentedDepth = 8;
+
+// A text that is well-formed XML but lies beyond what this library takes:
+// elements nested deeper than kMaxXmlDepth, or a save longer than what the
+// loader reads back. Such a document is no mistake of syntax, and whatever
+// file holds it must be left as it is.
+class CUADRANTE_API EXMLLimitError : public EXMLDocError {
+ public:
+  using EXMLDocError::EXMLDocError;
+  ~EXMLLimitError() override;
+};
 
 // Whether an element's text can hold `text` and give it back unchanged after
 // a save and a load: valid UTF-8 without NUL, without control characters but
@@ -105,21 +125,28 @@ class CUADRANTE_API TXMLDocument {
   TXMLDocument(const TXMLDocument&) = delete;
   TXMLDocument& operator=(const TXMLDocument&) = delete;
 
-  // Replaces the contents by the parsed `text`. A text that is not one
-  // well-formed element (with its prolog), or whose elements nest deeper
-  // than kMaxXmlDepth, raises EXMLDocError naming the offset, line and column
-  // (of the first element too deep), and leaves the document empty.
+  // Replaces the contents by the parsed `text`, and leaves the document
+  // empty when it fails. A text that is not one well-formed element (with its
+  // prolog) raises EXMLDocError naming the offset, line and column; one whose
+  // elements nest deeper than kMaxXmlDepth raises EXMLLimitError naming those
+  // of the first element too deep. No memory for the tree: std::bad_alloc.
   void LoadFromXML(std::string_view text);
-  // The same from a file: EFOpenError when it cannot be read, EXMLDocError
-  // naming the path as well when it does not parse.
-  void LoadFromFile(const AnsiString& path);
+  // The same from a file of at most `limit` bytes: EFOpenError when it cannot
+  // be read, the errors above naming the path as well when it does not parse.
+  void LoadFromFile(const AnsiString& path, size_t limit = kDocumentFileLimit);
 
-  // The whole document, declaration first, one element a line, indented by
-  // two blanks. An empty document gives the declaration alone.
+  // The whole document, declaration first. A document at most
+  // kMaxIndentedDepth deep comes one element a line, indented by two blanks a
+  // level; a deeper one comes on one line after the declaration. An empty
+  // document gives the declaration alone.
   AnsiString SaveToXML() const;
-  // Writes SaveToXML() through WriteFileAtomically: the old file stays whole
-  // if anything fails, and EFCreateError is raised.
-  void SaveToFile(const AnsiString& path) const;
+  // Writes SaveToXML() through WriteFileAtomically, only when LoadFromFile
+  // with the same `limit` would take the text back: a longer text raises
+  // EXMLLimitError, one that would not parse (an empty document) raises
+  // EXMLDocError, and nothing is written (the text is never built past
+  // `limit`). The old file stays
+  // whole if anything fails, and EFCreateError is raised.
+  void SaveToFile(const AnsiString& path, size_t limit = kDocumentFileLimit) const;
 
   // The document element, or a null handle while the document is empty.
   TXMLNode DocumentElement() const noexcept;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -18,12 +19,15 @@ using cuadrante::testing::WriteText;
 const std::string kDeclaration = R"(<?xml version="1.0" encoding="UTF-8" standalone="no"?>)";
 
 // The message of the EXMLDocError that loading `text` raises, or "" if none.
-std::string ParseErrorOf(const std::string& text) {
+// A text beyond the bounds (`limit`) must raise EXMLLimitError, and a text
+// that is no XML must not.
+std::string ParseErrorOf(const std::string& text, bool limit = false) {
   TXMLDocument doc;
   try {
     doc.LoadFromXML(text);
   } catch (const EXMLDocError& e) {
     EXPECT_FALSE(doc.DocumentElement()) << "a failed load must leave the document empty";
+    EXPECT_EQ(dynamic_cast<const cuadrante::EXMLLimitError*>(&e) != nullptr, limit) << e.Message;
     return e.Message;
   }
   return "";
@@ -211,18 +215,109 @@ TEST(TXMLDocument, NestingStopsAtTheDepthLimitWhereverItIsReached) {
   EXPECT_LT(saved.size(), 2u * cuadrante::kMaxXmlDepth * (cuadrante::kMaxXmlDepth + 12));
   doc.LoadFromXML(saved);
 
-  const std::string tooDeep = ParseErrorOf(Nested(cuadrante::kMaxXmlDepth + 1));
-  EXPECT_EQ(tooDeep, "XML text is not well-formed at offset " +
+  // Too deep is well-formed all the same: a limit error, not a syntax one.
+  const std::string tooDeep = ParseErrorOf(Nested(cuadrante::kMaxXmlDepth + 1), true);
+  EXPECT_EQ(tooDeep, "XML elements nest deeper than 256 at offset " +
                          std::to_string(4 * cuadrante::kMaxXmlDepth) + " (line " +
-                         std::to_string(cuadrante::kMaxXmlDepth + 1) +
-                         ", column 1): Elements nest deeper than 256");
+                         std::to_string(cuadrante::kMaxXmlDepth + 1) + ", column 1)");
   // A million levels are refused without a deep walk: neither the check nor
   // freeing the tree may recurse.
-  EXPECT_NE(ParseErrorOf(Nested(1000000)).find("deeper than"), std::string::npos);
+  EXPECT_NE(ParseErrorOf(Nested(1000000), true).find("deeper than"), std::string::npos);
   // One deep branch among shallow ones is found where it is.
-  EXPECT_NE(ParseErrorOf("<R><A/><A>" + Nested(cuadrante::kMaxXmlDepth) + "</A></R>")
+  EXPECT_NE(ParseErrorOf("<R><A/><A>" + Nested(cuadrante::kMaxXmlDepth) + "</A></R>", true)
                 .find("line " + std::to_string(cuadrante::kMaxXmlDepth - 1) + ","),
             std::string::npos);
+  // Cut short, a deep text is no XML, whatever depth it reached.
+  const std::string cut = Nested(cuadrante::kMaxXmlDepth + 1);
+  EXPECT_TRUE(
+      ParseErrorOf(cut.substr(0, cut.size() - 1)).starts_with("XML text is not well-formed"));
+}
+
+// `count` copies of `piece` inside <R>...</R>.
+std::string Repeated(const std::string& piece, int count) {
+  std::string xml = "<R>";
+  for (int i = 0; i < count; ++i) xml += piece;
+  return xml + "</R>";
+}
+
+// `depth` elements nested on one line, as a compact writer leaves them.
+std::string Chain(int depth) {
+  std::string xml;
+  for (int i = 0; i < depth; ++i) xml += "<E>";
+  for (int i = 0; i < depth; ++i) xml += "</E>";
+  return xml;
+}
+
+TEST(TXMLDocument, ASaveGrowsAtMostSixTimesTheTextItWasReadFrom) {
+  // The worst texts we know for each way a save grows: chains just inside
+  // the depth limit (indentation), tiny elements as deep as indentation goes,
+  // and the characters that come back escaped in attributes and texts.
+  const std::string texts[] = {
+      Repeated(Chain(250), 40),
+      Repeated(Chain(cuadrante::kMaxXmlDepth - 1), 20),
+      Nested(cuadrante::kMaxIndentedDepth - 2, Repeated("<a/>", 1000)),
+      "<R a='" + std::string(20000, '"') + "'/>",
+      "<R>" + std::string(20000, '>') + "</R>",
+      "<R a='" + std::string(20000, '\x01') + "'>" + std::string(20000, '\x02') + "</R>",
+      Repeated("<a b='\"'/>", 2000),
+  };
+  for (const std::string& text : texts) {
+    TXMLDocument doc, back;
+    doc.LoadFromXML(text);
+    const std::string saved = doc.SaveToXML();
+    EXPECT_LE(saved.size(), 6 * text.size() + kDeclaration.size() + 2) << text.substr(0, 40);
+    // What was saved reads back to the same document.
+    back.LoadFromXML(saved);
+    EXPECT_EQ(back.SaveToXML(), saved) << text.substr(0, 40);
+  }
+}
+
+TEST(TXMLDocument, OnlyShallowDocumentsAreIndented) {
+  // As deep as indentation goes: one element a line, two blanks a level.
+  TXMLDocument doc;
+  doc.LoadFromXML(Chain(cuadrante::kMaxIndentedDepth));
+  const std::string indented = doc.SaveToXML();
+  EXPECT_NE(
+      indented.find("\n" + std::string(2 * (cuadrante::kMaxIndentedDepth - 1), ' ') + "<E />\n"),
+      std::string::npos)
+      << indented;
+  EXPECT_EQ(std::count(indented.begin(), indented.end(), '\n'), 2 * cuadrante::kMaxIndentedDepth);
+  // One level deeper, the whole document comes on one line, whatever depth
+  // its other branches have.
+  doc.LoadFromXML("<R><A/>" + Chain(cuadrante::kMaxIndentedDepth) + "</R>");
+  std::string oneLine = "<R><A/>";
+  for (int i = 1; i < cuadrante::kMaxIndentedDepth; ++i) oneLine += "<E>";
+  oneLine += "<E/>";
+  for (int i = 1; i < cuadrante::kMaxIndentedDepth; ++i) oneLine += "</E>";
+  EXPECT_EQ(doc.SaveToXML(), kDeclaration + "\n" + oneLine + "</R>\n");
+}
+
+TEST(TXMLDocument, SavesToAFileOnlyWhatLoadsBack) {
+  TempFolder folder;
+  const std::string path = folder / "doc.xml";
+  TXMLDocument doc;
+  doc.LoadFromXML(Repeated("<a b='\"'/>", 100));
+  const std::string text = doc.SaveToXML();
+  doc.SaveToFile(path, text.size());  // exactly the limit is still read back
+  EXPECT_EQ(cuadrante::testing::ReadText(path), text);
+  TXMLDocument back;
+  back.LoadFromFile(path, text.size());
+  EXPECT_EQ(back.SaveToXML(), text);
+  EXPECT_THROW(back.LoadFromFile(path, text.size() - 1), EFOpenError);
+
+  // A byte more than the loader reads, or no document element at all: the
+  // file keeps what it held.
+  doc.DocumentElement().AddChild("c");
+  try {
+    doc.SaveToFile(path, text.size());
+    ADD_FAILURE() << "a text longer than the limit was written";
+  } catch (const cuadrante::EXMLLimitError& e) {
+    EXPECT_NE(e.Message.find("more than " + std::to_string(text.size()) + " bytes"),
+              std::string::npos)
+        << e.Message;
+  }
+  EXPECT_THROW(TXMLDocument().SaveToFile(path), EXMLDocError);
+  EXPECT_EQ(cuadrante::testing::ReadText(path), text);
 }
 
 TEST(TXMLDocument, RefusesTextsThatXmlCannotCarryBack) {

@@ -117,14 +117,23 @@ class CUADRANTE_API TGlobalMgr {
   // (files.h) and applies itself to what it finds, so changes of other
   // processes survive it and are seen from then on. The file is read only
   // when it is a regular file of at most kSettingsFileLimit bytes; one that
-  // can't be read is left as it is and the call fails.
+  // can't be read is left as it is and the call fails. So is a well-formed
+  // document beyond the document service's bounds (nested deeper than
+  // kMaxXmlDepth): it is no broken file, and nothing replaces it. No save
+  // writes a document that a load would not take back (one longer than
+  // kSettingsFileLimit, say): the save fails and the file stays as it was.
 
   // Drops the loaded document and takes the new path; the file is not touched.
   void SetFileEnv(const AnsiString& file);
   AnsiString GetFileEnv() const;
   // True when a document is loaded or has just been: a missing file is created
-  // with an empty "DATAPACKET", and a file that isn't XML is replaced by one.
-  // False, with nothing loaded, when that file can't be written.
+  // with an empty "DATAPACKET", and a file that is empty or isn't XML is
+  // replaced by one. The bytes of a file that isn't XML are first kept in
+  // "<EnvFile>.unreadable" (replacing an older copy, and readable by no one
+  // that EnvFile's mode keeps out), written as EnvFile is. False, with
+  // nothing loaded and EnvFile as it was, when that copy or the new file
+  // can't be written, or when the file can't be read or lies beyond the
+  // bounds above.
   bool LoadEnviroment();
   // Writes the loaded document to EnvFile; false when none is loaded or the
   // write fails.
@@ -144,16 +153,26 @@ class CUADRANTE_API TGlobalMgr {
   // carry back (NUL, CR, other control characters but tab and line feed,
   // invalid UTF-8) gives false, and nothing is written.
   bool SetValueEnv(const AnsiString& section, const AnsiString& valueName, const AnsiString value);
+  // What went wrong with EnvFile, for the host to tell its user: why the
+  // last load failed or what it had to replace ("'env.xml' is not XML (...);
+  // its text was kept in 'env.xml.unreadable'", "'env.xml' was left as it
+  // is: XML elements nest deeper than 256 at ..."), or why a change's read or
+  // save failed; the empty text when all went well. A load that reads the
+  // file and a change that finds a document loaded start it empty, and so
+  // does SetFileEnv.
+  AnsiString EnvironmentProblem() const { return envProblem_; }
 
  private:
   template <typename Change>
-  bool iChangeEnviroment(Change change);
+  bool iChangeEnviroment(bool fresh, Change change);
 
   std::unique_ptr<TMultiReadExclusiveWriteSynchronizer> lock_;
   // The loaded environment document, or null. Kept by the instance rather
   // than as a file-level static so that an instance of its own in a test never
   // shares it with _GlobalMgr.
   std::unique_ptr<cuadrante::TXMLDocument> env_;
+  // What EnvironmentProblem gives.
+  AnsiString envProblem_;
 };
 
 // The one instance, built at load.

@@ -7,6 +7,7 @@
 // document at once lose nothing of each other's.
 #include "cuadrante/services/globalmgr.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -70,26 +71,100 @@ std::unique_ptr<cuadrante::TXMLDocument> EmptyEnvironment() {
   return document;
 }
 
-// The document as `path` holds it: an empty one when the file is missing,
-// and when it is empty or isn't XML (a document nested deeper than
-// kMaxXmlDepth counts as one that isn't) (that file is then replaced at the next
-// save, as a first load does). A file that is there but can't be read (not a
-// regular file, over the size limit, an I/O error) raises EFileError: it must
-// not be replaced by a document that lost its contents.
-std::unique_ptr<cuadrante::TXMLDocument> ReadEnvironment(const AnsiString& path, bool& missing) {
+// What a read of the environment file found.
+struct TEnvironmentRead {
+  // The document the file holds, or an empty root when there is none.
+  std::unique_ptr<cuadrante::TXMLDocument> document;
+  // The file is missing, empty or isn't XML: the next save writes it afresh.
+  bool replace = false;
+  // Why a file that is there isn't XML (empty when it is missing), and its
+  // bytes, to be kept aside before they are replaced.
+  AnsiString why;
+  AnsiString text;
+};
+
+// The document as `path` holds it. A file that is missing, empty or isn't XML
+// reads as an empty root to be written afresh. A file that is there but can't
+// be read (not a regular file, over the size limit, an I/O error) raises
+// EFileError, and one that is well-formed but beyond the document's bounds
+// raises EXMLLimitError: neither is broken, and neither may be replaced by a
+// document that lost its contents.
+TEnvironmentRead ReadEnvironment(const AnsiString& path) {
+  TEnvironmentRead read;
   struct stat info {};
-  missing = cuadrante::FileSystem().Stat(path.c_str(), &info) != 0 &&
-            (errno == ENOENT || errno == ENOTDIR);
-  if (missing) return EmptyEnvironment();
-  const AnsiString text = cuadrante::ReadWholeFile(path, cuadrante::kSettingsFileLimit);
-  auto document = std::make_unique<cuadrante::TXMLDocument>();
-  try {
-    document->LoadFromXML(text);
-  } catch (const EXMLDocError&) {
-    missing = true;  // to be written afresh
-    return EmptyEnvironment();
+  if (cuadrante::FileSystem().Stat(path.c_str(), &info) != 0 &&
+      (errno == ENOENT || errno == ENOTDIR)) {
+    read.document = EmptyEnvironment();
+    read.replace = true;
+    return read;
   }
-  return document;
+  AnsiString text = cuadrante::ReadWholeFile(path, cuadrante::kSettingsFileLimit);
+  read.document = std::make_unique<cuadrante::TXMLDocument>();
+  try {
+    read.document->LoadFromXML(text);
+  } catch (const cuadrante::EXMLLimitError& e) {
+    throw cuadrante::EXMLLimitError("'" + path + "' was left as it is: " + e.Message);
+  } catch (const EXMLDocError& e) {
+    read.document = EmptyEnvironment();
+    read.replace = true;
+    read.why = e.Message;
+    read.text = std::move(text);
+  }
+  return read;
+}
+
+// Makes sure that the copy `aside` of `path` shows no one what `path` hides:
+// a new copy is made, empty, with the mode of `path`, and an older one loses
+// the read and write bits that `path` lacks; the atomic write keeps that
+// mode. True when the copy was made here.
+bool PrepareCopy(const AnsiString& path, const AnsiString& aside) {
+  cuadrante::TFileSystem& files = cuadrante::FileSystem();
+  struct stat original {};
+  if (files.Stat(path.c_str(), &original) != 0) return false;
+  const mode_t mode = original.st_mode & 0666;
+  int fd = files.Open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+  if (fd >= 0) {
+    files.Close(fd);
+    return true;
+  }
+  // Not blocking on a FIFO, and not through a link: a link's target is
+  // written through as any file the library writes, and keeps its mode.
+  fd = files.Open(aside.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0);
+  if (fd < 0) return false;
+  struct stat older {};
+  if (files.FileStat(fd, &older) == 0 && S_ISREG(older.st_mode) &&
+      (older.st_mode & 0666 & ~mode) != 0) {
+    files.ChangeMode(fd, older.st_mode & 07777 & ~(0666 & ~mode));
+  }
+  files.Close(fd);
+  return false;
+}
+
+// Keeps the bytes of `path`, a file that isn't XML and is about to be
+// replaced, in "<path>.unreadable" (replacing an older copy) through the one
+// writer of the library, and says so for EnvironmentProblem. An empty file has
+// nothing to keep. Raises EFCreateError, `path` untouched, when the copy can't
+// be written.
+AnsiString KeepAside(const AnsiString& path, const TEnvironmentRead& read) {
+  if (read.text.empty())
+    return "'" + path + "' was empty, and now holds an empty " + AnsiString(kRootName);
+  const AnsiString aside = path + ".unreadable";
+  const AnsiString what = "'" + path + "' is not XML (" + read.why + ")";
+  const bool made = PrepareCopy(path, aside);
+  try {
+    cuadrante::WriteFileAtomically(aside, read.text);
+  } catch (const Exception& e) {
+    if (made) cuadrante::FileSystem().Unlink(aside.c_str());
+    throw EFCreateError(what + ", and was left as it is: its text could not be kept: " + e.Message);
+  }
+  return what + "; its text was kept in '" + aside + "'";
+}
+
+// What EnvironmentProblem says of a failure: the library's own exceptions
+// name the file already.
+AnsiString Describe(const AnsiString& path, const std::exception& e) {
+  if (const auto* known = dynamic_cast<const Exception*>(&e)) return known->Message;
+  return "'" + path + "': " + e.what();
 }
 
 }  // namespace
@@ -99,6 +174,7 @@ using namespace cuadrante::detail;
 
 void TGlobalMgr::SetFileEnv(const AnsiString& file) {
   env_.reset();
+  envProblem_.clear();
   EnvFile = file;
 }
 
@@ -106,48 +182,67 @@ AnsiString TGlobalMgr::GetFileEnv() const { return EnvFile; }
 
 bool TGlobalMgr::LoadEnviroment() {
   if (env_) return true;
+  envProblem_.clear();
   try {
-    bool missing = false;
-    {
-      const cuadrante::TFileUpdateLock lock(EnvFile);
-      env_ = ReadEnvironment(EnvFile, missing);
-      // A missing file comes into being with its first save, and a file that
-      // isn't XML starts afresh; the save is atomic, so no empty file is made
-      // first. Any well-formed root plays the part of "DATAPACKET".
-      if (missing) env_->SaveToFile(EnvFile);
+    const cuadrante::TFileUpdateLock lock(EnvFile);
+    TEnvironmentRead read = ReadEnvironment(EnvFile);
+    // A missing file comes into being with its first save, and a file that
+    // isn't XML starts afresh once its bytes are safe; the save is atomic, so
+    // no empty file is made first. Any well-formed root plays the part of
+    // "DATAPACKET".
+    if (read.replace) {
+      if (!read.why.empty()) envProblem_ = KeepAside(EnvFile, read);
+      read.document->SaveToFile(EnvFile, cuadrante::kSettingsFileLimit);
     }
+    env_ = std::move(read.document);
     return true;
-  } catch (const std::exception&) {
+  } catch (const std::exception& e) {
     // An Exception, or no memory for a huge document: nothing is loaded.
+    // What was kept aside before the failure is still worth knowing.
+    const AnsiString why = Describe(EnvFile, e);
+    envProblem_ = envProblem_.empty() ? why : envProblem_ + "; then " + why;
     env_.reset();
     return false;
   }
 }
 
 // Applies `change` to the document as the file holds it now and saves it,
-// all under the file's update lock. The document read then becomes the loaded
-// one, whether the save succeeds or not; with no file, or one that isn't XML,
-// the loaded document takes the change. False when the file can't be read or
-// written; a name that isn't XML raises EXMLDocError with nothing saved.
+// all under the file's update lock; `fresh` when the caller loaded the
+// document under that lock, which it still holds. The document read then
+// becomes the loaded one, whether the save succeeds or not; with no file, or
+// one that isn't XML (its bytes kept aside first), the loaded document takes
+// the change. False when the file can't be read, lies beyond the document's
+// bounds or can't be written; a name that isn't XML raises EXMLDocError with
+// nothing saved.
 template <typename Change>
-bool TGlobalMgr::iChangeEnviroment(Change change) {
-  if (!LoadEnviroment()) return false;
+bool TGlobalMgr::iChangeEnviroment(bool fresh, Change change) {
   try {
     const cuadrante::TFileUpdateLock lock(EnvFile);
-    bool missing = false;
-    std::unique_ptr<cuadrante::TXMLDocument> current = ReadEnvironment(EnvFile, missing);
+    // A document that the caller loaded under the lock it still holds is the
+    // file as it is now: no second read, and no second tree in memory.
+    if (fresh) {
+      change(env_->DocumentElement());
+      return SaveEnviroment();
+    }
+    envProblem_.clear();
+    TEnvironmentRead read = ReadEnvironment(EnvFile);
     // With nothing readable in the file, the loaded document is what the
     // change applies to, and what the file will hold.
-    if (missing) {
+    if (read.replace) {
+      if (!read.why.empty()) envProblem_ = KeepAside(EnvFile, read);
       change(env_->DocumentElement());
     } else {
-      change(current->DocumentElement());
-      env_ = std::move(current);
+      change(read.document->DocumentElement());
+      env_ = std::move(read.document);
     }
     return SaveEnviroment();
+  } catch (const cuadrante::EXMLLimitError& e) {
+    envProblem_ = e.Message;  // the file read, beyond the bounds
+    return false;
   } catch (const EXMLDocError&) {
     throw;
-  } catch (const std::exception&) {
+  } catch (const std::exception& e) {
+    envProblem_ = Describe(EnvFile, e);
     return false;
   }
 }
@@ -155,9 +250,11 @@ bool TGlobalMgr::iChangeEnviroment(Change change) {
 bool TGlobalMgr::SaveEnviroment() {
   if (!env_) return false;
   try {
-    env_->SaveToFile(EnvFile);
+    // Never a text that the next load would refuse: the file keeps its old one.
+    env_->SaveToFile(EnvFile, cuadrante::kSettingsFileLimit);
     return true;
-  } catch (const std::exception&) {
+  } catch (const std::exception& e) {
+    envProblem_ = Describe(EnvFile, e);
     return false;
   }
 }
@@ -178,6 +275,10 @@ AnsiString TGlobalMgr::GetValueEnv(const AnsiString& section, const AnsiString& 
 }
 
 bool TGlobalMgr::SetNodeEnv(const AnsiString& section, const AnsiString& xml) {
+  // Held from the load to the save, so that a document loaded here needs no
+  // second read before the change.
+  const cuadrante::TFileUpdateLock lock(EnvFile);
+  const bool fresh = !env_;
   if (!LoadEnviroment()) return false;
   // Parsed first: text that isn't XML leaves the section with its values.
   std::vector<std::pair<AnsiString, AnsiString>> values;
@@ -190,7 +291,7 @@ bool TGlobalMgr::SetNodeEnv(const AnsiString& section, const AnsiString& xml) {
     }
   }
   for (const auto& [name, text] : values) CheckElementName(name);
-  return iChangeEnviroment([&](cuadrante::TXMLNode root) {
+  return iChangeEnviroment(fresh, [&](cuadrante::TXMLNode root) {
     cuadrante::TXMLNode target = FindChild(root, section);
     if (target) {
       target.ClearChildren();
@@ -203,13 +304,15 @@ bool TGlobalMgr::SetNodeEnv(const AnsiString& section, const AnsiString& xml) {
 
 bool TGlobalMgr::SetValueEnv(const AnsiString& section, const AnsiString& valueName,
                              const AnsiString value) {
+  const cuadrante::TFileUpdateLock lock(EnvFile);  // as in SetNodeEnv
+  const bool fresh = !env_;
   if (!LoadEnviroment()) return false;
   CheckElementName(section);
   CheckElementName(valueName);
   // A text that XML cannot carry would be cut, changed or make the file
   // unreadable to other parsers: refused before anything is written.
   if (!cuadrante::CanCarryText(value)) return false;
-  return iChangeEnviroment([&](cuadrante::TXMLNode root) {
+  return iChangeEnviroment(fresh, [&](cuadrante::TXMLNode root) {
     const cuadrante::TXMLNode found = FindChild(root, section);
     if (!found) {
       root.AddChild(section).AddChild(valueName).SetText(value);

@@ -18,6 +18,12 @@ namespace fs = std::filesystem;
 using cuadrante::testing::ReadText;
 using cuadrante::testing::WriteText;
 
+mode_t Umask() {
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return mask;
+}
+
 // Each test points _GlobalMgr at a document in a folder of its own and puts
 // the old path back afterwards (which also drops what the test loaded).
 class EnvironmentTest : public ::testing::Test {
@@ -55,13 +61,38 @@ TEST_F(EnvironmentTest, FirstLookupCreatesTheDocumentOrReplacesOneThatIsNone) {
   EXPECT_TRUE(
       ReadText(path_).starts_with("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>"));
 
-  for (const char* contents : {"plain words, no XML", "", "<DATAPACKET><A>", "\xff\xfe<"}) {
+  EXPECT_EQ(_GlobalMgr.EnvironmentProblem(), "");
+
+  // An empty file, or one that isn't XML, is replaced, and the bytes of the
+  // latter are kept beside it first (a newer copy over an older one), with
+  // the mode of the file they come from; the host hears where.
+  const std::string aside = path_ + ".unreadable";
+  for (const std::string& contents :
+       {std::string("plain words, no XML"), std::string("<DATAPACKET><GENERAL><A>1</A>"),
+        std::string("\xff\xfe<"), std::string(" \n "), std::string()}) {
+    fs::remove(path_);
     WriteText(path_, contents);
+    ::chmod(path_.c_str(), 0640);
     _GlobalMgr.Restart();
     EXPECT_EQ(_GlobalMgr.GetValueEnv("A", "B"), "") << contents;
     EXPECT_EQ(OnDisk(), "DATAPACKET") << contents;
+    const std::string problem = _GlobalMgr.EnvironmentProblem();
+    if (contents.empty()) {
+      EXPECT_EQ(problem, "'" + path_ + "' was empty, and now holds an empty DATAPACKET");
+    } else {
+      EXPECT_EQ(ReadText(aside), contents);
+      struct stat info {};
+      ASSERT_EQ(::stat(aside.c_str(), &info), 0);
+      EXPECT_EQ(info.st_mode & 0777, 0640u & ~Umask()) << contents;
+      EXPECT_TRUE(problem.starts_with("'" + path_ + "' is not XML (XML text is not well-formed"))
+          << problem;
+      EXPECT_TRUE(problem.ends_with("; its text was kept in '" + aside + "'")) << problem;
+      fs::remove(aside);
+    }
     EXPECT_TRUE(_GlobalMgr.SetValueEnv("A", "B", "1")) << contents;
+    EXPECT_EQ(_GlobalMgr.EnvironmentProblem(), "") << contents;  // the change went well
   }
+  EXPECT_FALSE(fs::exists(aside));  // the empty file had nothing to keep
   // Any well-formed root serves.
   WriteText(path_, "<OTHER><S><V>7</V></S></OTHER>");
   _GlobalMgr.Restart();
@@ -201,9 +232,113 @@ TEST_F(EnvironmentTest, ADocumentNestedAMillionDeepIsRefusedWithoutACrash) {
   } catch (const EXMLDocError& e) {
     EXPECT_NE(e.Message.find("deeper than 256"), std::string::npos) << e.Message;
   }
+  // As the file it is well-formed all the same: refused, and left as it is.
   WriteText(path_, deep);
-  EXPECT_TRUE(_GlobalMgr.SetNodeEnv("A", "<r><B>1</B></r>"));
-  EXPECT_EQ(OnDisk(), "DATAPACKET A{B=1;}");
+  EXPECT_FALSE(_GlobalMgr.SetNodeEnv("A", "<r><B>1</B></r>"));
+  EXPECT_EQ(fs::file_size(path_), deep.size());
+}
+
+TEST_F(EnvironmentTest, AWellFormedDocumentBeyondTheBoundsIsLeftAsItIs) {
+  // One level too deep, in a document that holds a value: a bare lookup
+  // neither reads nor replaces it, and no copy is made, since nothing is lost.
+  std::string deep = "<DATAPACKET><GENERAL><A>1</A></GENERAL><X>";
+  for (int i = 2; i < cuadrante::kMaxXmlDepth; ++i) deep += "<E>";
+  deep += "<TOO_DEEP/>";
+  for (int i = 2; i < cuadrante::kMaxXmlDepth; ++i) deep += "</E>";
+  deep += "</X></DATAPACKET>";
+  WriteText(path_, deep);
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), "");
+  EXPECT_EQ(_GlobalMgr.GetNodeEnv("GENERAL"), "");
+  EXPECT_FALSE(_GlobalMgr.LoadEnviroment());
+  EXPECT_FALSE(_GlobalMgr.SetValueEnv("GENERAL", "A", "2"));
+  EXPECT_FALSE(_GlobalMgr.SetNodeEnv("GENERAL", "<r><A>2</A></r>"));
+  EXPECT_FALSE(_GlobalMgr.SaveEnviroment());
+  EXPECT_EQ(ReadText(path_), deep);
+  EXPECT_FALSE(fs::exists(path_ + ".unreadable"));
+  const std::string problem = _GlobalMgr.EnvironmentProblem();
+  EXPECT_TRUE(problem.starts_with("'" + path_ +
+                                  "' was left as it is: XML elements nest deeper than 256 at"))
+      << problem;
+
+  // The same when it turns up under a document already loaded: the change
+  // fails and the file keeps its bytes.
+  WriteText(path_, "<DATAPACKET><GENERAL><A>1</A></GENERAL></DATAPACKET>");
+  _GlobalMgr.Restart();
+  ASSERT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), "1");
+  EXPECT_EQ(_GlobalMgr.EnvironmentProblem(), "");
+  WriteText(path_, deep);
+  EXPECT_FALSE(_GlobalMgr.SetValueEnv("GENERAL", "A", "2"));
+  EXPECT_EQ(ReadText(path_), deep);
+  EXPECT_NE(_GlobalMgr.EnvironmentProblem().find("nest deeper than 256"), std::string::npos);
+}
+
+TEST_F(EnvironmentTest, TextThatIsNoXmlIsKeptBeforeAChangeReplacesItOrTheFileStays) {
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "A", "1"));
+  // Another program leaves the file cut short under the loaded document: the
+  // change keeps those bytes aside before it writes.
+  const std::string cut = "<DATAPACKET><GENERAL><A>3</A><B>";
+  WriteText(path_, cut);
+  EXPECT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "B", "2"));
+  EXPECT_EQ(OnDisk(), "DATAPACKET GENERAL{A=1;B=2;}");
+  EXPECT_EQ(ReadText(path_ + ".unreadable"), cut);
+  EXPECT_NE(_GlobalMgr.EnvironmentProblem().find("is not XML"), std::string::npos);
+
+  // An older copy that others could read loses what the file's own mode
+  // keeps from them.
+  ::chmod((path_ + ".unreadable").c_str(), 0644);
+  ::chmod(path_.c_str(), 0600);
+  WriteText(path_, "<still broken");
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "B", "3"));
+  EXPECT_EQ(ReadText(path_ + ".unreadable"), "<still broken");
+  struct stat info {};
+  ASSERT_EQ(::stat((path_ + ".unreadable").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+  // Where the copy can't be made, nothing is replaced: not by a load, not by
+  // a change.
+  fs::remove(path_ + ".unreadable");
+  fs::create_directory(path_ + ".unreadable");
+  WriteText(path_, cut);
+  EXPECT_FALSE(_GlobalMgr.SetValueEnv("GENERAL", "C", "3"));
+  EXPECT_EQ(ReadText(path_), cut);
+  _GlobalMgr.Restart();
+  EXPECT_FALSE(_GlobalMgr.LoadEnviroment());
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), "");
+  EXPECT_EQ(ReadText(path_), cut);
+  const std::string problem = _GlobalMgr.EnvironmentProblem();
+  EXPECT_TRUE(problem.starts_with("'" + path_ + "' is not XML (")) << problem;
+  EXPECT_NE(problem.find("and was left as it is: its text could not be kept"), std::string::npos)
+      << problem;
+}
+
+TEST_F(EnvironmentTest, ASaveThatWouldNotLoadAgainIsNeverWritten) {
+  // Two hundred chains 250 elements deep beside the settings: a change saves
+  // them without the indentation that once made the file too large to read.
+  std::string chains = "<DATAPACKET><GENERAL><A>1</A></GENERAL>";
+  for (int c = 0; c < 200; ++c) {
+    for (int i = 1; i < 250; ++i) chains += "<E>";
+    for (int i = 1; i < 250; ++i) chains += "</E>";
+  }
+  chains += "</DATAPACKET>";
+  WriteText(path_, chains);
+  ASSERT_TRUE(_GlobalMgr.SetValueEnv("GENERAL", "A", "2"));
+  EXPECT_LT(fs::file_size(path_), 2 * chains.size());
+  _GlobalMgr.Restart();
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), "2");
+
+  // Quotes in an attribute come back six bytes each: a file of 3 MiB would
+  // be saved larger than a load reads, so the change fails and the file stays.
+  const std::string quoted = "<DATAPACKET q='" + std::string(size_t{3} << 20, '"') +
+                             "'><GENERAL><A>1</A></GENERAL></DATAPACKET>";
+  WriteText(path_, quoted);
+  _GlobalMgr.Restart();
+  ASSERT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), "1");
+  EXPECT_FALSE(_GlobalMgr.SetValueEnv("GENERAL", "A", "2"));
+  EXPECT_TRUE(ReadText(path_) == quoted);
+  EXPECT_NE(_GlobalMgr.EnvironmentProblem().find("more than 16777216 bytes"), std::string::npos)
+      << _GlobalMgr.EnvironmentProblem();
+  _GlobalMgr.Restart();
+  EXPECT_EQ(_GlobalMgr.GetValueEnv("GENERAL", "A"), "1");
 }
 
 TEST_F(EnvironmentTest, EveryFailingStepOfAChangeKeepsTheOldFile) {

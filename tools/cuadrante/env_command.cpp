@@ -10,6 +10,16 @@
 #include "tools/cuadrante/commands.h"
 
 namespace cuadrante::tool {
+namespace {
+
+// "cannot save 'env.xml'", and what the library found wrong, if it says.
+std::string Why(const std::string& failed, const std::string& path) {
+  const AnsiString problem = _GlobalMgr.EnvironmentProblem();
+  return failed + " '" + path + "'" + (problem.empty() ? "" : ": " + problem);
+}
+
+}  // namespace
+
 void HelpEnv() {
   std::printf(
       "usage: cuadrante env get SECTION VALUE      [--env PATH]\n"
@@ -37,7 +47,11 @@ int RunEnv(const Args& arguments) {
       std::printf("\n");
       return 0;
     }
-    if (!_GlobalMgr.LoadEnviroment()) throw EFileError("cannot read '" + path + "'");
+    if (!_GlobalMgr.LoadEnviroment()) throw EFileError(Why("cannot read", path));
+    // The check above leaves a read nothing to replace; a file spoilt since
+    // then was, and the user hears where its text went.
+    if (const AnsiString problem = _GlobalMgr.EnvironmentProblem(); !problem.empty())
+      std::fprintf(stderr, "cuadrante: %s\n", problem.c_str());
     const AnsiString value =
         verb == "get" ? _GlobalMgr.GetValueEnv(args[1], args[2]) : _GlobalMgr.GetNodeEnv(args[1]);
     std::printf("%s\n", value.c_str());
@@ -46,7 +60,7 @@ int RunEnv(const Args& arguments) {
   if (verb == "set" && args.size() == 4) {
     if (EnvironmentOption().empty()) MakeFoldersFor(path);
     if (!_GlobalMgr.SetValueEnv(args[1], args[2], args[3])) {
-      throw EFileError("cannot save '" + path + "'");
+      throw EFileError(Why("cannot save", path));
     }
     return 0;
   }
