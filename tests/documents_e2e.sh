@@ -266,6 +266,15 @@ for line in 'element 1 .*field 2 \(seconds\): -28800 is negative' \
 done
 expect 1 'nonsense.xml: element 1 .*-28800 is negative' expand "$work/nonsense.xml" "${range[@]}"
 expect 0 'examples/points.xml: sound, points$' validate "$examples/points.xml"
+# A document of many bad elements lists the first hundred and counts them all;
+# one over the size limit is refused before its tree is built.
+python3 -c 'print("<POINTSMGR>" + "<POINT>x</POINT>" * 150 + "</POINTSMGR>")' >"$work/many-bad.xml"
+"$tool" validate "$work/many-bad.xml" >"$work/many-bad.out"
+check "validate lists 100 problems" test "$(grep -c ': element ' "$work/many-bad.out")" -eq 100
+check "validate counts all 150" grep -q 'many-bad.xml: 150 problems$' "$work/many-bad.out"
+head -c $((32 << 20)) /dev/zero | tr '\0' ' ' >"$work/huge.xml"
+echo '<POINTSMGR/>' >>"$work/huge.xml"
+expect 1 'huge.xml: is larger than 32 MiB' validate "$work/huge.xml"
 
 # Documents made from dates and hours: refused input leaves the document alone.
 "$tool" points add "$work/made.xml" --start 2026-11-23T08:00 --hours 7:30

@@ -26,8 +26,6 @@ namespace cuadrante::tool {
 // A day count of a range the tool will unroll; beyond it the output is no
 // longer something a person reads, so it is refused rather than printed.
 constexpr int64_t kLongestRangeInDays = 10 * 366;
-// Far beyond any roster a host stores; a larger file is a mistake, not a plan.
-constexpr uintmax_t kLargestDocumentBytes = uintmax_t{256} << 20;
 
 std::string Printable(const std::string& text) {
   const bool valid = IsValidUtf8(text);
@@ -152,8 +150,7 @@ std::string ReadStandardInput(size_t limit, const std::string& what) {
   return bytes;
 }
 
-DocumentKind ReadDocument(const std::string& path, AnsiString& text,
-                          std::vector<std::string>* problems) {
+DocumentKind ReadDocument(const std::string& path, AnsiString& text, Problems* problems) {
   if (path == "-") {
     text = ReadStandardInput(kLargestDocumentBytes, "too large for a point-set document");
   } else {
@@ -168,7 +165,7 @@ DocumentKind ReadDocument(const std::string& path, AnsiString& text,
       throw EFOpenError(path + ": is larger than " + std::to_string(kLargestDocumentBytes >> 20) +
                         " MiB, too large for a point-set document");
     }
-    text = ReadWholeFile(path);
+    text = ReadWholeFile(path, kLargestDocumentBytes);
   }
   TXMLDocument document;
   try {
@@ -197,7 +194,7 @@ DocumentKind ReadDocument(const std::string& path, AnsiString& text,
           "element " + std::to_string(index) + " " +
           (why.rfind("has ", 0) == 0 ? why : "(" + Printable(stored) + "): " + why);
       if (problems == nullptr) throw EConvertError(path + ": " + problem);
-      problems->push_back(problem);
+      if (++problems->count <= Problems::kListed) problems->listed.push_back(problem);
       continue;
     }
     if (fields == 0) fields = count;
@@ -258,7 +255,7 @@ void CheckEnvironmentDocument(const std::string& path) {
   }
   TXMLDocument document;
   try {
-    document.LoadFromXML(ReadWholeFile(path));
+    document.LoadFromXML(ReadWholeFile(path, kSettingsFileLimit));
   } catch (const Exception& e) {
     throw EConvertError(path + ": " + e.Message + " (left as it is)");
   }

@@ -97,11 +97,21 @@ std::string ReadStandardInput(size_t limit, const std::string& what);
 // another root than POINTSMGR, or whose points differ in kind is bad input,
 // raised as an Exception that names the path, and so is an element whose
 // values no plan can use (a negative length, type 99, a date before 1900...).
-// With `problems`, such elements are listed there instead, each as "element N
-// ...", and the kind is that of the sound ones. An empty POINTSMGR holds
-// nothing, which every command reads as no points and no rules.
-DocumentKind ReadDocument(const std::string& path, AnsiString& text,
-                          std::vector<std::string>* problems = nullptr);
+// With `problems`, such elements are counted there instead and the first
+// kListed of them described, each as "element N ...", and the kind is that
+// of the sound ones. An empty POINTSMGR holds nothing, which every command
+// reads as no points and no rules.
+struct Problems {
+  // Enough to mend a document by; a document of millions of bad elements
+  // must not take memory, or a terminal, for every one of them.
+  static constexpr size_t kListed = 100;
+  std::vector<std::string> listed;
+  size_t count = 0;
+};
+DocumentKind ReadDocument(const std::string& path, AnsiString& text, Problems* problems = nullptr);
+// The largest plan or point-set document the tool reads: ~900,000 points,
+// far beyond any roster, and its tree stays under ~600 MB however it is made.
+inline constexpr size_t kLargestDocumentBytes = size_t{32} << 20;
 // Loads the rules of `path`; the expansion is not clipped by a range of its own.
 void LoadRules(const std::string& path, TCyclePointMgr& rules);
 // The same from the `text` of a document that ReadDocument found to hold rules.

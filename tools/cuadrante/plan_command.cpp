@@ -378,8 +378,8 @@ int RunPlanHours(const Options& options) {
 
 roster::TPlan LoadPlan(const std::string& path) {
   const std::string text = path == "-"
-                               ? ReadStandardInput(kDocumentFileLimit, "too large for a plan")
-                               : std::string(ReadWholeFile(path, kDocumentFileLimit));
+                               ? ReadStandardInput(kLargestDocumentBytes, "too large for a plan")
+                               : std::string(ReadWholeFile(path, kLargestDocumentBytes));
   try {
     return roster::ReadPlan(text);
   } catch (const Exception& e) {

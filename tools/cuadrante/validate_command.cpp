@@ -38,6 +38,9 @@ Kind KindOfText(const std::string& text) {
 int ValidateWhole(const std::string& path, const std::string& text, Kind kind) {
   try {
     if (kind == Kind::kPlan) {
+      if (text.size() > kLargestDocumentBytes)
+        throw EConvertError("is larger than " + std::to_string(kLargestDocumentBytes >> 20) +
+                            " MiB, too large for a plan");
       const roster::TPlan plan = roster::ReadPlan(text);
       std::printf("%s: sound, plan of %zu posts, %zu shifts and %zu employees\n", path.c_str(),
                   plan.posts.size(), plan.shifts.size(), plan.employees.size());
@@ -91,7 +94,7 @@ int RunValidate(const Args& arguments) {
       }
     }
     AnsiString text;
-    std::vector<std::string> problems;
+    Problems problems;
     DocumentKind kind = DocumentKind::kEmpty;
     try {
       kind = ReadDocument(path, text, &problems);
@@ -100,11 +103,13 @@ int RunValidate(const Args& arguments) {
       status = kBadInput;
       continue;
     }
-    for (const std::string& problem : problems)
+    for (const std::string& problem : problems.listed)
       std::printf("%s: %s\n", path.c_str(), problem.c_str());
-    if (!problems.empty()) {
-      std::printf("%s: %zu problem%s\n", path.c_str(), problems.size(),
-                  problems.size() == 1 ? "" : "s");
+    if (problems.count > problems.listed.size())
+      std::printf("%s: the first %zu problems are listed\n", path.c_str(), problems.listed.size());
+    if (problems.count != 0) {
+      std::printf("%s: %zu problem%s\n", path.c_str(), problems.count,
+                  problems.count == 1 ? "" : "s");
       status = kBadInput;
       continue;
     }
