@@ -1,7 +1,8 @@
 // Reads arbitrary bytes as an iCalendar calendar over one year. A text is
 // either refused with the conversion error or gives items sorted by start,
-// none of negative length and each sharing a second with the year; a hostile
-// rule is cut off by the walk's bound instead of running for ever.
+// none of negative length and each sharing a second with the year; hostile
+// rules and zones are cut off by the file's step budget instead of running
+// for ever.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -17,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const TFecha first(EncodeDate(2026, 1, 1));
   const TFecha last(EncodeDate(2026, 12, 31));
   cuadrante::roster::TImportOptions options;
-  options.maxOccurrences = 20000;
+  options.maxSteps = 20000;
   std::vector<cuadrante::roster::TImportedEvent> events;
   try {
     events = cuadrante::roster::ReadCalendar(text, first, last, options);

@@ -303,4 +303,67 @@ TZ=UTC expect 0 '^ +0 02/11/2026 21:00 ' ics-import "$work/utc.ics" --month 2026
 check "--tz is said nowhere: the person chose it" bash -c \
   "'$tool' ics-import '$work/utc.ics' --month 2026-11 --tz Asia/Tokyo 2>&1 >/dev/null | grep -c . | grep -qx 0"
 
+
+# Hostile calendars end, and quickly: a rule no time can match (libical's
+# iterator never returns from it), a zone that changes every second, a time
+# libical would normalise, a line it would read in quadratic time.
+crlf() { sed 's/$/\r/'; }
+printf 'BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:m\nDTSTART:20260101T000000\nRRULE:FREQ=MINUTELY;BYYEARDAY=366;BYMONTH=2\nEND:VEVENT\nEND:VCALENDAR\n' | crlf >"$work/never.ics"
+check "a rule no minute can match ends with no items" bash -c \
+  "timeout 20 '$tool' ics-import '$work/never.ics' --from 2026-01-01 --to 2026-12-31 --tz UTC | grep -qx '0 items from .*never.ics'"
+printf 'BEGIN:VCALENDAR\nBEGIN:VTIMEZONE\nTZID:Hostile\nBEGIN:STANDARD\nDTSTART:19700101T000000\nRRULE:FREQ=SECONDLY\nTZOFFSETFROM:+0100\nTZOFFSETTO:+0200\nEND:STANDARD\nEND:VTIMEZONE\nBEGIN:VEVENT\nUID:z\nDTSTART;TZID=Hostile:20261102T090000\nEND:VEVENT\nEND:VCALENDAR\n' | crlf >"$work/zone.ics"
+check "a zone that changes every second is refused by name" bash -c \
+  "timeout 20 '$tool' ics-import '$work/zone.ics' --month 2026-11 --tz Europe/Madrid 2>&1 | grep -qF \"VTIMEZONE 'Hostile' (line 6: an observance's RRULE with FREQ=SECONDLY\""
+printf 'BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:bad\nDTSTART:20261101T236099\nEND:VEVENT\nBEGIN:VEVENT\nUID:good\nDTSTART:20261103T100000\nEND:VEVENT\nEND:VCALENDAR\n' | crlf >"$work/minute.ics"
+expect 1 "event 'bad' \(line 2\): line 4: DTSTART '20261101T236099': minute 60 \(0-59\)" \
+  ics-import "$work/minute.ics" --month 2026-11 --tz UTC
+"$tool" ics-import "$work/minute.ics" --month 2026-11 --tz UTC --skip-bad --format csv >"$work/skip.csv" 2>"$work/skip.err"
+check "--skip-bad leaves the bad event out with one line and reads the rest" bash -c \
+  "[ \$(wc -l <'$work/skip.err') -eq 1 ] && grep -q \"line 2: event 'bad' skipped: line 4: DTSTART\" '$work/skip.err' && grep -q '^0,2026-11-03T10:00:00,' '$work/skip.csv'"
+"$py" -c "import sys; sys.stdout.write('BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nUID:l\r\nDTSTART:20261102T000000\r\nDESCRIPTION:' + 'a' * (10 << 20) + '\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n')" >"$work/long.ics"
+expect 1 'long.ics: line 5: a content line longer than 1048576 octets' ics-import "$work/long.ics" --month 2026-11 --tz UTC
+
+# Rules finer than a day are walked by the tool, not libical: dateutil, on
+# its own, expands them alike.
+printf 'BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:s\nDTSTART:20261102T115959\nRRULE:FREQ=SECONDLY;INTERVAL=7;BYHOUR=12;BYMINUTE=0;UNTIL=20261104T120030\nEND:VEVENT\nBEGIN:VEVENT\nUID:h\nDTSTART:20261101T000000\nRRULE:FREQ=HOURLY;INTERVAL=13;BYYEARDAY=306,307,308;BYMONTH=11\nEND:VEVENT\nEND:VCALENDAR\n' | crlf >"$work/fine.ics"
+"$tool" ics-import "$work/fine.ics" --month 2026-11 --tz UTC --format json >"$work/fine.json"
+check "sub-daily rules expand as dateutil expands them" "$py" - "$work/fine.json" <<'PY'
+import datetime, json, sys
+from dateutil.rrule import rrulestr
+want = []
+for rule, start in (('FREQ=SECONDLY;INTERVAL=7;BYHOUR=12;BYMINUTE=0;UNTIL=20261104T120030', datetime.datetime(2026, 11, 2, 11, 59, 59)),
+                    ('FREQ=HOURLY;INTERVAL=13;BYYEARDAY=306,307,308;BYMONTH=11', datetime.datetime(2026, 11, 1))):
+    want += [t.isoformat() for t in rrulestr(rule, dtstart=start) if t < datetime.datetime(2026, 12, 1)]
+got = [p['start'] for p in json.load(open(sys.argv[1]))]
+assert got == sorted(want), f'{got}\n!=\n{sorted(want)}'
+PY
+
+# The calendar's end: an all-day item on 31/12/9999 and one in the year 5000
+# go out and come back alike, and python3-icalendar reads both.
+printf '<POINTSMGR><POINT>%s;86400;9;1</POINT><POINT>%s;7200;2;1</POINT></POINTSMGR>\n' \
+  $((2958465 * 86400)) $((1132960 * 86400 + 9 * 3600)) >"$work/far.xml"
+for year in 5001 9999; do
+  "$tool" ics "$work/far.xml" --from $year-01-01 --to $year-12-31 --tz Europe/Madrid -o "$work/far$year.ics" >/dev/null
+  "$tool" points "$work/far.xml" --from $year-01-01 --to $year-12-31 --format json >"$work/far$year.points" 2>/dev/null
+  "$tool" ics-import "$work/far$year.ics" --from $year-01-01 --to $year-12-31 --tz Europe/Madrid --format json >"$work/far$year.json"
+  check "the year $year goes out and comes back, and python3-icalendar reads it" \
+    "$py" - "$work/far$year.ics" "$work/far$year.points" "$work/far$year.json" <<'PY'
+import datetime, json, sys, icalendar
+cal = icalendar.Calendar.from_ical(open(sys.argv[1], 'rb').read())
+events = list(cal.walk('VEVENT'))
+assert len(events) == 1, len(events)
+start = events[0].decoded('dtstart')
+# Python's dates end with 9999 too: an end in the year 10000 is a DURATION.
+length = events[0].decoded('duration') if 'duration' in events[0] else None
+points = [(p['start'], p['seconds']) for p in json.load(open(sys.argv[2]))]
+back = [(p['start'], p['seconds']) for p in json.load(open(sys.argv[3]))]
+assert back == points, f'{back} != {points}'
+naive = lambda t: t.replace(tzinfo=None) if isinstance(t, datetime.datetime) else datetime.datetime.combine(t, datetime.time())
+assert naive(start).isoformat() == points[0][0], (start, points)
+if length is None:
+    length = naive(events[0].decoded('dtend')) - naive(start)
+assert length.total_seconds() == points[0][1], (start, length)
+PY
+done
+
 finish

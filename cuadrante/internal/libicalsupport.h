@@ -1,5 +1,7 @@
 // What the calendar writer and reader share over libical: ownership of its
-// components and iterators, its texts, and its times on the library's clock.
+// components, parsers and iterators, its texts, its times on the library's
+// clock, and texts parsed from content lines that TContentLines unfolds
+// (libical's own line reader takes time in the square of a line's length).
 // Private to the library: hosts never see libical.
 #pragma once
 
@@ -9,8 +11,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "cuadrante/roster/chrono.h"
+#include "cuadrante/roster/icslines.h"
 
 namespace cuadrante::roster::detail {
 
@@ -22,6 +26,30 @@ using TComponentPtr = std::unique_ptr<icalcomponent, TComponentFree>;
 struct TIteratorFree {
   void operator()(icalrecur_iterator* iterator) const { icalrecur_iterator_free(iterator); }
 };
+
+struct TParserFree {
+  void operator()(icalparser* parser) const { icalparser_free(parser); }
+};
+
+// The first whole component that the content lines from `lines` make, or
+// null when the text ends first. Raises what TContentLines raises.
+inline TComponentPtr ParseComponent(TContentLines& lines) {
+  std::unique_ptr<icalparser, TParserFree> parser(icalparser_new());
+  while (lines.Next()) {
+    std::string line = lines.Line();  // libical takes a mutable text
+    if (icalcomponent* done = icalparser_add_line(parser.get(), line.data()))
+      return TComponentPtr(done);
+  }
+  return nullptr;
+}
+
+// The one component that a whole text makes, or null for none or more than one.
+inline TComponentPtr ParseText(std::string_view text) {
+  TContentLines lines(text);
+  TComponentPtr root = ParseComponent(lines);
+  if (root && ParseComponent(lines)) return nullptr;
+  return root;
+}
 
 // A text libical may answer null for, as a string.
 inline std::string Text(const char* text) { return text != nullptr ? text : ""; }
@@ -35,6 +63,35 @@ inline int64_t WrittenWall(const icaltimetype& time) {
   const int64_t days = std::chrono::sys_days(day).time_since_epoch().count() + kUnixEpochDays;
   if (time.is_date) return days * kDay;
   return days * kDay + time.hour * 3600 + time.minute * 60 + time.second;
+}
+
+// A length in seconds, whatever its size: libical's own sum is an int.
+inline int64_t DurationSeconds(const icaldurationtype& length) {
+  const int64_t days = static_cast<int64_t>(length.weeks) * 7 + length.days;
+  const int64_t seconds = ((days * 24 + length.hours) * 60 + length.minutes) * 60 + length.seconds;
+  return length.is_neg ? -seconds : seconds;
+}
+
+// The inverse of WrittenWall: a wall-clock value as a time of `zone` (null:
+// floating), or as a date.
+inline icaltimetype TimeOfWall(int64_t wall, bool isDate, const icaltimezone* zone) {
+  constexpr int64_t kDay = 86400;
+  const int64_t days = (wall >= 0 ? wall / kDay : -((-wall + kDay - 1) / kDay));
+  const int64_t second = wall - days * kDay;
+  const std::chrono::year_month_day day{
+      std::chrono::sys_days(std::chrono::days(days - kUnixEpochDays))};
+  icaltimetype time = icaltime_null_time();
+  time.year = static_cast<int>(day.year());
+  time.month = static_cast<int>(static_cast<unsigned>(day.month()));
+  time.day = static_cast<int>(static_cast<unsigned>(day.day()));
+  time.is_date = isDate ? 1 : 0;
+  if (!isDate) {
+    time.hour = static_cast<int>(second / 3600);
+    time.minute = static_cast<int>(second / 60 % 60);
+    time.second = static_cast<int>(second % 60);
+  }
+  time.zone = zone;
+  return time;
 }
 
 }  // namespace cuadrante::roster::detail

@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -34,6 +35,13 @@ struct TImportedEvent {
   std::string uid;
 };
 
+// An event that ReadCalendar left out, and why.
+struct TSkippedEvent {
+  std::string uid;  // "" when it has none
+  size_t line = 0;  // where its BEGIN:VEVENT is, from 1
+  std::string why;
+};
+
 struct TImportOptions {
   // The one wall clock for zoned and UTC times. Null takes each as written,
   // which mixes clocks in a calendar that holds both: hosts pass a zone, the
@@ -41,14 +49,35 @@ struct TImportOptions {
   const TZone* zone = nullptr;
   TTimePointType defaultType = tptLeave;
   TTypeLabel label;  // the labels CATEGORIES is matched with; PlainTypeLabel when empty
-  // A hostile rule (FREQ=SECONDLY from 1900) must not run for ever.
-  size_t maxOccurrences = 1'000'000;
+  // What the whole text's rules may cost, in steps: each occurrence of a
+  // rule, each day that libical's iterator walks between the occurrences of a rule (a
+  // rule that libical finds no day for costs it 100,000), each time tried in
+  // a rule finer than a day (walked here, a day at a time: libical's iterator
+  // tries every second of a rule that matches none, and never returns), and
+  // each year of rules that a VTIMEZONE's changes are unrolled over. A rule
+  // without COUNT is walked from where the range begins. The budget is the
+  // file's, not each event's, so that time and memory follow the text's size
+  // whatever its rules say: at its default, a few seconds and some 200 MB of
+  // occurrences at most.
+  size_t maxSteps = 1'000'000;
+  // Without it, the first event that cannot be read refuses the calendar;
+  // with it, each such event is left out and passed here (the parser's error,
+  // a time out of range, an end before the start, a rule that cannot be
+  // followed, a zone nobody defines). What is wrong with the calendar as a
+  // whole (no VCALENDAR, a content line over kMaxContentLine, a VTIMEZONE
+  // with a rule no zone needs, the step budget spent) refuses it still.
+  std::function<void(const TSkippedEvent&)> skip;
 };
 
-// The occurrences, sorted by start. Raises EConvertError for text that is no
-// calendar, for an event the parser reports an error in (naming the event and
-// libical's reason) and for a rule with more than `maxOccurrences` steps
-// before the range ends.
+// The occurrences, sorted by start. The text's lines are unfolded and their
+// times checked field by field before libical sees them (see icslines.h),
+// and libical parses one component at a time, so that memory follows the
+// largest event rather than the whole text. Raises EConvertError for text
+// that is no calendar, a component left open, a content line too long, a time
+// with a field out of range (naming the line), an event that cannot be read
+// (naming it and its line; see `skip`), a VTIMEZONE observance whose RRULE is
+// other than yearly on one month (naming the zone), and a calendar that needs
+// more than `maxSteps` steps.
 CUADRANTE_API std::vector<TImportedEvent> ReadCalendar(std::string_view ics, TFecha firstDay,
                                                        TFecha lastDay,
                                                        const TImportOptions& options);

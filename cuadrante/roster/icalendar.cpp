@@ -147,7 +147,18 @@ void WriteTimeZone(std::string& out, const TZone& zone, int64_t fromUtc, int64_t
   Line(out, "END:VTIMEZONE");
 }
 
+// A length as RFC 5545 says it: whole days, which are nominal (the same
+// clock time on a later day), then the seconds left.
+std::string DurationText(int64_t seconds) {
+  std::string text = "P";
+  if (seconds >= kDay) text += std::to_string(seconds / kDay) + "D";
+  if (seconds % kDay != 0) text += "T" + std::to_string(seconds % kDay) + "S";
+  return text;
+}
+
 constexpr const char* kWeekdays = "MO,TU,WE,TH,FR";
+// The last year libical's recurrence iterator reaches.
+constexpr int kLastRuleYear = 2582;
 
 void WriteEvent(std::string& out, const TCalendarEvent& event, const TCalendarOptions& options) {
   const bool allDay = AllDay(event);
@@ -156,9 +167,13 @@ void WriteEvent(std::string& out, const TCalendarEvent& event, const TCalendarOp
   Line(out, "DTSTAMP:" + UtcText(options.stampUtc));
   Line(out, TimeProperty("DTSTART", event.start, allDay, options.zone));
   // An item of no length has no DTEND: RFC 5545 wants DTEND after DTSTART.
-  if (event.seconds > 0) {
-    Line(out,
-         TimeProperty("DTEND", TFecha(event.start.Value() + event.seconds), allDay, options.zone));
+  // One that ends after 9999 (an all-day event on 31/12/9999 ends on the
+  // first of the year 10000, which no date can say) gives its DURATION.
+  const TFecha end(event.start.Value() + event.seconds);
+  if (event.seconds > 0 && CivilOf(Since1970(end)).year <= 9999) {
+    Line(out, TimeProperty("DTEND", end, allDay, options.zone));
+  } else if (event.seconds > 0) {
+    Line(out, "DURATION:" + DurationText(event.seconds));
   }
   if (event.recurrence) {
     const TRecurrence& rule = *event.recurrence;
@@ -314,9 +329,22 @@ std::string PlainTypeLabel(TTimePointType type) {
   return GetIncidenceTypeAsStr(static_cast<short>(type));
 }
 
+namespace {
+
+// Stops a calendar as soon as it grows past `maxBytes` (none when 0).
+void RefuseBeyond(const std::string& out, size_t maxBytes) {
+  if (maxBytes == 0 || out.size() <= maxBytes) return;
+  throw EConvertError("the calendar would be over " + std::to_string(maxBytes >> 20) +
+                      " MiB, more than a calendar may hold to be read back; take fewer "
+                      "people or a shorter range");
+}
+
+}  // namespace
+
 std::string WriteCalendar(std::span<const TCalendarEvent> events, const TCalendarOptions& options) {
   std::string out;
-  out.reserve(events.size() * 320 + 256);
+  const size_t guess = events.size() * 320 + 256;
+  out.reserve(options.maxBytes > 0 ? std::min(guess, options.maxBytes) : guess);
   Line(out, "BEGIN:VCALENDAR");
   Line(out, "VERSION:2.0");
   Line(out, "PRODID:-//cuadrante//roster//ES");
@@ -325,8 +353,12 @@ std::string WriteCalendar(std::span<const TCalendarEvent> events, const TCalenda
     const auto [fromUtc, toUtc] = SpanUtc(events, *options.zone);
     WriteTimeZone(out, *options.zone, fromUtc, toUtc);
   }
-  for (const TCalendarEvent& event : events) WriteEvent(out, event, options);
+  for (const TCalendarEvent& event : events) {
+    WriteEvent(out, event, options);
+    RefuseBeyond(out, options.maxBytes);
+  }
   Line(out, "END:VCALENDAR");
+  RefuseBeyond(out, options.maxBytes);
   return out;
 }
 
@@ -369,7 +401,13 @@ TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDa
   TRuleEvents result;
   const std::string what = "rule " + own.WriteToStr();
   const auto frequency = FrequencyOf(rule.Periodicity);
-  if (recur && frequency && starts.size() >= 2) {
+  // libical's iterator follows no rule past 2582: later rules go as events.
+  const bool followable = !starts.empty() && starts.back().Year() <= kLastRuleYear;
+  if (recur && frequency && starts.size() >= 2 && !followable) {
+    result.why = "libical follows no rule past " + std::to_string(kLastRuleYear) + "; written as " +
+                 std::to_string(starts.size()) + " events";
+  }
+  if (recur && frequency && starts.size() >= 2 && followable) {
     // The steps of the library from the first occurrence to the last; RRULE
     // says the same only while every step keeps the day (and for years the
     // month) of the first, since the library stays on a day it clamped to.
@@ -562,8 +600,8 @@ std::string Content(icalcomponent* event) {
 }
 
 TComponentPtr ParseCalendar(std::string_view ics) {
-  const std::string text(ics);  // libical reads a NUL-terminated text
-  TComponentPtr root(icalparser_parse_string(text.c_str()));
+  // Unfolded here, in one pass: libical's own line reader is quadratic.
+  TComponentPtr root = detail::ParseText(ics);
   if (!root || icalcomponent_isa(root.get()) != ICAL_VCALENDAR_COMPONENT)
     throw EConvertError("the text is no iCalendar calendar (no BEGIN:VCALENDAR)");
   return root;
@@ -611,7 +649,7 @@ TCalendarEvent Cancellation(const TOldEvent& old, const TZone* zone) {
   if (icalproperty* end = icalcomponent_get_first_property(e, ICAL_DTEND_PROPERTY)) {
     event.seconds = OldWall(icalproperty_get_dtend(end), zone) - event.start.Value();
   } else if (icalproperty* length = icalcomponent_get_first_property(e, ICAL_DURATION_PROPERTY)) {
-    event.seconds = icaldurationtype_as_int(icalproperty_get_duration(length));
+    event.seconds = detail::DurationSeconds(icalproperty_get_duration(length));
   } else if (start.is_date) {
     event.seconds = kDay;
   }

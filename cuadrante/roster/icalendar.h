@@ -62,8 +62,14 @@ struct TCalendarEvent {
 struct TCalendarOptions {
   const TZone* zone = nullptr;  // null: floating times
   int64_t stampUtc = 0;         // DTSTAMP, seconds since 1970 UTC
+  // The most octets the calendar may take, so that what is written can be
+  // read back by a reader that bounds what it reads; 0 for no bound.
+  size_t maxBytes = 0;
 };
 
+// The calendar's text. An event that would end after 31/12/9999 23:59:59
+// (an all-day event on its last day) gives its DURATION, not a DTEND no date
+// can say. Raises EConvertError as soon as the text passes `maxBytes`.
 CUADRANTE_API std::string WriteCalendar(std::span<const TCalendarEvent> events,
                                         const TCalendarOptions& options);
 

@@ -288,17 +288,12 @@ TEST(ReadCalendar, FollowsMovesCancellationsAndCategoriesAndRefusesWhatIsNoCalen
         Wrapped({"UID:n\r\n"}),
         Wrapped({"UID:b\r\nDTSTART:20260102T100000\r\nDTEND:20260102T090000\r\n"})})
     EXPECT_THROW(ReadCalendar(bad, first, last, {}), EConvertError) << bad;
-  // Every second from 1900 would take days to walk: the bound refuses it.
+  // Every second from 1900 would take days to walk: the budget refuses it.
   TImportOptions bounded;
-  bounded.maxOccurrences = 1000;
+  bounded.maxSteps = 1000;
   const std::string everySecond =
       Wrapped({"UID:s\r\nDTSTART:19000101T000000\r\nRRULE:FREQ=SECONDLY\r\n"});
   EXPECT_THROW(ReadCalendar(everySecond, first, last, bounded), EConvertError);
-  // The bound counts what it walks: exactly as many occurrences still pass.
-  bounded.maxOccurrences = 5;
-  const std::string five =
-      Wrapped({"UID:f\r\nDTSTART:20260105T100000\r\nRRULE:FREQ=DAILY;COUNT=5\r\n"});
-  EXPECT_EQ(ReadCalendar(five, first, last, bounded).size(), 5u);
 }
 
 // Eva's plan: a rotation from `rotationFrom`, a leave on the 9th (it cancels
@@ -458,6 +453,40 @@ TEST(ICalendar, FollowingAnEarlierExportCancelsWhatIsGoneAndCountsChanges) {
       EXPECT_NE(e.Message.find(why), std::string::npos) << e.Message;
     }
   }
+}
+
+// The calendar's last day: an all-day event on 31/12/9999 ends in a year no
+// date can say, so it gives its DURATION and reads back whole; a year 5000
+// event keeps its DTEND. A bound on the text stops the writer before it passes.
+TEST(ICalendar, WritesUpToTheCalendarsLastDayAndWithinABound) {
+  TCalendarEvent last;
+  last.uid = "last";
+  last.start = At(9999, 12, 31);
+  last.seconds = 86400;
+  last.type = tptLeave;
+  last.summary = "Vacaciones";
+  TCalendarEvent far = last;
+  far.uid = "far";
+  far.start = At(5000, 6, 1, 9);
+  far.seconds = 7200;
+  const std::string ics = WriteCalendar(std::vector<TCalendarEvent>{far, last}, {});
+  EXPECT_NE(ics.find("DTSTART;VALUE=DATE:99991231\r\nDURATION:P1D\r\n"), std::string::npos);
+  EXPECT_NE(ics.find("DTEND:50000601T110000\r\n"), std::string::npos);
+  std::vector<std::string> problems;
+  ParseChecked(ics, problems);
+  for (const std::string& problem : problems) ADD_FAILURE() << problem;
+  for (const TCalendarEvent& event : {far, last}) {
+    const TFecha day(event.start.Value() / 86400 * 86400);
+    const auto back = ReadCalendar(ics, day, day, {});
+    ASSERT_EQ(back.size(), 1u) << event.uid;
+    EXPECT_EQ(back[0].start, event.start);
+    EXPECT_EQ(back[0].seconds, event.seconds);
+  }
+  TCalendarOptions bounded;
+  bounded.maxBytes = ics.size();
+  EXPECT_EQ(WriteCalendar(std::vector<TCalendarEvent>{far, last}, bounded), ics);
+  bounded.maxBytes = ics.size() - 1;
+  EXPECT_THROW(WriteCalendar(std::vector<TCalendarEvent>{far, last}, bounded), EConvertError);
 }
 
 }  // namespace

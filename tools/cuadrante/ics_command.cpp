@@ -24,7 +24,11 @@
 namespace cuadrante::tool {
 namespace {
 
-constexpr size_t kCalendarFileLimit = 256u << 20;
+// What ics-import reads and, so that every export can be read back, the
+// most that ics writes (some 200,000 events: a month of 6,000 people). The
+// reader's time and memory follow the text's size (it parses one event at a
+// time; see ReadCalendar): at this size some 10 s and 300 MB.
+constexpr size_t kCalendarFileLimit = 64u << 20;
 
 roster::TTypeLabel Labels() {
   return [](TTimePointType type) { return TypeLabel(static_cast<int>(type)); };
@@ -220,7 +224,7 @@ int RunIcs(const Args& args) {
   std::vector<roster::TCalendarEvent> events =
       plan ? EventsOfPlan(path, options, first, last)
            : EventsOfDocument(path, options, first, last, zone ? &*zone : nullptr);
-  const roster::TCalendarOptions writing{zone ? &*zone : nullptr, Stamp()};
+  const roster::TCalendarOptions writing{zone ? &*zone : nullptr, Stamp(), kCalendarFileLimit};
   std::optional<roster::TFollowed> followed;
   if (options.Has("--previous")) {
     // Read whole before anything is written: -o may name the same file.
@@ -254,7 +258,7 @@ int RunIcs(const Args& args) {
 void HelpIcsImport() {
   std::printf(
       "usage: cuadrante ics-import FILE.ics --from DATE --to DATE | --month YYYY-MM\n"
-      "                            [--tz ZONE] [--type N] [-o FILE.xml]\n"
+      "                            [--tz ZONE] [--type N] [--skip-bad] [-o FILE.xml]\n"
       "                            [--format text|csv|xml|json]\n\n"
       "Reads the events of an iCalendar file (libical parses it) and lists the\n"
       "occurrences that overlap the range, recurrences expanded (RRULE, RDATE,\n"
@@ -267,7 +271,14 @@ void HelpIcsImport() {
       "X-CUADRANTE-SHIFT. -o writes the items as a document of boxes (code: the\n"
       "shift code, description: SUMMARY less the code) that `points`, `grid`,\n"
       "`render` and `ics` read, whole or not at all, so an export of it shows the\n"
-      "same SUMMARY, code and type again.\n\n"
+      "same SUMMARY, code and type again.\n"
+      "An event that cannot be read (libical's error, a time with a field out of\n"
+      "range, an end before its start, a rule that reaches no day) refuses the\n"
+      "file; with --skip-bad it is left out instead, with one line on stderr that\n"
+      "names it. Refused whatever the options: a file over 64 MiB, a content\n"
+      "line over 1 MiB, a VTIMEZONE whose rule is other than yearly on one day,\n"
+      "and rules that would take more than 1,000,000 steps (occurrences, and\n"
+      "days walked between them) before the range ends.\n\n"
       "examples:\n"
       "  cuadrante ics-import eva.ics --from 2026-11-01 --to 2026-12-31\n"
       "  cuadrante ics-import eva.ics --month 2026-11 --tz Europe/Madrid -o eva.xml\n");
@@ -287,7 +298,8 @@ void PrintImported(const std::vector<roster::TImportedEvent>& events, Format for
   const char* const dateForm = forPeople ? "dd/mm/yyyy hh:nn" : "yyyy-mm-dd hh:nn:ss";
   const auto when = [&](TFecha date) {
     std::string text = date.ToString(dateForm);
-    if (!forPeople) text[10] = 'T';  // programs read ISO 8601 with its "T"
+    // Programs read ISO 8601 with its "T" (a year past 9999 has five digits).
+    if (!forPeople) text[text.find(' ')] = 'T';
     return text;
   };
   for (const roster::TImportedEvent& event : events) {
@@ -302,8 +314,8 @@ void PrintImported(const std::vector<roster::TImportedEvent>& events, Format for
 }
 
 int RunIcsImport(const Args& args) {
-  const Options options =
-      Parse(args, {"--from", "--to", "--month", "--tz", "--type", "-o", "--format"}, {});
+  const Options options = Parse(
+      args, {"--from", "--to", "--month", "--tz", "--type", "-o", "--format"}, {"--skip-bad"});
   const Format format = ParseFormat(options);
   const Job job = ReadJob(options, "FILE.ics", "ics-import");
   const auto& [path, output, first, last, zone] = job;
@@ -317,6 +329,13 @@ int RunIcsImport(const Args& args) {
   roster::TImportOptions reading;
   reading.zone = zone ? &*zone : &local->zone;
   reading.label = Labels();
+  if (options.Flag("--skip-bad")) {
+    reading.skip = [&](const roster::TSkippedEvent& event) {
+      std::fprintf(stderr, "cuadrante ics-import: %s: line %zu: event '%s' skipped: %s\n",
+                   path.c_str(), event.line, Printable(event.uid).c_str(),
+                   Printable(event.why).c_str());
+    };
+  }
   reading.defaultType = static_cast<TTimePointType>(
       NumberOption(options, "--type", 0, kTimePointTypeCount - 1, reading.defaultType));
   const std::string text = path == "-"
