@@ -139,7 +139,7 @@ class TPersonCheck {
       index.push_back(i);
     }
     // The roster is sorted by start and so is the set, entry for entry.
-    const TOverlaps overlaps = FindOverlaps(points.Points, SIZE_MAX);
+    const TOverlaps overlaps = FindOverlaps(points.Points, kMostOverlapsTold);
     for (const auto& [a, b] : overlaps.pairs) {
       const TRosterItem& first = roster_.items[index[a]];
       const TRosterItem& second = roster_.items[index[b]];

@@ -13,7 +13,9 @@
 // rest before the first shift), and report every breach that touches the
 // range, once, with its person, its span and what it is: checking two months
 // one by one finds what checking both at once finds. With a zone, rest and
-// week hours are the time that really passes.
+// week hours are the time that really passes. Of one person's overlaps the
+// first kMostOverlapsTold by start are told: n items that all overlap make
+// n(n-1)/2 pairs, which no one reads and no memory holds.
 //
 // Coverage, per post: the people at work (each of the post's employees
 // counted once while any of their work that counts covers the moment)
@@ -22,6 +24,7 @@
 // beyond the need). One sweep over sorted changes: n log n.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -32,6 +35,9 @@
 #include "cuadrante/runtime/export.h"
 
 namespace cuadrante::roster {
+
+// How many overlaps of one person CheckRosters tells at most.
+inline constexpr size_t kMostOverlapsTold = 10'000;
 
 enum class TBreachKind {
   kOverlap,

@@ -104,6 +104,18 @@ TEST(CheckRosters, ReportsEachKindOfBreachOnce) {
   }
 }
 
+TEST(CheckRosters, TellsAtMostABoundOfOnePersonsOverlaps) {
+  // 200 items at one hour make 19,900 overlapping pairs.
+  std::string items;
+  for (int i = 0; i < 200; ++i) items += "<ITEM start=\"2026-12-07T08:00\" hours=\"1\"/>";
+  const TPlan plan = ReadPlan("<PLAN><EMPLOYEE id=\"a\">" + items + "</EMPLOYEE></PLAN>");
+  const TFecha day = At(2026, 12, 7);
+  size_t overlaps = 0;
+  for (const auto& breach : CheckRosters(plan, day, day, plan.limits))
+    overlaps += breach.kind == TBreachKind::kOverlap ? 1 : 0;
+  EXPECT_EQ(overlaps, kMostOverlapsTold);
+}
+
 TEST(CheckCoverage, AHolidayLeavesAPostUncovered) {
   // One person covers the day post every day of December but takes the
   // holiday of the 8th off: that day is a gap of one for its twelve hours,
