@@ -241,6 +241,7 @@ void PrintRosterList(const PlanJob& job, const std::vector<roster::TPersonRoster
                          {"week", "week", 0},
                          {"items", "items", 0},
                          {"cancelled", "cancelled", 0}});
+  table.Stream(format);
   const int days = static_cast<int>((job.last.Value() - job.first.Value()) / kDay) + 1;
   for (const auto& person : rosters) {
     if (!job.Shows(*person.employee)) continue;
@@ -350,6 +351,7 @@ int RunPlanHours(const Options& options) {
                         {"other", Say("other"), 8, true, true},
                         {"contract", Say("contract"), 8, true, true},
                         {"balance", Say("balance"), 8, true, true}});
+  table.Stream(format);
   const auto periods = roster::SplitRange(job.first, job.last, by);
   for (const auto& person : rosters) {
     if (!job.Shows(*person.employee)) continue;

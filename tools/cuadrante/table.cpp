@@ -165,12 +165,27 @@ std::string JsonString(const std::string& text) {
 Table::Table(std::string name, std::vector<Column> columns)
     : name_(std::move(name)), columns_(std::move(columns)) {}
 
+void Table::Stream(Format format, std::FILE* out) {
+  if (format != Format::kCsv && format != Format::kJson) return;
+  streamOut_ = out;
+  streamFormat_ = format;
+  if (format == Format::kCsv) PrintCsvHeader(out);
+  if (format == Format::kJson) std::fputs("[", out);
+}
+
 void Table::Add(std::vector<std::string> cells) {
   if (cells.size() != columns_.size()) {
     throw std::logic_error("a row of " + std::to_string(cells.size()) + " cells in a table of " +
                            std::to_string(columns_.size()) + " columns");
   }
-  rows_.push_back(std::move(cells));
+  ++rowCount_;
+  if (streamOut_ == nullptr) {
+    rows_.push_back(std::move(cells));
+  } else if (streamFormat_ == Format::kCsv) {
+    PrintCsvRow(cells, streamOut_);
+  } else {
+    PrintJsonRow(cells, rowCount_ == 1, streamOut_);
+  }
 }
 
 void Table::Print(Format format, std::FILE* out) const {
@@ -179,13 +194,19 @@ void Table::Print(Format format, std::FILE* out) const {
       PrintText(out);
       break;
     case Format::kCsv:
-      PrintCsv(out);
+      if (streamOut_ != nullptr) break;
+      PrintCsvHeader(out);
+      for (const auto& row : rows_) PrintCsvRow(row, out);
       break;
     case Format::kXml:
       PrintXml(out);
       break;
     case Format::kJson:
-      PrintJson(out);
+      if (streamOut_ == nullptr) {
+        std::fputs("[", out);
+        for (size_t r = 0; r < rows_.size(); ++r) PrintJsonRow(rows_[r], r == 0, out);
+      }
+      std::fputs(rowCount_ == 0 ? "]\n" : "\n]\n", out);
       break;
   }
 }
@@ -230,29 +251,27 @@ void Table::PrintText(std::FILE* out) const {
   }
 }
 
-void Table::PrintCsv(std::FILE* out) const {
-  const auto line = [&](auto cellOf) {
-    std::string text;
-    for (size_t i = 0; i < columns_.size(); ++i) {
-      if (i > 0) text += ',';
-      text += CsvField(cellOf(i));
-    }
-    std::fprintf(out, "%s\r\n", text.c_str());
-  };
-  line([&](size_t i) -> const std::string& { return columns_[i].key; });
-  // A spreadsheet evaluates a text cell that starts like a formula; a
-  // leading quote keeps it text. Number columns stay numbers.
-  std::string guarded;
-  for (const auto& row : rows_) {
-    line([&](size_t i) -> const std::string& {
-      const std::string& cell = row[i];
-      if (columns_[i].number || cell.empty() ||
-          std::string_view("=+-@\t\r").find(cell.front()) == std::string_view::npos)
-        return cell;
-      guarded = "'" + cell;
-      return guarded;
-    });
+void Table::PrintCsvHeader(std::FILE* out) const {
+  std::string text;
+  for (size_t i = 0; i < columns_.size(); ++i) {
+    if (i > 0) text += ',';
+    text += CsvField(columns_[i].key);
   }
+  std::fprintf(out, "%s\r\n", text.c_str());
+}
+
+void Table::PrintCsvRow(const std::vector<std::string>& row, std::FILE* out) const {
+  std::string text;
+  for (size_t i = 0; i < columns_.size(); ++i) {
+    if (i > 0) text += ',';
+    // A spreadsheet evaluates a text cell that starts like a formula; a
+    // leading quote keeps it text. Number columns stay numbers.
+    const std::string& cell = row[i];
+    const bool formula = !columns_[i].number && !cell.empty() &&
+                         std::string_view("=+-@\t\r").find(cell.front()) != std::string_view::npos;
+    text += CsvField(formula ? "'" + cell : cell);
+  }
+  std::fprintf(out, "%s\r\n", text.c_str());
 }
 
 void Table::PrintXml(std::FILE* out) const {
@@ -270,20 +289,16 @@ void Table::PrintXml(std::FILE* out) const {
 
 namespace cuadrante::tool {
 
-void Table::PrintJson(std::FILE* out) const {
-  std::string text = "[";
-  for (size_t r = 0; r < rows_.size(); ++r) {
-    text += r == 0 ? "\n  {" : ",\n  {";
-    for (size_t i = 0; i < columns_.size(); ++i) {
-      if (i > 0) text += ", ";
-      const std::string& cell = rows_[r][i];
-      const bool number = columns_[i].number && !cell.empty() &&
-                          cell.find_first_not_of("-0123456789.") == std::string::npos;
-      text += JsonString(columns_[i].key) + ": " + (number ? cell : JsonString(cell));
-    }
-    text += "}";
+void Table::PrintJsonRow(const std::vector<std::string>& row, bool first, std::FILE* out) const {
+  std::string text = first ? "\n  {" : ",\n  {";
+  for (size_t i = 0; i < columns_.size(); ++i) {
+    if (i > 0) text += ", ";
+    const std::string& cell = row[i];
+    const bool number = columns_[i].number && !cell.empty() &&
+                        cell.find_first_not_of("-0123456789.") == std::string::npos;
+    text += JsonString(columns_[i].key) + ": " + (number ? cell : JsonString(cell));
   }
-  text += rows_.empty() ? "]\n" : "\n]\n";
+  text += "}";
   std::fputs(text.c_str(), out);
 }
 

@@ -35,22 +35,33 @@ class Table {
   // `name` is the XML document element; each row is a "row" element under it.
   Table(std::string name, std::vector<Column> columns);
 
+  // Called before the first Add: CSV and JSON rows are then written to `out`
+  // as they are added, and Print(format, out) only closes the list, so a
+  // table of millions of rows takes no memory for them. Text needs every row
+  // for its widths and XML its document: for them rows are kept as ever.
+  void Stream(Format format, std::FILE* out = stdout);
+
   // One cell a column, in the order of the columns; a row of another length
   // is a programming error and throws std::logic_error.
   void Add(std::vector<std::string> cells);
-  size_t Rows() const { return rows_.size(); }
+  size_t Rows() const { return rowCount_; }
 
   void Print(Format format, std::FILE* out = stdout) const;
 
  private:
   void PrintText(std::FILE* out) const;
-  void PrintCsv(std::FILE* out) const;
+  void PrintCsvHeader(std::FILE* out) const;
+  void PrintCsvRow(const std::vector<std::string>& row, std::FILE* out) const;
   void PrintXml(std::FILE* out) const;
-  void PrintJson(std::FILE* out) const;
+  void PrintJsonRow(const std::vector<std::string>& row, bool first, std::FILE* out) const;
 
   std::string name_;
   std::vector<Column> columns_;
   std::vector<std::vector<std::string>> rows_;
+  size_t rowCount_ = 0;
+  // Where rows go as they are added, while streaming.
+  std::FILE* streamOut_ = nullptr;
+  Format streamFormat_ = Format::kText;
 };
 
 // Characters of UTF-8 `text`: the bytes that begin one.
