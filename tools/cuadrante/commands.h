@@ -112,6 +112,11 @@ DocumentKind ReadDocument(const std::string& path, AnsiString& text, Problems* p
 // The largest plan or point-set document the tool reads: ~900,000 points,
 // far beyond any roster, and its tree stays under ~600 MB however it is made.
 inline constexpr size_t kLargestDocumentBytes = size_t{32} << 20;
+// What ics-import and validate read and, so that every export can be read
+// back, the most that ics writes (some 200,000 events: a month of 6,000
+// people). The reader parses one event at a time, so its time and memory
+// follow the text's size: at this size some 10 s and 750 MB.
+inline constexpr size_t kCalendarFileLimit = size_t{64} << 20;
 // Loads the rules of `path`; the expansion is not clipped by a range of its own.
 void LoadRules(const std::string& path, TCyclePointMgr& rules);
 // The same from the `text` of a document that ReadDocument found to hold rules.

@@ -24,12 +24,6 @@
 namespace cuadrante::tool {
 namespace {
 
-// What ics-import reads and, so that every export can be read back, the
-// most that ics writes (some 200,000 events: a month of 6,000 people). The
-// reader's time and memory follow the text's size (it parses one event at a
-// time; see ReadCalendar): at this size some 10 s and 300 MB.
-constexpr size_t kCalendarFileLimit = 64u << 20;
-
 roster::TTypeLabel Labels() {
   return [](TTimePointType type) { return TypeLabel(static_cast<int>(type)); };
 }

@@ -83,7 +83,8 @@ int RunValidate(const Args& arguments) {
     if (path != "-") {
       std::string whole;
       try {
-        whole = ReadWholeFile(path);
+        // The larger of the two limits: each kind is held to its own below.
+        whole = ReadWholeFile(path, std::max(kCalendarFileLimit, kLargestDocumentBytes));
       } catch (const Exception&) {
         // The point-set reader below names what is wrong with the file.
       }
