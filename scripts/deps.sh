@@ -9,7 +9,7 @@ packages=(
   clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libpugixml-dev libsimpleini-dev libcrypto++-dev libicu-dev zlib1g-dev libdeflate-dev
-  libhowardhinnant-date-dev libical-dev tzdata python3 python3-icalendar
+  libhowardhinnant-date-dev libical-dev coinor-libcbc-dev tzdata python3 python3-icalendar
 )
 for arg in "$@"; do
   case "$arg" in

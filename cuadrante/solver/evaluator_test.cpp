@@ -1,0 +1,172 @@
+#include "cuadrante/solver/evaluator.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "cuadrante/solver/generator.h"
+
+namespace cuadrante::solver {
+namespace {
+
+// One person, one shift type of 480 minutes, two weeks, no wishes: a roster
+// is a string of '.' (off) and 'X' (worked).
+TInstance OnePerson() {
+  TInstance instance;
+  instance.days = 14;
+  instance.shifts = {{"X", 480, {}}};
+  TEmployee person;
+  person.id = "P";
+  person.maxShifts = {14};
+  person.maxMinutes = 14 * 480;
+  person.minMinutes = 0;
+  person.maxConsecutive = 14;
+  person.minConsecutive = 0;
+  person.minDaysOff = 0;
+  person.maxWeekends = 2;
+  instance.employees = {person};
+  return instance;
+}
+
+TRoster RowOf(const std::string& days) {
+  TRoster roster(1, static_cast<int>(days.size()));
+  for (size_t d = 0; d < days.size(); ++d) roster.Set(0, static_cast<int>(d), days[d] == 'X' ? 0 : kOff);
+  return roster;
+}
+
+TEST(EvaluateTest, EachHardRuleCountsItsUnits) {
+  struct Case {
+    const char* name;
+    void (*limit)(TInstance&);
+    const char* days;
+    TRule rule;
+    int day;
+    int64_t units;
+  };
+  const Case cases[] = {
+      {"day off", [](TInstance& i) { i.employees[0].daysOff = {3}; }, "...X..........", TRule::kDayOff, 3, 1},
+      {"max shifts", [](TInstance& i) { i.employees[0].maxShifts = {2}; }, "XX.XX.........", TRule::kMaxShifts, 3, 2},
+      {"max minutes", [](TInstance& i) { i.employees[0].maxMinutes = 700; }, "XX............", TRule::kMaxMinutes, 0, 1},
+      {"min minutes", [](TInstance& i) { i.employees[0].minMinutes = 1500; }, "X.............", TRule::kMinMinutes, 0, 3},
+      {"too long a run", [](TInstance& i) { i.employees[0].maxConsecutive = 3; }, ".XXXXX........", TRule::kMaxConsecutive, 1, 2},
+      {"a long run at the start still counts", [](TInstance& i) { i.employees[0].maxConsecutive = 3; }, "XXXX..........", TRule::kMaxConsecutive, 0, 1},
+      {"too short a run", [](TInstance& i) { i.employees[0].minConsecutive = 3; }, "....X.........", TRule::kMinConsecutive, 4, 2},
+      {"too few days off", [](TInstance& i) { i.employees[0].minDaysOff = 2; }, "XXX.XXX.......", TRule::kMinDaysOff, 3, 1},
+      {"weekends", [](TInstance& i) { i.employees[0].maxWeekends = 0; }, "......X.......", TRule::kMaxWeekends, 5, 1},
+      {"pin", [](TInstance& i) { i.pins = {{0, 2, 0}}; }, "..............", TRule::kPinned, 2, 1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    TInstance instance = OnePerson();
+    c.limit(instance);
+    const TEvaluation result = Evaluate(instance, RowOf(c.days));
+    ASSERT_EQ(result.breaches.size(), 1u);
+    EXPECT_EQ(result.breaches[0].rule, c.rule);
+    EXPECT_EQ(result.breaches[0].day, c.day);
+    EXPECT_EQ(result.violation, c.units);
+    EXPECT_EQ(TEvaluator(instance, RowOf(c.days)).Violation(), c.units);
+  }
+}
+
+TEST(EvaluateTest, RunsThatTouchTheHorizonsEndsOweNoMinimum) {
+  TInstance instance = OnePerson();
+  instance.employees[0].minConsecutive = 3;
+  instance.employees[0].minDaysOff = 3;
+  // A one-day run at each end, and a one-day rest before the last day.
+  for (const char* days : {"X.............", ".............X", "X...........XX", "XXXX.........."}) {
+    SCOPED_TRACE(days);
+    EXPECT_TRUE(Evaluate(instance, RowOf(days)).Feasible());
+  }
+  EXPECT_EQ(Evaluate(instance, RowOf("XXX.XXX.......")).violation, 2);  // the single day off
+}
+
+TEST(EvaluateTest, ObjectiveCountsWishesAndCover) {
+  TInstance instance = OnePerson();
+  instance.shifts.push_back({"Y", 480, {}});
+  instance.shifts[1].forbiddenNext = {0};
+  instance.employees[0].maxShifts = {14, 14};
+  instance.onRequests = {{0, 0, 0, 5}, {0, 1, 1, 7}};
+  instance.offRequests = {{0, 2, 0, 3}, {0, 3, 0, 11}};
+  instance.cover = {{0, 0, 2, 100, 1}, {1, 0, 0, 100, 4}};
+  TRoster roster(1, 14);
+  roster.Set(0, 0, 0);  // granted, one of two covered
+  roster.Set(0, 1, 0);  // the wrong type, and one too many
+  roster.Set(0, 2, 0);  // an off-request worked
+  const TEvaluation result = Evaluate(instance, roster);
+  EXPECT_EQ(result.objective, (TObjective{7, 3, 100, 4}));
+  EXPECT_EQ(TEvaluator(instance, roster).Objective(), result.objective.Total());
+  roster.Set(0, 3, 1);
+  roster.Set(0, 4, 0);
+  const TEvaluation succession = Evaluate(instance, roster);
+  ASSERT_EQ(succession.breaches.size(), 1u);
+  EXPECT_EQ(succession.breaches[0].rule, TRule::kSuccession);
+  EXPECT_EQ(succession.breaches[0].day, 4);
+}
+
+TEST(EvaluateTest, RefusesRostersOfOtherSizes) {
+  EXPECT_THROW(Evaluate(OnePerson(), TRoster(2, 14)), EModelError);
+  EXPECT_THROW(TEvaluator(OnePerson(), TRoster(1, 13)), EModelError);
+}
+
+// The incremental prices against the full walk, over random moves of every
+// kind on instances with pins and every rule in play.
+TEST(EvaluatorTest, IncrementalAnswersEqualFullEvaluation) {
+  std::mt19937_64 random(7);
+  const auto pick = [&random](int low, int high) {
+    return std::uniform_int_distribution<int>(low, high)(random);
+  };
+  int moves = 0;
+  for (const TShape shape : {TShape{4, 14, 1}, TShape{6, 15, 3}, TShape{5, 20, 2}, TShape{3, 13, 4}}) {
+    for (uint64_t seed = 1; seed <= 5; ++seed) {
+      TInstance instance = GenerateInstance(shape, seed);
+      for (auto& person : instance.employees) {
+        person.minConsecutive = pick(0, 3);
+        person.minDaysOff = pick(0, 3);
+        person.maxConsecutive = pick(1, 5);
+      }
+      instance.pins.push_back({0, pick(0, shape.days - 1), pick(-1, shape.shiftTypes - 1)});
+      TRoster roster(shape.employees, shape.days);
+      for (int e = 0; e < shape.employees; ++e) {
+        for (int d = 0; d < shape.days; ++d) roster.Set(e, d, pick(-1, shape.shiftTypes - 1));
+      }
+      TEvaluator evaluator(instance, roster);
+      TEvaluation before = Evaluate(instance, evaluator.Roster());
+      for (int step = 0; step < 5'000; ++step, ++moves) {
+        const int kind = pick(0, 2);
+        const int e = pick(0, shape.employees - 1);
+        const int first = pick(0, shape.days - 1);
+        const int last = std::min(shape.days - 1, first + pick(0, 6));
+        TDelta predicted;
+        if (kind == 0) {
+          const int shift = pick(-1, shape.shiftTypes - 1);
+          predicted = evaluator.ChangeDelta(e, first, shift);
+          evaluator.Change(e, first, shift);
+        } else if (kind == 1) {
+          const int other = pick(0, shape.employees - 1);
+          predicted = evaluator.SwapDelta(e, other, first, last);
+          evaluator.Swap(e, other, first, last);
+        } else {
+          std::vector<int16_t> block;
+          for (int d = first; d <= last; ++d) block.push_back(static_cast<int16_t>(pick(-1, shape.shiftTypes - 1)));
+          predicted = evaluator.BlockDelta(e, first, block);
+          evaluator.Block(e, first, block);
+        }
+        const TEvaluation after = Evaluate(instance, evaluator.Roster());
+        ASSERT_EQ(predicted.objective, after.objective.Total() - before.objective.Total())
+            << "move " << moves << " kind " << kind;
+        ASSERT_EQ(predicted.violation, after.violation - before.violation) << "move " << moves << " kind " << kind;
+        ASSERT_EQ(evaluator.Objective(), after.objective.Total());
+        ASSERT_EQ(evaluator.Violation(), after.violation);
+        ASSERT_EQ(after.violation == 0, after.Feasible());
+        before = after;
+      }
+      TEvaluator rebuilt(instance, evaluator.Roster());
+      EXPECT_EQ(rebuilt.Objective(), evaluator.Objective());
+      EXPECT_EQ(rebuilt.Violation(), evaluator.Violation());
+    }
+  }
+  EXPECT_EQ(moves, 100'000);
+}
+
+}  // namespace
+}  // namespace cuadrante::solver

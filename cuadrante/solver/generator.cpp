@@ -1,0 +1,72 @@
+#include "cuadrante/solver/generator.h"
+
+#include <algorithm>
+#include <random>
+
+namespace cuadrante::solver {
+
+TInstance GenerateInstance(const TShape& shape, uint64_t seed) {
+  std::mt19937_64 random(seed);
+  const auto uniform = [&random](int low, int high) {
+    return std::uniform_int_distribution<int>(low, high)(random);
+  };
+  TInstance instance;
+  instance.days = shape.days;
+  for (int s = 0; s < shape.shiftTypes; ++s) {
+    TShiftType type;
+    type.id = s < 26 ? std::string(1, static_cast<char>('A' + s)) : "S" + std::to_string(s);
+    type.minutes = 480;
+    // A later shift leaves too little rest before an earlier one.
+    for (int earlier = 0; earlier < s; ++earlier) {
+      if (s - earlier <= 2) type.forbiddenNext.push_back(earlier);
+    }
+    instance.shifts.push_back(type);
+  }
+  const int workDays = std::max(1, shape.days * 9 / 14);
+  for (int e = 0; e < shape.employees; ++e) {
+    TEmployee person;
+    person.id = "E" + std::to_string(e);
+    for (int s = 0; s < shape.shiftTypes; ++s) {
+      const bool never = shape.shiftTypes > 1 && uniform(0, 4) == 0;
+      person.maxShifts.push_back(never ? 0 : (uniform(0, 2) == 0 ? std::max(1, shape.days / 4) : shape.days));
+    }
+    if (std::all_of(person.maxShifts.begin(), person.maxShifts.end(), [](int m) { return m == 0; })) {
+      person.maxShifts[0] = shape.days;
+    }
+    const bool partTime = uniform(0, 3) == 0;
+    const int most = partTime ? workDays / 2 : workDays;
+    person.maxMinutes = static_cast<int64_t>(most) * 480;
+    person.minMinutes = person.maxMinutes * 3 / 4 / 480 * 480;
+    person.maxConsecutive = uniform(5, 6);
+    person.minConsecutive = partTime ? 1 : 2;
+    person.minDaysOff = uniform(1, 3);
+    person.maxWeekends = std::max(1, WeekendCount(shape.days) / 2 + uniform(0, 1));
+    for (int d = uniform(0, 13); d < shape.days; d += 14) person.daysOff.push_back(d);
+    instance.employees.push_back(person);
+  }
+  const int workers = shape.employees;
+  for (int e = 0; e < workers; ++e) {
+    for (int week = 0; week * 7 < shape.days; ++week) {
+      const int day = std::min(shape.days - 1, week * 7 + uniform(0, 6));
+      const int shift = uniform(0, shape.shiftTypes - 1);
+      if (instance.employees[static_cast<size_t>(e)].maxShifts[static_cast<size_t>(shift)] > 0) {
+        instance.onRequests.push_back({e, day, shift, uniform(1, 3)});
+      }
+      const int offDay = std::min(shape.days - 1, week * 7 + uniform(0, 6));
+      instance.offRequests.push_back({e, offDay, uniform(0, shape.shiftTypes - 1), uniform(1, 3)});
+    }
+  }
+  // The staff gives about workers * 0.6 shifts a day; spread them over types.
+  const double perDay = workers * 0.6 * 0.95;
+  for (int d = 0; d < shape.days; ++d) {
+    const double dayShare = IsWeekendDay(d) ? 0.8 : 1.05;
+    for (int s = 0; s < shape.shiftTypes; ++s) {
+      const double share = perDay * dayShare / shape.shiftTypes;
+      const int requirement = std::max(0, static_cast<int>(share + uniform(-1, 1) * 0.5 + 0.5));
+      instance.cover.push_back({d, s, requirement, 100, 1});
+    }
+  }
+  return instance;
+}
+
+}  // namespace cuadrante::solver
