@@ -18,6 +18,7 @@
 #include "cuadrante/services/translate.h"
 #include "tools/cuadrante/commands.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/solve_command.h"
 
 namespace {
 
@@ -69,6 +70,8 @@ const Command kCommands[] = {
      cuadrante::tool::HelpIcs},
     {"ics-import", "read the events of an iCalendar file as items", cuadrante::tool::RunIcsImport,
      cuadrante::tool::HelpIcsImport},
+    {"solve", "fill a roster for a shift scheduling benchmark instance", cuadrante::tool::RunSolve,
+     cuadrante::tool::HelpSolve},
 };
 
 void PrintUsage(std::FILE* out) {

@@ -20,6 +20,7 @@
 #include "cuadrante/services/translate.h"
 #include "tools/cuadrante/commands.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/operation_scope.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -124,19 +125,6 @@ class DemoEnvironment {
 
  private:
   std::filesystem::path own_;
-};
-
-// The host's manager for the length of the command, deleted before the
-// library's own stop.
-class ManagerScope {
- public:
-  ManagerScope() { _UnderOperationMgr = new TUnderOperationMgr(); }
-  ManagerScope(const ManagerScope&) = delete;
-  ManagerScope& operator=(const ManagerScope&) = delete;
-  ~ManagerScope() {
-    delete _UnderOperationMgr;
-    _UnderOperationMgr = nullptr;
-  }
 };
 
 }  // namespace

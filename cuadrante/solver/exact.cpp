@@ -1,0 +1,857 @@
+#include "cuadrante/solver/exact.h"
+
+#include <CbcEventHandler.hpp>
+#include <CbcHeuristic.hpp>
+#include <CbcHeuristicDiveCoefficient.hpp>
+#include <CbcHeuristicFPump.hpp>
+#include <CbcHeuristicLocal.hpp>
+#include <CbcHeuristicRINS.hpp>
+#include <CbcModel.hpp>
+#include <CbcStrategy.hpp>
+#include <CbcTree.hpp>
+#include <CglClique.hpp>
+#include <CglGomory.hpp>
+#include <CglKnapsackCover.hpp>
+#include <CglMixedIntegerRounding2.hpp>
+#include <CglProbing.hpp>
+#include <CglZeroHalf.hpp>
+#include <CglTwomir.hpp>
+#include <CglFlowCover.hpp>
+#include <CbcHeuristicRENS.hpp>
+#include <CbcHeuristicGreedy.hpp>
+#include <CbcHeuristicDINS.hpp>
+#include <cstring>
+#include <ClpEventHandler.hpp>
+#include <ClpSimplex.hpp>
+#include <CoinPackedMatrix.hpp>
+#include <OsiClpSolverInterface.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <span>
+#include <vector>
+
+namespace cuadrante::solver {
+
+namespace {
+
+using TClock = std::chrono::steady_clock;
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+// An objective CBC computed in floating point, as the integer it stands for.
+int64_t RoundObjective(double value) { return static_cast<int64_t>(std::llround(value)); }
+
+// A proven bound, rounded up to the next integer: every roster costs an
+// integer, so a bound of 606.2 proves 607. The tolerance keeps 607.0000001,
+// an LP's rounding noise, from proving 608.
+int64_t RoundBoundUp(double value) {
+  const double tolerance = 1e-6 * std::max(1.0, std::fabs(value));
+  return static_cast<int64_t>(std::ceil(value - tolerance));
+}
+
+int64_t CellCount(const TInstance& instance) {
+  return static_cast<int64_t>(instance.employees.size()) * instance.days;
+}
+
+// When to stop: the wall clock past the deadline or the caller's flag.
+// Checked on every simplex iteration, so it must stay cheap.
+class TStopper {
+ public:
+  TStopper(double seconds, const std::atomic<bool>* flag)
+      : deadline_(TClock::now() + std::chrono::duration_cast<TClock::duration>(
+                                      std::chrono::duration<double>(std::max(0.0, seconds)))),
+        flag_(flag) {}
+
+  bool Check() {
+    if (reason_ != kNone) return true;
+    if (flag_ != nullptr && flag_->load(std::memory_order_relaxed)) {
+      reason_ = kFlag;
+    } else if (TClock::now() >= deadline_) {
+      reason_ = kTime;
+    }
+    return reason_ != kNone;
+  }
+  bool Fired() const { return reason_ != kNone; }
+  const char* Status() const { return reason_ == kFlag ? "stopped" : "time limit"; }
+  double SecondsLeft() const {
+    return std::max(0.0, std::chrono::duration<double>(deadline_ - TClock::now()).count());
+  }
+
+ private:
+  enum { kNone, kTime, kFlag } reason_ = kNone;
+  TClock::time_point deadline_;
+  const std::atomic<bool>* flag_;
+};
+
+// The 0-1 program of an instance, kept row by row, with the maps between
+// its columns and a roster.
+class TProgram {
+ public:
+  explicit TProgram(const TInstance& instance);
+
+  // A pin that asks for a cell nobody may work, or two pins that disagree.
+  bool Infeasible() const { return infeasible_; }
+  double Constant() const { return constant_; }
+  int Columns() const { return static_cast<int>(lower_.size()); }
+  int FirstWork() const { return static_cast<int>(choices_.size()); }
+
+  void Load(OsiSolverInterface& solver) const;
+
+  // The roster a solution of the program stands for.
+  TRoster RosterOf(const double* columns) const;
+  // A solution of the program for `roster`, or empty when the roster asks
+  // for a cell that has no column (a day off, a type never allowed).
+  std::vector<double> ColumnsOf(const TRoster& roster) const;
+  // Whether `columns` keep every bound and row, and what they cost.
+  bool Satisfies(const std::vector<double>& columns) const;
+  double Cost(const std::vector<double>& columns) const;
+  // A branching hint: 1 for the columns of the cells `roster` works.
+  std::vector<double> HintOf(const TRoster& roster) const;
+
+ private:
+  struct TChoice {
+    int shift;
+    int column;
+  };
+  std::span<const TChoice> Cell(int e, int d) const {
+    const size_t cell = static_cast<size_t>(e) * days_ + d;
+    return {choices_.data() + first_[cell], choices_.data() + first_[cell + 1]};
+  }
+  int XColumn(int e, int d, int s) const {
+    for (const TChoice& choice : Cell(e, d)) {
+      if (choice.shift == s) return choice.column;
+    }
+    return -1;
+  }
+  bool Workable(int e, int d) const { return work_[static_cast<size_t>(e) * days_ + d] >= 0; }
+
+  int AddColumn(double lower, double upper, double cost, bool integer);
+  void Term(int column, double value) {
+    index_.push_back(column);
+    value_.push_back(value);
+  }
+  // The work indicator of (e, d) with coefficient `value`; nothing for a cell
+  // that cannot be worked, whose indicator is the constant 0.
+  void WorkTerm(int e, int d, double value) {
+    const int column = work_[static_cast<size_t>(e) * days_ + d];
+    if (column >= 0) Term(column, value);
+  }
+  // Closes the row begun after the last one. A row that its columns' bounds
+  // already keep is dropped.
+  void EndRow(double lower, double upper);
+
+  void BuildColumns(const TInstance& instance);
+  void BuildPersonRows(const TInstance& instance, int e);
+  void BuildRunRows(const TEmployee& person, int e);
+  bool BuildRunNetwork(const TEmployee& person, int e);
+  void BuildWeekendRows(const TEmployee& person, int e);
+  void BuildCoverRows(const TInstance& instance);
+
+  int days_ = 0;
+  int employees_ = 0;
+  bool infeasible_ = false;
+  double constant_ = 0;
+  std::vector<int64_t> first_;    // per cell, its first choice
+  std::vector<TChoice> choices_;  // per cell, the x columns it may take
+  std::vector<int> work_;         // per cell, its work indicator column or -1
+
+  std::vector<double> lower_, upper_, cost_;
+  std::vector<char> integer_;
+  std::vector<CoinBigIndex> start_{0};
+  std::vector<int> index_;
+  std::vector<double> value_;
+  std::vector<double> rowLower_, rowUpper_;
+  // For ColumnsOf: the auxiliary columns' meanings.
+  struct TWeekendColumn {
+    int employee, weekend, column;
+  };
+  std::vector<TWeekendColumn> weekendColumns_;
+  // A person's runs as a path through states: worked r days in a row (r in
+  // 1..work) or off q days in a row (q in 1..off, the last meaning "at least").
+  struct TRunNetwork {
+    int employee, work, off;
+    std::vector<int> arcs;  // per day, from state (or the start), to state
+    int States() const { return work + off; }
+    int& Arc(int d, int from, int to) {
+      return arcs[(static_cast<size_t>(d) * (States() + 1) + from) * States() + to];
+    }
+    int Arc(int d, int from, int to) const {
+      return arcs[(static_cast<size_t>(d) * (States() + 1) + from) * States() + to];
+    }
+  };
+  std::vector<TRunNetwork> networks_;
+  struct TCoverColumns {
+    int day, shift, requirement, under, over;
+  };
+  std::vector<TCoverColumns> coverColumns_;
+};
+
+TProgram::TProgram(const TInstance& instance)
+    : days_(instance.days), employees_(static_cast<int>(instance.employees.size())) {
+  BuildColumns(instance);
+  if (infeasible_) return;
+  for (int e = 0; e < employees_; ++e) BuildPersonRows(instance, e);
+  BuildCoverRows(instance);
+}
+
+int TProgram::AddColumn(double lower, double upper, double cost, bool integer) {
+  lower_.push_back(lower);
+  upper_.push_back(upper);
+  cost_.push_back(cost);
+  integer_.push_back(integer ? 1 : 0);
+  return static_cast<int>(lower_.size()) - 1;
+}
+
+void TProgram::EndRow(double lower, double upper) {
+  const size_t begin = static_cast<size_t>(start_.back());
+  double most = 0, least = 0;
+  for (size_t i = begin; i < index_.size(); ++i) {
+    const double a = value_[i];
+    const int column = index_[i];
+    most += a > 0 ? a * upper_[column] : a * lower_[column];
+    least += a > 0 ? a * lower_[column] : a * upper_[column];
+  }
+  if (index_.size() == begin || (most <= upper && least >= lower)) {
+    index_.resize(begin);
+    value_.resize(begin);
+    return;
+  }
+  rowLower_.push_back(lower);
+  rowUpper_.push_back(upper);
+  start_.push_back(static_cast<CoinBigIndex>(index_.size()));
+}
+
+void TProgram::BuildColumns(const TInstance& instance) {
+  const int types = static_cast<int>(instance.shifts.size());
+  const size_t cells = static_cast<size_t>(CellCount(instance));
+  // Pins first: a pinned cell has one column fixed to 1, or none at all.
+  std::vector<int> pinned(cells, kOff - 1);
+  for (const TPin& pin : instance.pins) {
+    int& cell = pinned[static_cast<size_t>(pin.employee) * days_ + pin.day];
+    if (cell != kOff - 1 && cell != pin.shift) infeasible_ = true;
+    cell = pin.shift;
+  }
+  first_.assign(cells + 1, 0);
+  work_.assign(cells, -1);
+  std::vector<char> dayOff(static_cast<size_t>(days_));
+  for (int e = 0; e < employees_; ++e) {
+    const TEmployee& person = instance.employees[e];
+    std::fill(dayOff.begin(), dayOff.end(), 0);
+    for (int d : person.daysOff) dayOff[d] = 1;
+    for (int d = 0; d < days_; ++d) {
+      const size_t cell = static_cast<size_t>(e) * days_ + d;
+      const int pin = pinned[cell];
+      for (int s = 0; s < types; ++s) {
+        if (dayOff[d] || person.maxShifts[s] == 0) continue;
+        if (pin != kOff - 1 && pin != s) continue;
+        const bool fixed = pin == s;
+        choices_.push_back({s, AddColumn(fixed ? 1 : 0, 1, 0, true)});
+      }
+      first_[cell + 1] = static_cast<int64_t>(choices_.size());
+      if (pin >= 0 && XColumn(e, d, pin) < 0) infeasible_ = true;
+    }
+  }
+  // The work indicators follow the x columns: implied integer, so left
+  // continuous and never branched on.
+  for (size_t cell = 0; cell < cells; ++cell) {
+    if (first_[cell + 1] > first_[cell]) work_[cell] = AddColumn(0, 1, 0, getenv("XWINT") != nullptr);
+  }
+  // Requests: an on-request costs its weight unless granted, an off-request
+  // its weight when worked.
+  for (const TRequest& request : instance.onRequests) {
+    constant_ += request.weight;
+    const int column = XColumn(request.employee, request.day, request.shift);
+    if (column >= 0) cost_[column] -= request.weight;
+  }
+  for (const TRequest& request : instance.offRequests) {
+    const int column = XColumn(request.employee, request.day, request.shift);
+    if (column >= 0) cost_[column] += request.weight;
+  }
+}
+
+void TProgram::BuildPersonRows(const TInstance& instance, int e) {
+  const TEmployee& person = instance.employees[e];
+  const int types = static_cast<int>(instance.shifts.size());
+  // The work indicator is the sum of the day's x: at most one shift a day.
+  for (int d = 0; d < days_; ++d) {
+    if (!Workable(e, d)) continue;
+    WorkTerm(e, d, 1);
+    for (const TChoice& choice : Cell(e, d)) Term(choice.column, -1);
+    EndRow(0, 0);
+  }
+  // Forbidden successions, one row per shift and day: the shift and every
+  // shift it forbids the next day, which can hold at most one of them anyway.
+  std::vector<char> forbids(static_cast<size_t>(types) * types, 0);
+  for (int s = 0; s < types; ++s) {
+    for (int t : instance.shifts[s].forbiddenNext) forbids[static_cast<size_t>(s) * types + t] = 1;
+  }
+  for (int d = 0; d + 1 < days_; ++d) {
+    for (const TChoice& today : Cell(e, d)) {
+      Term(today.column, 1);
+      for (const TChoice& next : Cell(e, d + 1)) {
+        if (forbids[static_cast<size_t>(today.shift) * types + next.shift]) Term(next.column, 1);
+      }
+      EndRow(-kInfinity, 1);
+    }
+  }
+  // Shifts of each type, and total minutes.
+  std::vector<char> works(static_cast<size_t>(types), 0);
+  for (int d = 0; d < days_; ++d) {
+    for (const TChoice& choice : Cell(e, d)) works[choice.shift] = 1;
+  }
+  for (int s = 0; s < types; ++s) {
+    for (int d = 0; d < days_; ++d) {
+      const int column = XColumn(e, d, s);
+      if (column >= 0) Term(column, 1);
+    }
+    EndRow(-kInfinity, person.maxShifts[s]);
+  }
+  // The minutes row in units of the greatest common divisor of the lengths
+  // this person may work, its bounds rounded inwards: with eight-hour shifts
+  // and at most 2160 minutes the relaxation then sees at most 4 shifts, not
+  // 4.5. Sums of whole units are whole, so no roster is lost.
+  int64_t unit = 0;
+  for (int s = 0; s < types; ++s) {
+    if (works[s]) unit = std::gcd(unit, static_cast<int64_t>(instance.shifts[s].minutes));
+  }
+  if (unit == 0 || getenv("XNOGCD")) unit = 1;
+  for (int d = 0; d < days_; ++d) {
+    for (const TChoice& choice : Cell(e, d)) {
+      const int64_t minutes = instance.shifts[choice.shift].minutes;
+      if (minutes != 0) Term(choice.column, static_cast<double>(minutes / unit));
+    }
+  }
+  const int64_t least = (person.minMinutes + unit - 1) / unit, most = person.maxMinutes / unit;
+  EndRow(least > 0 ? static_cast<double>(least) : -kInfinity, static_cast<double>(most));
+  BuildRunRows(person, e);
+  BuildWeekendRows(person, e);
+}
+
+// Run lengths. At most maxConsecutive worked days in every window one longer.
+// A run that starts inside the horizon (the day before is off) must go on for
+// minConsecutive days or up to the last day; a run of days off likewise for
+// minDaysOff days. These "start implies the next days" rows are the tight form
+// of a minimum run: with only them, the relaxation of one person's runs has
+// integral corners.
+bool TProgram::BuildRunNetwork(const TEmployee& person, int e) {
+  TRunNetwork net{e, std::min(person.maxConsecutive, days_), std::max(1, person.minDaysOff), {}};
+  const int S = net.States();
+  net.arcs.assign(static_cast<size_t>(days_) * (S + 1) * S, -1);
+  auto allowed = [&](int from, int to, int d) {
+    if (from == S) return to == 0 || to == net.work;
+    if (from < net.work) {
+      const int r = from + 1;
+      if (to == from + 1 && to < net.work) return true;
+      return to == net.work && (r >= person.minConsecutive || r == d);
+    }
+    const int q = from - net.work + 1;
+    if (to == net.work + std::min(q + 1, net.off) - 1) return true;
+    return to == 0 && net.work > 0 && (q >= person.minDaysOff || q == d);
+  };
+  for (int d = 0; d < days_; ++d) {
+    for (int from = d == 0 ? S : 0; from < (d == 0 ? S + 1 : S); ++from) {
+      for (int to = 0; to < S; ++to) {
+        if (!allowed(from, to, d) || (to < net.work && !Workable(e, d))) continue;
+        net.Arc(d, from, to) = AddColumn(0, 1, 0, false);
+      }
+    }
+  }
+  for (int to = 0; to < S; ++to) {
+    if (net.Arc(0, S, to) >= 0) Term(net.Arc(0, S, to), 1);
+  }
+  EndRow(1, 1);
+  for (int d = 0; d + 1 < days_; ++d) {
+    for (int st = 0; st < S; ++st) {
+      for (int from = 0; from < (d == 0 ? S + 1 : S); ++from) {
+        if (net.Arc(d, from, st) >= 0) Term(net.Arc(d, from, st), 1);
+      }
+      for (int to = 0; to < S; ++to) {
+        if (net.Arc(d + 1, st, to) >= 0) Term(net.Arc(d + 1, st, to), -1);
+      }
+      EndRow(0, 0);
+    }
+  }
+  for (int d = 0; d < days_; ++d) {
+    if (!Workable(e, d)) continue;
+    WorkTerm(e, d, 1);
+    for (int from = 0; from < (d == 0 ? S + 1 : S); ++from) {
+      for (int to = 0; to < net.work; ++to) {
+        if (net.Arc(d, from, to) >= 0) Term(net.Arc(d, from, to), -1);
+      }
+    }
+    EndRow(0, 0);
+  }
+  networks_.push_back(std::move(net));
+  return true;
+}
+
+void TProgram::BuildRunRows(const TEmployee& person, int e) {
+  if (getenv("XNET") && BuildRunNetwork(person, e)) return;
+  for (int d = 0; d + person.maxConsecutive < days_; ++d) {
+    for (int i = d; i <= d + person.maxConsecutive; ++i) WorkTerm(e, i, 1);
+    EndRow(-kInfinity, person.maxConsecutive);
+  }
+  if (getenv("XPATTERN")) {
+    for (int k = 1; k < person.minConsecutive; ++k) for (int d = 1; d + k < days_; ++d) {
+      WorkTerm(e, d - 1, -1); for (int i = d; i < d + k; ++i) WorkTerm(e, i, 1); WorkTerm(e, d + k, -1);
+      EndRow(-kInfinity, k - 1);
+    }
+    for (int k = 1; k < person.minDaysOff; ++k) for (int d = 1; d + k < days_; ++d) {
+      WorkTerm(e, d - 1, 1); for (int i = d; i < d + k; ++i) WorkTerm(e, i, -1); WorkTerm(e, d + k, 1);
+      EndRow(-kInfinity, 1);
+    }
+    return;
+  }
+  for (int d = 1; d < days_; ++d) {
+    for (int i = 1; i < person.minConsecutive && d + i < days_; ++i) {
+      // work(d) - work(d-1) <= work(d+i)
+      WorkTerm(e, d, 1);
+      WorkTerm(e, d - 1, -1);
+      WorkTerm(e, d + i, -1);
+      EndRow(-kInfinity, 0);
+    }
+    for (int i = 1; i < person.minDaysOff && d + i < days_; ++i) {
+      // work(d-1) - work(d) <= 1 - work(d+i)
+      WorkTerm(e, d - 1, 1);
+      WorkTerm(e, d, -1);
+      WorkTerm(e, d + i, 1);
+      EndRow(-kInfinity, 1);
+    }
+  }
+}
+
+// A weekend indicator at least the work of its Saturday and of its Sunday,
+// and at most maxWeekends of them. Only the weekends that can be worked count.
+void TProgram::BuildWeekendRows(const TEmployee& person, int e) {
+  const int weekends = WeekendCount(days_);
+  int workable = 0;
+  for (int w = 0; w < weekends; ++w) {
+    const int saturday = 7 * w + 5, sunday = 7 * w + 6;
+    if (Workable(e, saturday) || (sunday < days_ && Workable(e, sunday))) ++workable;
+  }
+  if (workable <= person.maxWeekends) return;
+  std::vector<int> columns;
+  for (int w = 0; w < weekends; ++w) {
+    const int saturday = 7 * w + 5, sunday = 7 * w + 6;
+    const bool sundayWorkable = sunday < days_ && Workable(e, sunday);
+    if (!Workable(e, saturday) && !sundayWorkable) continue;
+    const int column = AddColumn(0, 1, 0, getenv("XKINT") != nullptr);
+    weekendColumns_.push_back({e, w, column});
+    columns.push_back(column);
+    for (int day : {saturday, sunday}) {
+      if (day >= days_ || !Workable(e, day)) continue;
+      Term(column, 1);
+      WorkTerm(e, day, -1);
+      EndRow(0, kInfinity);
+    }
+  }
+  for (int column : columns) Term(column, 1);
+  EndRow(-kInfinity, person.maxWeekends);
+}
+
+// Cover: the people on (day, shift), plus the missing, less the surplus,
+// make the requirement.
+void TProgram::BuildCoverRows(const TInstance& instance) {
+  const int types = static_cast<int>(instance.shifts.size());
+  std::vector<std::vector<int>> onDuty(static_cast<size_t>(days_) * types);
+  for (int e = 0; e < employees_; ++e) {
+    for (int d = 0; d < days_; ++d) {
+      for (const TChoice& choice : Cell(e, d)) {
+        onDuty[static_cast<size_t>(d) * types + choice.shift].push_back(choice.column);
+      }
+    }
+  }
+  for (const TCover& cover : instance.cover) {
+    const int under = AddColumn(0, cover.requirement, cover.underWeight, false);
+    const int over = AddColumn(0, kInfinity, cover.overWeight, false);
+    coverColumns_.push_back({cover.day, cover.shift, cover.requirement, under, over});
+    for (int column : onDuty[static_cast<size_t>(cover.day) * types + cover.shift]) {
+      Term(column, 1);
+    }
+    Term(under, 1);
+    Term(over, -1);
+    EndRow(cover.requirement, cover.requirement);
+  }
+}
+
+void TProgram::Load(OsiSolverInterface& solver) const {
+  const int rows = static_cast<int>(rowLower_.size());
+  std::vector<int> lengths(static_cast<size_t>(rows));
+  for (int r = 0; r < rows; ++r) lengths[r] = static_cast<int>(start_[r + 1] - start_[r]);
+  CoinPackedMatrix matrix(false, Columns(), rows, start_.back(), value_.data(), index_.data(),
+                          start_.data(), lengths.data());
+  std::vector<double> rowLower(rowLower_), rowUpper(rowUpper_), lower(lower_), upper(upper_);
+  const double infinity = solver.getInfinity();
+  for (std::vector<double>* bound : {&rowLower, &rowUpper, &lower, &upper}) {
+    for (double& value : *bound) value = std::clamp(value, -infinity, infinity);
+  }
+  solver.loadProblem(matrix, lower.data(), upper.data(), cost_.data(), rowLower.data(),
+                     rowUpper.data());
+  for (int c = 0; c < Columns(); ++c) {
+    if (integer_[c]) solver.setInteger(c);
+  }
+}
+
+TRoster TProgram::RosterOf(const double* columns) const {
+  TRoster roster(employees_, days_);
+  for (int e = 0; e < employees_; ++e) {
+    for (int d = 0; d < days_; ++d) {
+      for (const TChoice& choice : Cell(e, d)) {
+        if (columns[choice.column] > 0.5) roster.Set(e, d, choice.shift);
+      }
+    }
+  }
+  return roster;
+}
+
+std::vector<double> TProgram::ColumnsOf(const TRoster& roster) const {
+  std::vector<double> columns(lower_.size(), 0.0);
+  for (int e = 0; e < employees_; ++e) {
+    for (int d = 0; d < days_; ++d) {
+      const int s = roster.At(e, d);
+      if (s == kOff) continue;
+      const int column = XColumn(e, d, s);
+      if (column < 0) return {};
+      columns[column] = 1;
+      columns[work_[static_cast<size_t>(e) * days_ + d]] = 1;
+    }
+  }
+  for (const TRunNetwork& net : networks_) {
+    int state = net.States();
+    for (int d = 0; d < days_; ++d) {
+      const bool worked = roster.At(net.employee, d) != kOff;
+      int next;
+      if (worked) {
+        next = state < net.work ? state + 1 : 0;
+      } else {
+        next = state >= net.work && state < net.States()
+                   ? net.work + std::min(state - net.work + 2, net.off) - 1
+                   : net.work;
+      }
+      if (next >= net.States() || net.Arc(d, state, next) < 0) return {};
+      columns[net.Arc(d, state, next)] = 1;
+      state = next;
+    }
+  }
+  for (const TWeekendColumn& weekend : weekendColumns_) {
+    const int saturday = 7 * weekend.weekend + 5, sunday = saturday + 1;
+    const bool worked = roster.At(weekend.employee, saturday) != kOff ||
+                        (sunday < days_ && roster.At(weekend.employee, sunday) != kOff);
+    columns[weekend.column] = worked ? 1 : 0;
+  }
+  // Cover slacks from the people on duty.
+  for (const TCoverColumns& cover : coverColumns_) {
+    int present = 0;
+    for (int e = 0; e < employees_; ++e) present += roster.At(e, cover.day) == cover.shift;
+    columns[cover.under] = std::max(0, cover.requirement - present);
+    columns[cover.over] = std::max(0, present - cover.requirement);
+  }
+  return columns;
+}
+
+bool TProgram::Satisfies(const std::vector<double>& columns) const {
+  constexpr double kTolerance = 1e-6;
+  if (columns.size() != lower_.size()) return false;
+  for (size_t c = 0; c < columns.size(); ++c) {
+    if (columns[c] < lower_[c] - kTolerance || columns[c] > upper_[c] + kTolerance) return false;
+    if (integer_[c] && std::fabs(columns[c] - std::round(columns[c])) > kTolerance) return false;
+  }
+  for (size_t r = 0; r < rowLower_.size(); ++r) {
+    double activity = 0;
+    for (CoinBigIndex i = start_[r]; i < start_[r + 1]; ++i) {
+      activity += value_[i] * columns[index_[i]];
+    }
+    if (activity < rowLower_[r] - kTolerance || activity > rowUpper_[r] + kTolerance) return false;
+  }
+  return true;
+}
+
+double TProgram::Cost(const std::vector<double>& columns) const {
+  double cost = 0;
+  for (size_t c = 0; c < columns.size(); ++c) cost += cost_[c] * columns[c];
+  return cost;
+}
+
+std::vector<double> TProgram::HintOf(const TRoster& roster) const {
+  std::vector<double> hint(lower_);
+  for (int e = 0; e < employees_; ++e) {
+    for (int d = 0; d < days_; ++d) {
+      const int column = roster.At(e, d) == kOff ? -1 : XColumn(e, d, roster.At(e, d));
+      if (column >= 0) hint[column] = 1;
+    }
+  }
+  return hint;
+}
+
+// One run of SolveExact: what has been proven and found so far, and the
+// callbacks to tell of it.
+class TRun {
+ public:
+  TRun(const TProgram& program, const TExactOptions& options)
+      : program_(program), options_(options), stopper_(options.timeLimitSeconds, options.stop) {}
+
+  TStopper& Stopper() { return stopper_; }
+  const std::optional<int64_t>& Bound() const { return bound_; }
+  const std::optional<TRoster>& Best() const { return best_; }
+  int64_t BestObjective() const { return bestObjective_; }
+
+  // A bound proven while nothing was cut short.
+  void ProveBound(double programBound) {
+    int64_t bound = RoundBoundUp(programBound + program_.Constant());
+    if (best_) bound = std::min(bound, bestObjective_);  // noise past the incumbent
+    if (bound_ && *bound_ >= bound) return;
+    bound_ = bound;
+    if (options_.onBound) options_.onBound(bound);
+  }
+
+  // A solution of CBC's; kept and told when it beats the best. Its roster is
+  // checked against every row again, in exact values rather than CBC's
+  // floating ones.
+  void Offer(const double* columns, bool tell) {
+    TRoster roster = program_.RosterOf(columns);
+    const std::vector<double> exact = program_.ColumnsOf(roster);
+    if (exact.empty() || !program_.Satisfies(exact)) return;
+    const int64_t objective = RoundObjective(program_.Cost(exact) + program_.Constant());
+    if (best_ && objective >= bestObjective_) return;
+    best_ = std::move(roster);
+    bestObjective_ = objective;
+    if (tell && options_.onRoster) options_.onRoster(*best_, objective);
+  }
+
+  // The main model's events: the incumbent and the tree's bound, then
+  // whether to stop.
+  bool OnEvent(CbcModel& model, CbcEventHandler::CbcEvent event) {
+    if (&model == main_ && model.getNumCols() == program_.Columns()) {
+      const double* best = model.bestSolution();
+      if (best != nullptr) Offer(best, true);
+      if (event == CbcEventHandler::treeStatus && !stopper_.Fired() && model.tree() != nullptr &&
+          model.tree()->size() > 0) {
+        ProveBound(model.getBestPossibleObjValue());
+      }
+    }
+    return stopper_.Check();
+  }
+  void SetMain(CbcModel* model) { main_ = model; }
+
+ private:
+  const TProgram& program_;
+  const TExactOptions& options_;
+  TStopper stopper_;
+  CbcModel* main_ = nullptr;
+  std::optional<int64_t> bound_;
+  std::optional<TRoster> best_;
+  int64_t bestObjective_ = 0;
+};
+
+// Stops the simplex between iterations: a large relaxation may take minutes.
+class TClpStop final : public ClpEventHandler {
+ public:
+  explicit TClpStop(TStopper* stopper) : stopper_(stopper) {}
+  int event(Event whichEvent) override {
+    if (whichEvent != endOfIteration && whichEvent != endOfFactorization) return -1;
+    return stopper_->Check() ? 0 : -1;
+  }
+  ClpEventHandler* clone() const override { return new TClpStop(*this); }
+
+ private:
+  TStopper* stopper_;
+};
+
+class TCbcEvents final : public CbcEventHandler {
+ public:
+  explicit TCbcEvents(TRun* run) : run_(run) {}
+  CbcAction event(CbcEvent whichEvent) override {
+    return run_->OnEvent(*model_, whichEvent) ? stop : noAction;
+  }
+  CbcEventHandler* clone() const override { return new TCbcEvents(*this); }
+
+ private:
+  TRun* run_;
+};
+
+void Silence(OsiClpSolverInterface& solver) {
+  solver.messageHandler()->setLogLevel(0);
+  solver.getModelPtr()->messageHandler()->setLogLevel(0);
+  solver.setHintParam(OsiDoReducePrint, true, OsiHintTry);
+}
+
+bool Want(const char* var, const char* name, bool dflt) {
+  const char* v = getenv(var);
+  if (!v) return dflt;
+  return strstr(v, name) != nullptr;
+}
+
+void AddCutsAndHeuristics(CbcModel& model) {
+  CglProbing probing;
+  probing.setUsingObjective(1);
+  probing.setMaxPass(1);
+  probing.setMaxPassRoot(5);
+  probing.setMaxProbe(10);
+  probing.setMaxProbeRoot(1000);
+  probing.setMaxLook(50);
+  probing.setMaxLookRoot(500);
+  probing.setMaxElements(200);
+  probing.setRowCuts(3);
+  int often = getenv("XOFTEN") ? atoi(getenv("XOFTEN")) : -1;
+  if (Want("XCUTS", "probing", true)) model.addCutGenerator(&probing, often, "Probing");
+  CglGomory gomory;
+  gomory.setLimit(300);
+  if (Want("XCUTS", "gomory", true)) model.addCutGenerator(&gomory, often, "Gomory");
+  CglKnapsackCover knapsack;
+  if (Want("XCUTS", "knapsack", true)) model.addCutGenerator(&knapsack, often, "Knapsack");
+  CglClique clique;
+  clique.setStarCliqueReport(false);
+  clique.setRowCliqueReport(false);
+  if (Want("XCUTS", "clique", true)) model.addCutGenerator(&clique, often, "Clique");
+  CglMixedIntegerRounding2 rounding;
+  if (Want("XCUTS", "mir", true)) model.addCutGenerator(&rounding, often, "MixedIntegerRounding2");
+  CglZeroHalf zeroHalf;
+  if (Want("XCUTS", "zerohalf", true)) model.addCutGenerator(&zeroHalf, often, "ZeroHalf");
+  CglTwomir twomir;
+  if (Want("XCUTS", "twomir", false)) model.addCutGenerator(&twomir, often, "Twomir");
+  CglFlowCover flow;
+  if (Want("XCUTS", "flow", false)) model.addCutGenerator(&flow, often, "Flow");
+
+  CbcRounding simpleRounding(model);
+  if (Want("XHEUR", "round", true)) model.addHeuristic(&simpleRounding);
+  CbcHeuristicFPump pump(model);
+  pump.setMaximumPasses(20);
+  if (Want("XHEUR", "fpump", true)) model.addHeuristic(&pump);
+  CbcHeuristicLocal local(model);
+  if (Want("XHEUR", "local", true)) model.addHeuristic(&local);
+  CbcHeuristicRINS rins(model);
+  if (Want("XHEUR", "rins", true)) model.addHeuristic(&rins);
+  CbcHeuristicDiveCoefficient dive(model);
+  if (Want("XHEUR", "dive", true)) model.addHeuristic(&dive);
+  CbcHeuristicRENS rens(model);
+  if (Want("XHEUR", "rens", false)) model.addHeuristic(&rens);
+  CbcHeuristicGreedyCover greedy(model);
+  if (Want("XHEUR", "greedy", false)) model.addHeuristic(&greedy);
+  CbcHeuristicDINS dins(model);
+  if (Want("XHEUR", "dins", false)) model.addHeuristic(&dins);
+  if (getenv("XPASSES")) model.setMaximumCutPassesAtRoot(atoi(getenv("XPASSES")));
+  if (getenv("XPASSESTREE")) model.setMaximumCutPasses(atoi(getenv("XPASSESTREE")));
+  if (getenv("XSTRONG")) model.setNumberStrong(atoi(getenv("XSTRONG")));
+  if (getenv("XTRUST")) model.setNumberBeforeTrust(atoi(getenv("XTRUST")));
+}
+
+}  // namespace
+
+int64_t ExactVariables(const TInstance& instance) {
+  int64_t binaries = 0;
+  std::vector<char> dayOff;
+  for (const TEmployee& person : instance.employees) {
+    int64_t types = 0;
+    for (int count : person.maxShifts) types += count > 0;
+    dayOff.assign(static_cast<size_t>(std::max(0, instance.days)), 0);
+    int64_t off = 0;
+    for (int d : person.daysOff) {
+      if (d >= 0 && d < instance.days && !dayOff[d]) ++off, dayOff[d] = 1;
+    }
+    binaries += types * (instance.days - off);
+  }
+  return binaries;
+}
+
+TExactResult SolveExact(const TInstance& instance, const TExactOptions& options) {
+  CheckModel(instance);
+  TExactResult result;
+  if (ExactVariables(instance) > kMostExactVariables || CellCount(instance) > kMostExactVariables) {
+    result.tooLarge = true;
+    result.status = "too large";
+    return result;
+  }
+  TProgram program(instance);
+  if (program.Infeasible()) {
+    result.status = "infeasible";
+    return result;
+  }
+  TRun run(program, options);
+  // A start that keeps every rule is the incumbent from the outset; one that
+  // breaks some only hints where to branch first.
+  std::vector<double> start, hint;
+  if (options.start != nullptr) {
+    start = program.ColumnsOf(*options.start);
+    if (!start.empty() && program.Satisfies(start)) {
+      run.Offer(start.data(), false);
+    } else {
+      start.clear();
+      hint = program.HintOf(*options.start);
+    }
+  }
+  const auto conclude = [&run, &result](const char* status) {
+    result.roster = run.Best();
+    result.objective = run.BestObjective();
+    result.bound = run.Bound();
+    result.optimal = result.roster && result.bound && *result.bound >= result.objective;
+    result.status = result.optimal ? "optimal" : status;
+    return result;
+  };
+  if (run.Stopper().Check()) return conclude(run.Stopper().Status());
+
+  OsiClpSolverInterface solver;
+  program.Load(solver);
+  if (getenv("XMPS")) solver.writeMps(getenv("XMPS"));
+  Silence(solver);
+  TClpStop clpStop(&run.Stopper());
+  solver.getModelPtr()->passInEventHandler(&clpStop);
+
+  // The relaxation first, on its own: its bound is worth telling at once, and
+  // branch and cut starts from its basis. Clp's own limit backs up the stop
+  // handler.
+  solver.getModelPtr()->setMaximumSeconds(run.Stopper().SecondsLeft() + 1);
+  solver.initialSolve();
+  solver.getModelPtr()->setMaximumSeconds(-1);
+  if (run.Stopper().Check()) return conclude(run.Stopper().Status());
+  if (solver.isProvenPrimalInfeasible()) return conclude("infeasible");
+  if (!solver.isProvenOptimal()) return conclude("no roster");
+  run.ProveBound(solver.getObjValue());
+  if (options.relaxationOnly) return conclude("bound");
+
+  CbcModel model(solver);
+  run.SetMain(&model);
+  model.setLogLevel(getenv("XLOG") ? 1 : 0);
+  model.messageHandler()->setLogLevel(getenv("XLOG") ? 1 : 0);
+  Silence(*dynamic_cast<OsiClpSolverInterface*>(model.solver()));
+  model.setNumberThreads(0);
+  model.setUseElapsedTime(true);
+  model.setMaximumSeconds(run.Stopper().SecondsLeft());
+  model.setPrintFrequency(1);
+  // Every roster costs an integer: a new incumbent prunes every node that
+  // cannot beat it by a whole unit.
+  model.setCutoffIncrement(0.999);
+  model.setAllowableGap(0.999);
+  if (getenv("XSTRAT")) { CbcStrategyDefault strategy(1, 5, 5); model.setStrategy(strategy); }
+  else if (!getenv("XNOCUTS")) AddCutsAndHeuristics(model);
+  if (getenv("XPRIO")) {
+    model.findIntegers(false);
+    std::vector<int> prio;
+    for (int c = 0; c < model.getNumCols(); ++c) if (model.solver()->isInteger(c)) prio.push_back(c < program.FirstWork() ? 1000 : 100);
+    model.passInPriorities(prio.data(), false);
+  }
+  TCbcEvents events(&run);
+  model.passInEventHandler(&events);
+  if (!start.empty()) model.setBestSolution(start.data(), program.Columns(), program.Cost(start), true);
+  if (!hint.empty()) model.setHotstartSolution(hint.data());
+
+  model.branchAndBound();
+  if (model.bestSolution() != nullptr) run.Offer(model.bestSolution(), true);
+  if (run.Stopper().Fired()) return conclude(run.Stopper().Status());
+  // CBC ended by itself: what it says can be trusted.
+  if (model.isProvenOptimal()) {
+    if (!run.Best()) return conclude("infeasible");
+    run.ProveBound(model.getObjValue());
+    return conclude("optimal");
+  }
+  if (model.isProvenInfeasible() && !run.Best()) return conclude("infeasible");
+  if (model.isSecondsLimitReached()) {
+    run.ProveBound(model.getBestPossibleObjValue());
+    return conclude("time limit");
+  }
+  return conclude("no roster");
+}
+
+}  // namespace cuadrante::solver

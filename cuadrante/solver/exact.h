@@ -1,0 +1,70 @@
+// The exact engine: the model as a 0-1 program, solved by branch and cut
+// (COIN-OR CBC), for a proven lower bound and, on small instances, a proven
+// optimum.
+//
+// One binary per employee, day and shift type that may be worked (days off,
+// types with a maximum of 0 and pinned cells never get one), a work indicator
+// per employee and day, a weekend indicator per employee and weekend, and an
+// under and an over slack per cover line. The hard rules are rows; the
+// run-length minimums forbid each too short run that lies strictly inside the
+// horizon. The objective is the evaluator's, constant part included, so the
+// objective reported for a roster equals what `Evaluate` says of it, and every
+// bound is rounded up to an integer (all weights are integers).
+//
+// CBC prints nothing, runs on one thread and honours the time limit and the
+// stop flag within about a second, also while it is solving the first linear
+// relaxation of a large model. Beyond `kMostExactVariables` binaries the model
+// is not built at all (`tooLarge`).
+//
+// Thread contract: SolveExact blocks its caller; the callbacks are called on
+// that same thread, one at a time. `stop` may be raised from any thread. The
+// instance and the start roster are only read, and must outlive the call.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "cuadrante/runtime/export.h"
+#include "cuadrante/solver/model.h"
+
+namespace cuadrante::solver {
+
+// Binaries beyond which SolveExact refuses the model. Near this size building
+// the model takes about a second and the first linear relaxation tens of
+// seconds; well beyond it, memory and the relaxation alone outgrow any
+// reasonable time limit.
+inline constexpr int64_t kMostExactVariables = 400'000;
+
+struct TExactOptions {
+  double timeLimitSeconds = 60;
+  const std::atomic<bool>* stop = nullptr;  // raised from another thread: stop soon (< 1 s)
+  // A roster to start from. When it keeps every hard rule it is the first
+  // incumbent; when it breaks some it only steers the branching towards it.
+  const TRoster* start = nullptr;
+  std::function<void(int64_t bound)> onBound;  // the proven lower bound improved
+  std::function<void(const TRoster&, int64_t objective)> onRoster;  // a better roster was found
+  bool relaxationOnly = false;  // only the bound of the linear relaxation (fast, for big instances)
+};
+
+struct TExactResult {
+  std::optional<TRoster> roster;  // the best roster found that keeps every hard rule
+  int64_t objective = 0;          // its objective, as Evaluate reports it
+  std::optional<int64_t> bound;   // proven lower bound, rounded up
+  bool optimal = false;           // roster's objective equals the bound
+  bool tooLarge = false;          // not built: more binaries than kMostExactVariables
+  // "optimal", "time limit", "stopped", "infeasible", "too large", "bound" (a
+  // relaxation only), or "no roster" (CBC ended without proof, rare).
+  std::string status;
+};
+
+// The number of binaries SolveExact would build for `instance`, cheap to ask.
+CUADRANTE_API int64_t ExactVariables(const TInstance& instance);
+
+// Solves `instance` (which must hold together: CheckModel) until it is proven
+// optimal or infeasible, the time is up or `stop` is raised.
+CUADRANTE_API TExactResult SolveExact(const TInstance& instance, const TExactOptions& options);
+
+}  // namespace cuadrante::solver

@@ -1,0 +1,96 @@
+#include "cuadrante/solver/search.h"
+
+#include <gtest/gtest.h>
+
+#include "cuadrante/solver/generator.h"
+
+namespace cuadrante::solver {
+namespace {
+
+TSearchOptions Budget(uint64_t moves, int workers) {
+  TSearchOptions options;
+  options.maxMoves = moves;
+  options.workers = workers;
+  options.epochMoves = 20'000;
+  options.timeLimitSeconds = 600;  // the budget ends it, never the clock
+  return options;
+}
+
+TEST(SolveTest, ASeedAndABudgetGiveTheSameRoster) {
+  const TInstance instance = GenerateInstance({8, 14, 2}, 3);
+  for (int workers : {1, 2}) {
+    SCOPED_TRACE(workers);
+    TSearchOptions options = Budget(300'000, workers);
+    options.seed = 11;
+    const TSearchResult first = Solve(instance, options);
+    const TSearchResult second = Solve(instance, options);
+    EXPECT_EQ(first.roster, second.roster);
+    EXPECT_EQ(first.moves, 300'000u * static_cast<uint64_t>(workers));
+    options.seed = 12;
+    EXPECT_NE(Solve(instance, options).roster, first.roster);
+  }
+}
+
+TEST(SolveTest, FindsARosterWithoutBreachAndReportsItTruly) {
+  const TInstance instance = GenerateInstance({10, 28, 2}, 1);
+  const TSearchResult result = Solve(instance, Budget(2'000'000, 2));
+  const TEvaluation check = Evaluate(instance, result.roster);
+  EXPECT_TRUE(check.Feasible());
+  EXPECT_EQ(result.evaluation.objective, check.objective);
+  EXPECT_FALSE(result.optimal);  // nothing proved it
+}
+
+TEST(SolveTest, KeepsPinsAndEndsWithAProofAtZero) {
+  // Two people, one shift, cover of one a day they can give: cost 0 exists,
+  // and a roster of cost 0 is optimal whatever else holds.
+  TInstance instance;
+  instance.days = 7;
+  instance.shifts = {{"D", 480, {}}};
+  for (const char* id : {"A", "B"}) {
+    TEmployee person;
+    person.id = id;
+    person.maxShifts = {7};
+    person.maxMinutes = 7 * 480;
+    person.maxConsecutive = 7;
+    person.maxWeekends = 1;
+    instance.employees.push_back(person);
+  }
+  for (int d = 0; d < 7; ++d) instance.cover.push_back({d, 0, 1, 100, 1});
+  instance.pins = {{0, 0, 0}, {0, 1, kOff}, {1, 6, kOff}};
+  TSearchOptions options = Budget(5'000'000, 1);
+  const TSearchResult result = Solve(instance, options);
+  EXPECT_EQ(result.roster.At(0, 0), 0);
+  EXPECT_EQ(result.roster.At(0, 1), kOff);
+  EXPECT_EQ(result.roster.At(1, 6), kOff);
+  EXPECT_EQ(result.evaluation.objective.Total(), 0);
+  EXPECT_TRUE(result.optimal);
+  EXPECT_LT(result.moves, 5'000'000u);  // the proof ended it early
+}
+
+TEST(SolveTest, StopsWhenAskedAndReportsProgress) {
+  const TInstance instance = GenerateInstance({30, 28, 4}, 2);
+  std::atomic<bool> stop{false};
+  int reports = 0;
+  TSearchOptions options = Budget(0, 2);
+  options.timeLimitSeconds = 600;
+  options.stop = &stop;
+  options.progressEverySeconds = 0;
+  options.progress = [&](const TProgress& progress) {
+    ++reports;
+    EXPECT_GE(progress.seconds, 0);
+    if (progress.moves >= 200'000) stop = true;
+  };
+  const TSearchResult result = Solve(instance, options);
+  EXPECT_GE(reports, 2);
+  EXPECT_GE(result.moves, 200'000u);
+  EXPECT_LT(result.seconds, 600);
+}
+
+TEST(SolveTest, RefusesAModelThatDoesNotHoldTogether) {
+  TInstance instance = GenerateInstance({3, 7, 1}, 1);
+  instance.cover.push_back({9, 0, 1, 1, 1});
+  EXPECT_THROW(Solve(instance, Budget(10, 1)), EModelError);
+}
+
+}  // namespace
+}  // namespace cuadrante::solver
