@@ -94,6 +94,7 @@ class TWorker {
         hardWeight_(static_cast<double>(weights.heaviest) * kStartWeight),
         employees_(static_cast<int>(instance.employees.size())),
         days_(instance.days),
+        types_(static_cast<int>(instance.shifts.size())),
         // Hot enough to trade a few of the lightest wishes, never a person
         // of cover: the cycles restart from the best, so they need not roam.
         startTemperature_(3.0 * static_cast<double>(weights.lightest)),
@@ -214,6 +215,7 @@ class TWorker {
 
   void Step() {
     const int kind = random_.Below(100);
+    if (kind < 10) return FillGap();
     if (kind < 35 || employees_ < 2) return ChangeOne();
     if (kind < 60) return SwapDay();
     if (kind < 75) return SwapBlock();
@@ -231,6 +233,20 @@ class TWorker {
     const int value = RandomChoice(e, d, current);
     if (value == current) return;
     Try([&] { return evaluator_.ChangeDelta(e, d, value); }, [&] { evaluator_.Change(e, d, value); });
+  }
+
+  // Someone off on a day where a shift lacks people works it.
+  void FillGap() {
+    if (types_ == 0) return;
+    const int d = random_.Below(days_);
+    const int s = random_.Below(types_);
+    if (evaluator_.CoverAddDelta(d, s) >= 0) return;
+    for (int attempt = 0; attempt < 4; ++attempt) {
+      const int e = random_.Below(employees_);
+      if (evaluator_.Roster().At(e, d) != kOff || evaluator_.Pinned(e, d) || choices_.dayOff[Cell(e, d)]) continue;
+      Try([&] { return evaluator_.ChangeDelta(e, d, s); }, [&] { evaluator_.Change(e, d, s); });
+      return;
+    }
   }
 
   // Two people exchange one day.
@@ -316,6 +332,7 @@ class TWorker {
   double hardWeight_;
   int employees_;
   int days_;
+  int types_;
   TRoster start_;  // the best penalised roster while none is feasible
   double startScore_ = 0;
   TRoster feasible_;
