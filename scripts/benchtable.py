@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """The last table of `make bench`: each benchmark beside its peer from the
-same run, the ratio, the goal and whether it holds; also written as JSON.
+same run, the ratio, the goal and whether it holds; also written as JSON. The
+solver's rows stand alone: moves priced a second, and what a timed solve
+found, beside the proven optimum where one is known.
 
 Usage: benchtable.py RESULTS_DIR OUT_JSON, where RESULTS_DIR holds the
 --benchmark_out JSON of each bench program. A ratio is the peer's time over
@@ -13,7 +15,9 @@ import sys
 # (ours, peer, what is compared, goal, kind): kind "ratio" wants
 # peer time / our time >= goal; "ns" wants our per_point <= goal;
 # "memory" wants peak <= goal * (document + points), or only reports it when
-# the goal is None.
+# the goal is None; "rate" wants items_per_second >= goal; "objective" reads
+# the counters of one solve and wants a roster with no hard breach and an
+# objective <= goal, or only reports it (with the bound) when the goal is None.
 ROWS = [
     ("BM_Deflate_Gzip", "BM_Libdeflate_Gzip", "gzip compress, level 6 (Deflate)", 0.8, "ratio"),
     ("BM_ZipAndCode64", "BM_Libdeflate_Gzip", "gzip compress + Base64 (ZipAndCode64)", 0.8, "ratio"),
@@ -32,6 +36,27 @@ ROWS = [
     ("BM_GetFirstPoint/100000", "BM_IclFind/100000", "GetFirstPoint, 100,000 points", None, "ratio"),
     ("BM_CyclesExpand", "BM_LibicalExpand", "cycle expansion beside libical", None, "ratio"),
     ("BM_OperationOneAtATime/real_time", "BM_BareThreadCreateJoin/real_time", "one operation beside a bare thread", None, "ratio"),
+    # The solver: moves priced by the evaluator (not applied), goal millions a
+    # second; then timed solves, two searches and the exact engine, whose goal
+    # is the proven optimum of each published instance.
+    ("BM_SolverMoves/30x28x4/change", None, "moves priced, 30x28x4: one assignment", 1e6, "rate"),
+    ("BM_SolverMoves/30x28x4/swap", None, "moves priced, 30x28x4: a day swapped", 1e6, "rate"),
+    ("BM_SolverMoves/30x28x4/block", None, "moves priced, 30x28x4: a week rewritten", 1e6, "rate"),
+    ("BM_SolverMoves/150x364x32/change", None, "moves priced, 150x364x32: one assignment", 1e6, "rate"),
+    ("BM_SolverMoves/150x364x32/swap", None, "moves priced, 150x364x32: a day swapped", 1e6, "rate"),
+    ("BM_SolverMoves/150x364x32/block", None, "moves priced, 150x364x32: a week rewritten", 1e6, "rate"),
+    ("BM_Solve/Instance1/10", None, "solve Instance1, 10 s", 607, "objective"),
+    ("BM_Solve/Instance2/10", None, "solve Instance2, 10 s", 828, "objective"),
+    ("BM_Solve/Instance3/10", None, "solve Instance3, 10 s", 1001, "objective"),
+    ("BM_Solve/30x28x4/10", None, "solve generated 30x28x4, 10 s", None, "objective"),
+    ("BM_Solve/50x182x6/10", None, "solve generated 50x182x6, 10 s", None, "objective"),
+    ("BM_Solve/150x364x32/10", None, "solve generated 150x364x32, 10 s", None, "objective"),
+    ("BM_Solve/Instance1/60", None, "solve Instance1, 60 s", 607, "objective"),
+    ("BM_Solve/Instance2/60", None, "solve Instance2, 60 s", 828, "objective"),
+    ("BM_Solve/Instance3/60", None, "solve Instance3, 60 s", 1001, "objective"),
+    ("BM_Solve/30x28x4/60", None, "solve generated 30x28x4, 60 s", None, "objective"),
+    ("BM_Solve/50x182x6/60", None, "solve generated 50x182x6, 60 s", None, "objective"),
+    ("BM_Solve/150x364x32/60", None, "solve generated 150x364x32, 60 s", None, "objective"),
 ]
 
 
@@ -59,6 +84,23 @@ def nanoseconds(run):
     return run["real_time"] * scale
 
 
+def solved(run):
+    """What one timed solve found, from its counters (bound and gap are -1
+    when the exact engine gave no bound)."""
+    objective, violation = int(run["objective"]), int(run["violation"])
+    bound = None if run["bound"] < 0 else int(run["bound"])
+    gap = None if run["gap"] < 0 else run["gap"]
+    note = "objective %d" % objective
+    if violation:
+        note += " (violation %d)" % violation
+    note += "; no bound" if bound is None else "; bound %d" % bound
+    if gap is not None:
+        note += ", gap %.1f%%" % gap
+    note += "; best at %.1f s, %.1fM moves" % (run["seconds_to_best"], run["moves"] / 1e6)
+    return {"ours_value": objective, "violation": violation, "bound": bound, "gap": gap,
+            "seconds_to_best": run["seconds_to_best"], "moves": int(run["moves"]), "note": note}
+
+
 def main():
     runs = load(sys.argv[1])
     table = []
@@ -67,7 +109,9 @@ def main():
         b = find(runs, peer) if peer else None
         shown = {"ratio": None if goal is None else ">= %gx" % goal,
                  "ns": "<= %g ns a point" % (goal or 0),
-                 "memory": None if goal is None else "peak <= document + points"}
+                 "memory": None if goal is None else "peak <= document + points",
+                 "rate": None if goal is None else ">= {:,.0f} a second".format(goal),
+                 "objective": None if goal is None else "<= %g, proven optimum" % goal}
         row = {"work": what, "ours": ours, "peer": peer, "goal": shown[kind], "kind": kind}
         if a is None or (peer and b is None):
             row.update(ratio=None, holds=None, note="not run")
@@ -77,6 +121,14 @@ def main():
                        holds=None if goal is None else peak <= goal * limit,
                        note="peak %.0f MB; document %.0f MB + points %.0f MB = %.0f MB"
                        % (peak / 1e6, a["document"] / 1e6, a["points"] / 1e6, limit / 1e6))
+        elif kind == "rate":
+            rate = a["items_per_second"]
+            row.update(ratio=None, ours_value=rate, holds=None if goal is None else rate >= goal,
+                       note="%.2f million a second" % (rate / 1e6))
+        elif kind == "objective":
+            row.update(solved(a), ratio=None)
+            row["holds"] = None if goal is None else (row["violation"] == 0
+                                                      and row["ours_value"] <= goal)
         elif kind == "ns":
             per = a["per_point"] * 1e9 if a["per_point"] < 1 else a["per_point"]
             row.update(ratio=nanoseconds(b) / nanoseconds(a), ours_value=per,
@@ -89,7 +141,8 @@ def main():
                        note="%.3g / %.3g ms" % (nanoseconds(a) / 1e6, nanoseconds(b) / 1e6))
         table.append(row)
 
-    print("\nOne table (ratio = peer time / our time, same run; memory: peak / (document + points))")
+    print("\nOne table (ratio = peer time / our time, same run; memory: peak / (document + points);"
+          " rate and objective: see the detail)")
     print("%-44s %8s  %-28s %-6s %s" % ("work", "ratio", "goal", "holds", "detail"))
     for row in table:
         ratio = "-" if row["ratio"] is None else "%.2f" % row["ratio"]

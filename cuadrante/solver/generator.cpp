@@ -14,7 +14,9 @@ TInstance GenerateInstance(const TShape& shape, uint64_t seed) {
   instance.days = shape.days;
   for (int s = 0; s < shape.shiftTypes; ++s) {
     TShiftType type;
-    type.id = s < 26 ? std::string(1, static_cast<char>('A' + s)) : "S" + std::to_string(s);
+    // Appended, not concatenated: GCC 12 warns falsely on "S" + string at -O3.
+    type.id = s < 26 ? std::string(1, static_cast<char>('A' + s)) : std::string("S");
+    if (s >= 26) type.id += std::to_string(s);
     type.minutes = 480;
     // A later shift leaves too little rest before an earlier one.
     for (int earlier = 0; earlier < s; ++earlier) {

@@ -494,12 +494,14 @@ TSearchResult Solve(const TInstance& instance, const TSearchOptions& options) {
   if (best) {
     result.roster = *best;
   } else {
-    // Nothing without breach: the roster that breaks the least.
+    // Nothing without breach: the roster that breaks the least, as it
+    // stands at the end.
     const TWorker* least = &team[0];
     for (const TWorker& worker : team) {
       if (worker.Violation() < least->Violation()) least = &worker;
     }
     result.roster = least->Current();
+    secondsToBest = elapsed();
   }
   result.evaluation = Evaluate(instance, result.roster);
   result.bound = bound;
