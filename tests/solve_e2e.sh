@@ -6,8 +6,8 @@ source "$(dirname "$0")/e2e.sh" "$@"
 here=$(cd "$(dirname "$0")" && pwd)
 data=$(cd "$here/../../shared/data/shift-benchmark" 2>/dev/null && pwd)
 if [[ -z "$data" ]]; then
-  echo "the benchmark instances are not beside the repository; nothing to run"
-  exit 0
+  echo "FAIL: the benchmark instances are not in ../shared/data/shift-benchmark beside the repository"
+  exit 1
 fi
 
 # A seed and a move budget give the same roster everywhere; this one meets the

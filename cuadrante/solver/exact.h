@@ -3,13 +3,15 @@
 // optimum.
 //
 // One binary per employee, day and shift type that may be worked (days off,
-// types with a maximum of 0 and pinned cells never get one), a work indicator
-// per employee and day, a weekend indicator per employee and weekend, and an
-// under and an over slack per cover line. The hard rules are rows; the
-// run-length minimums forbid each too short run that lies strictly inside the
-// horizon. The objective is the evaluator's, constant part included, so the
-// objective reported for a roster equals what `Evaluate` says of it, and every
-// bound is rounded up to an integer (all weights are integers).
+// types with a maximum of 0 and cells pinned elsewhere never get one), a
+// binary work indicator per employee and day, one per employee and weekend,
+// and an under and an over slack per cover line. The hard rules are rows, and
+// each person's runs of work and rest a path through a few states a day,
+// where a run too short ends only if it touches either end of the horizon.
+// The objective is the evaluator's, constant part included, so the objective
+// reported for a roster equals what `Evaluate` says of it, and every bound is
+// rounded up to an integer (all weights are integers). Every roster CBC finds
+// is checked against every row again before it is reported.
 //
 // CBC prints nothing, runs on one thread and honours the time limit and the
 // stop flag within about a second, also while it is solving the first linear
@@ -32,11 +34,13 @@
 
 namespace cuadrante::solver {
 
-// Binaries beyond which SolveExact refuses the model. Near this size building
-// the model takes about a second and the first linear relaxation tens of
-// seconds; well beyond it, memory and the relaxation alone outgrow any
-// reasonable time limit.
-inline constexpr int64_t kMostExactVariables = 400'000;
+// Binaries beyond which SolveExact refuses the model (and staff x days beyond
+// which likewise). The first relaxation of these programs is slow to solve:
+// 20 staff x 364 days x 3 types (21 000 binaries) takes about 35 s, and the
+// time grows faster than the size, so that 150 x 364 x 32 (1.7 million)
+// would not give even a bound within any reasonable limit. Such instances
+// are left to the search alone.
+inline constexpr int64_t kMostExactVariables = 25'000;
 
 struct TExactOptions {
   double timeLimitSeconds = 60;
