@@ -15,6 +15,16 @@
 // (see exact.h): its bound tells the gap and stops the search once the best
 // roster meets it, and a roster it finds that is better is adopted.
 //
+// An example, reading an instance of the benchmark and writing the roster:
+//
+//   TInstance instance = ReadInstanceFile("Instance1.txt");  // instancefile.h
+//   TSearchOptions options;
+//   options.timeLimitSeconds = 10;
+//   options.exact = ExactVariables(instance) <= kMostExactVariables;  // exact.h
+//   TSearchResult result = Solve(instance, options);
+//   if (result.evaluation.Feasible()) csv = WriteRoster(instance, result.roster);
+//   // result.evaluation.objective.Total(), result.bound, result.optimal
+//
 // Thread contract: Solve blocks its caller and may start threads of its own;
 // `progress` is called from one of them, at most every
 // `progressEverySeconds`, never twice at once. `stop` may be raised from any
