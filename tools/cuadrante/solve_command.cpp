@@ -224,8 +224,8 @@ void HelpSolve() {
       "                  exit status 1 when a hard rule is broken\n\n"
       "exit status: 0 a roster without hard breach, 1 bad input or a roster that\n"
       "breaks a hard rule, 2 misuse\n\n"
-      "examples:\n  cuadrante solve Instance1.txt --time-limit 5 -o roster.csv\n"
-      "  cuadrante solve --score Instance1.txt roster.csv\n");
+      "examples:\n  cuadrante solve examples/ward.txt --time-limit 5 -o roster.csv\n"
+      "  cuadrante solve --score examples/ward.txt roster.csv\n");
 }
 
 int RunSolve(const Args& args) {
