@@ -4,6 +4,7 @@
 #include <barrier>
 #include <chrono>
 #include <cmath>
+#include <exception>
 #include <mutex>
 #include <thread>
 
@@ -403,7 +404,12 @@ TSearchResult Solve(const TInstance& instance, const TSearchOptions& options) {
         std::lock_guard lock(news.mutex);
         news.roster = roster;
       };
-      TExactResult result = SolveExact(instance, exact);
+      TExactResult result;
+      try {
+        result = SolveExact(instance, exact);
+      } catch (const std::exception&) {
+        // Out of memory inside CBC, say: the search goes on without a bound.
+      }
       std::lock_guard lock(news.mutex);
       if (result.bound) news.bound = result.bound;
       if (result.roster) news.roster = std::move(result.roster);
