@@ -60,3 +60,7 @@ if ! cmp -s examples/rules.xml build/demo/rules.unzipped.xml; then
   exit 1
 fi
 echo "unzipped: the same $(wc -c <examples/rules.xml) bytes as examples/rules.xml"
+
+step "A two-week roster filled by the solver, proven optimal (examples/ward.txt)" \
+  solve examples/ward.txt --time-limit 10 -o build/demo/ward-roster.csv
+printf 'the roster: %d shifts in build/demo/ward-roster.csv\n' "$(($(wc -l <build/demo/ward-roster.csv) - 1))"
