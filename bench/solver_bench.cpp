@@ -44,10 +44,15 @@ std::string ShapeName(const TShape& shape) {
          std::to_string(shape.shiftTypes);
 }
 
-// The published instances sit beside the repository, in shared/data.
+// The published instances lie in shared/data beside the repository: the first
+// folder above this one that holds them.
 std::string BenchmarkPath(const std::string& name) {
-  const std::filesystem::path here = std::filesystem::path(__FILE__).parent_path();
-  return (here / "../../shared/data/shift-benchmark" / name).lexically_normal().string();
+  std::filesystem::path folder = std::filesystem::path(__FILE__).parent_path();
+  for (;;) {
+    const std::filesystem::path candidate = folder / "shared" / "data" / "shift-benchmark" / name;
+    if (std::filesystem::exists(candidate) || !folder.has_relative_path()) return candidate.string();
+    folder = folder.parent_path();
+  }
 }
 
 // --- Moves priced ---------------------------------------------------------

@@ -4,7 +4,15 @@
 # and its answers to bad input.
 source "$(dirname "$0")/e2e.sh" "$@"
 here=$(cd "$(dirname "$0")" && pwd)
-data=$(cd "$here/../../shared/data/shift-benchmark" 2>/dev/null && pwd)
+# The published instances lie in shared/data beside the repository: the first
+# folder above this one that holds them (clones under build/ find them too).
+data=""
+for folder in "$here"/.. "$here"/../.. "$here"/../../.. "$here"/../../../.. "$here"/../../../../..; do
+  if [[ -d "$folder/shared/data/shift-benchmark" ]]; then
+    data=$(cd "$folder/shared/data/shift-benchmark" && pwd)
+    break
+  fi
+done
 if [[ -z "$data" ]]; then
   echo "FAIL: the benchmark instances are not in ../shared/data/shift-benchmark beside the repository"
   exit 1

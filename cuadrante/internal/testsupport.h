@@ -21,6 +21,20 @@
 
 namespace cuadrante::testing {
 
+// A file of the shift scheduling benchmark's published instances, which lie in
+// shared/data/shift-benchmark beside the repository: the first folder above
+// this one that holds it, so that clones under build/ find it too. The name as
+// given when none does, for the reader to report it missing.
+inline std::string BenchmarkFile(const std::string& name) {
+  std::filesystem::path folder = std::filesystem::path(__FILE__).parent_path();
+  for (;;) {
+    const std::filesystem::path candidate = folder / "shared" / "data" / "shift-benchmark" / name;
+    if (std::filesystem::exists(candidate)) return candidate.string();
+    if (!folder.has_relative_path()) return name;
+    folder = folder.parent_path();
+  }
+}
+
 // A folder of its own, removed with everything in it.
 class TempFolder {
  public:

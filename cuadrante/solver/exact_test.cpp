@@ -11,16 +11,13 @@
 
 #include "cuadrante/solver/evaluator.h"
 #include "cuadrante/solver/generator.h"
+#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/solver/instancefile.h"
 
 namespace cuadrante::solver {
 namespace {
 
-// The published instances sit beside the repository, in shared/data.
-std::string BenchmarkPath(const std::string& name) {
-  const std::filesystem::path here = std::filesystem::path(__FILE__).parent_path();
-  return (here / "../../../shared/data/shift-benchmark" / name).lexically_normal().string();
-}
+std::string BenchmarkPath(const std::string& name) { return testing::BenchmarkFile(name); }
 
 // `employees` people and one shift type "D" of 480 minutes, no rule binding.
 TInstance Unbound(int employees, int days) {
@@ -306,11 +303,11 @@ TEST(SolveExactTest, ProvesTheFirstPublishedInstanceAndReportsOnTheWay) {
     EXPECT_TRUE(evaluation.Feasible());
     EXPECT_EQ(evaluation.objective.Total(), objective);
   };
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
+  ::testing::internal::CaptureStdout();
+  ::testing::internal::CaptureStderr();
   const TExactResult result = SolveExact(instance, options);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");  // CBC keeps quiet
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");  // CBC keeps quiet
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
   ExpectOptimal(instance, result, 607);
   ASSERT_FALSE(bounds.empty());
   ASSERT_FALSE(objectives.empty());

@@ -1,3 +1,4 @@
+#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/solver/instancefile.h"
 
 #include <gtest/gtest.h>
@@ -17,11 +18,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// The published instances sit beside the repository, in shared/data.
-std::string BenchmarkPath(const std::string& name) {
-  const std::filesystem::path here = std::filesystem::path(__FILE__).parent_path();
-  return (here / "../../../shared/data/shift-benchmark" / name).lexically_normal().string();
-}
+std::string BenchmarkPath(const std::string& name) { return testing::BenchmarkFile(name); }
 
 std::string ReadBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
