@@ -29,6 +29,10 @@ TEST(SolveTest, ASeedAndABudgetGiveTheSameRoster) {
     options.seed = 12;
     EXPECT_NE(Solve(instance, options).roster, first.roster);
   }
+  // An epoch of no moves still moves: one at a time, and the budget ends it.
+  TSearchOptions tiny = Budget(1'000, 1);
+  tiny.epochMoves = 0;
+  EXPECT_EQ(Solve(instance, tiny).moves, 1'000u);
 }
 
 TEST(SolveTest, FindsARosterWithoutBreachAndReportsItTruly) {
