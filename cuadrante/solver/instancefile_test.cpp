@@ -1,4 +1,3 @@
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/solver/instancefile.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/solver/generator.h"
 
 namespace cuadrante::solver {
@@ -31,20 +31,6 @@ std::string WithoutCarriageReturns(std::string text) {
   std::erase(text, '\r');
   return text;
 }
-
-// A folder of the test's own, removed with its contents.
-class TTempFolder {
- public:
-  TTempFolder() = default;
-  TTempFolder(const TTempFolder&) = delete;
-  TTempFolder& operator=(const TTempFolder&) = delete;
-  ~TTempFolder() { std::filesystem::remove_all(path_); }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string pattern_ = ::testing::TempDir() + "/cuadrante-XXXXXX";
-  std::string path_ = ::mkdtemp(pattern_.data());
-};
 
 // The model's structs have no equality of their own: compare field by field,
 // so that a failure names the part that differs.
@@ -446,7 +432,7 @@ TEST(WriteInstanceTest, RefusesWhatWouldNotReadBack) {
 }
 
 TEST(ReadInstanceFileTest, NamesTheFileAndRefusesWhatItCannotRead) {
-  TTempFolder folder;
+  testing::TempFolder folder;
   const std::string bad = folder / "bad.txt";
   std::ofstream(bad, std::ios::binary) << "SECTION_HORIZON\r\nx\r\n";
   const auto messageOf = [](const std::string& path) -> std::string {
@@ -524,7 +510,7 @@ TEST(RosterCsvTest, RefusesBadRowsNamingTheLine) {
 }
 
 TEST(RosterCsvTest, ReadsAFileByName) {
-  TTempFolder folder;
+  testing::TempFolder folder;
   const TInstance instance = ReadInstanceFile(BenchmarkPath("Instance1.txt"));
   const std::string path = folder / "r.csv";
   std::ofstream(path, std::ios::binary) << "employee,day,shift\r\nH,13,D\r\n";
