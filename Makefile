@@ -34,7 +34,7 @@ tsan: deps
 	ctest --preset tsan
 
 # The units whose code threads meet, under ThreadSanitizer.
-THREADED_SUBSYSTEMS := runtime services operations solver
+THREADED_SUBSYSTEMS := port documents services operations solver
 tsan-threads: deps
 	cmake --preset tsan
 	cmake --build --preset tsan --target $(foreach s,$(THREADED_SUBSYSTEMS),cuadrante_$(s)_test)

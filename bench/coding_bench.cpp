@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "cuadrante/runtime/stream.h"
+#include "cuadrante/port/stream.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/text/tbase64.h"
 #include "cuadrante/text/tinflaterdeflater.h"

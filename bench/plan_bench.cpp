@@ -14,6 +14,7 @@
 
 namespace {
 
+using namespace cuadrante;
 using namespace cuadrante::roster;
 
 TPlan WardOf(int employees, int posts) {

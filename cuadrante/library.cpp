@@ -10,7 +10,7 @@
 #include "cuadrante/operations/underoperationmgr.h"
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
-#include "cuadrante/runtime/application.h"
+#include "cuadrante/port/application.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/services/callbacksmgr.h"
 #include "cuadrante/services/globalmgr.h"

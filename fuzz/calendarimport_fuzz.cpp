@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "cuadrante/points/range.h"
 #include "cuadrante/roster/calendarimport.h"
-#include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 
@@ -25,12 +25,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } catch (const Exception&) {
     return 0;
   }
-  const cuadrante::roster::TRange range = cuadrante::roster::DaysRange(first, last);
+  const cuadrante::TRange range = cuadrante::DaysRange(first, last);
   for (size_t i = 0; i < events.size(); ++i) {
     if (events[i].seconds < 0) std::abort();
     if (i > 0 && events[i].start < events[i - 1].start) std::abort();
     TBasicPoint probe(events[i].start, TDuration(events[i].seconds));
-    if (!cuadrante::roster::Belongs(probe, range)) std::abort();
+    if (!cuadrante::Belongs(probe, range)) std::abort();
   }
   return 0;
 }

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "cuadrante/runtime/stream.h"
+#include "cuadrante/port/stream.h"
 #include "cuadrante/text/gzipfile.h"
 #include "cuadrante/text/tinflaterdeflater.h"
 

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "cuadrante/runtime/stream.h"
+#include "cuadrante/port/stream.h"
 #include "cuadrante/text/tinflaterdeflater.h"
 
 namespace {

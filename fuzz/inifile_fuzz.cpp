@@ -8,8 +8,8 @@
 #include <sstream>
 #include <string>
 
+#include "cuadrante/documents/inifile.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/inifile.h"
 #include "fuzz/fuzzsupport.h"
 
 namespace {

@@ -19,6 +19,7 @@
 
 namespace {
 
+using namespace cuadrante;
 using namespace cuadrante::roster;
 
 TFecha Day(int year, int month, int day) { return TFecha(EncodeDate(year, month, day)); }

@@ -4,9 +4,9 @@
 #include <charconv>
 #include <thread>
 
-#include "cuadrante/runtime/application.h"
-#include "cuadrante/runtime/thread.h"
-#include "cuadrante/runtime/tickcount.h"
+#include "cuadrante/port/application.h"
+#include "cuadrante/port/thread.h"
+#include "cuadrante/port/tickcount.h"
 #include "cuadrante/text/rutinastext.h"
 
 namespace cuadrante::detail {

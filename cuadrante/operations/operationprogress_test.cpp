@@ -5,9 +5,9 @@
 #include <atomic>
 #include <thread>
 
-#include "cuadrante/internal/testsupport.h"
-#include "cuadrante/runtime/application.h"
-#include "cuadrante/runtime/tickcount.h"
+#include "cuadrante/port/application.h"
+#include "cuadrante/port/tickcount.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

@@ -15,9 +15,9 @@
 #include <mutex>
 
 #include "cuadrante/operations/operationprogress.h"
+#include "cuadrante/port/thread.h"
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/runtime/sysutils.h"
-#include "cuadrante/runtime/thread.h"
 
 class CUADRANTE_API TUnderOperation : public TThread {
  public:

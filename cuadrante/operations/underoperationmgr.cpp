@@ -4,9 +4,9 @@
 #include <thread>
 #include <utility>
 
+#include "cuadrante/port/interlocked.h"
+#include "cuadrante/port/tickcount.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/interlocked.h"
-#include "cuadrante/runtime/tickcount.h"
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/messagesmgr.h"
 #include "cuadrante/services/translate.h"

@@ -12,11 +12,11 @@
 #include <thread>
 #include <vector>
 
-#include "cuadrante/internal/testsupport.h"
+#include "cuadrante/port/tickcount.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/tickcount.h"
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/messagesmgr.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

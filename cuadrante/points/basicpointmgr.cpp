@@ -13,7 +13,6 @@
 namespace cuadrante::detail {
 namespace {
 
-constexpr int64_t kSecondsPerDay = 86400;
 constexpr const char* kBetweenSolaps = "\r\n";
 constexpr const char* kBetweenPoints = "\r\n\r\n";
 

@@ -14,9 +14,9 @@
 #include <memory>
 #include <string_view>
 
+#include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/internal/pointsdocument.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/xmldocument.h"
 
 namespace cuadrante::detail {
 namespace {

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/internal/pointsdocument.h"
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/xmldocument.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 
 namespace {
 
+using namespace cuadrante;
 using namespace cuadrante::roster;
 
 TFecha At(int year, int month, int day) { return TFecha(EncodeDate(year, month, day)); }

@@ -13,13 +13,13 @@
 #include <set>
 #include <utility>
 
-#include "cuadrante/internal/libicalsupport.h"
+#include "cuadrante/points/range.h"
+#include "cuadrante/port/files.h"
+#include "cuadrante/port/filesystem.h"
 #include "cuadrante/roster/chrono.h"
 #include "cuadrante/roster/icslines.h"
-#include "cuadrante/roster/range.h"
+#include "cuadrante/roster/libicalsupport.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
-#include "cuadrante/runtime/filesystem.h"
 #include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/time/basicbox.h"
 

@@ -20,9 +20,9 @@
 #include <vector>
 
 #include "cuadrante/roster/icalendar.h"
-#include "cuadrante/roster/zone.h"
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/time/fecha.h"
+#include "cuadrante/time/zone.h"
 
 namespace cuadrante::roster {
 

@@ -19,6 +19,7 @@
 
 namespace {
 
+using namespace cuadrante;
 using namespace cuadrante::roster;
 
 TFecha At(int year, int month, int day, int hour = 0, int minute = 0) {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cuadrante/points/range.h"
 #include "cuadrante/roster/balance.h"
 #include "cuadrante/roster/overlaps.h"
-#include "cuadrante/roster/range.h"
 
 namespace cuadrante::roster {
 namespace {

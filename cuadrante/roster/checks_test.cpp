@@ -11,6 +11,7 @@
 
 namespace {
 
+using namespace cuadrante;
 using namespace cuadrante::roster;
 
 TFecha At(int year, int month, int day, int hour = 0) {

@@ -7,6 +7,7 @@
 namespace {
 
 using namespace std::chrono;
+using namespace cuadrante;
 using namespace cuadrante::roster;
 
 TEST(Chrono, TimesCrossBothWaysExactlyAndTheEdgesTakeDays) {

@@ -12,10 +12,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "cuadrante/roster/zone.h"
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/time/basicpoint.h"
 #include "cuadrante/time/fecha.h"
+#include "cuadrante/time/zone.h"
 #include "cuadrante/vocabulary/basicdefines.h"
 
 namespace cuadrante::roster {

@@ -8,6 +8,7 @@
 
 namespace {
 
+using namespace cuadrante;
 using namespace cuadrante::roster;
 
 constexpr int64_t kHour = 3600;

@@ -12,10 +12,10 @@
 #include <tuple>
 #include <unordered_map>
 
-#include "cuadrante/internal/libicalsupport.h"
+#include "cuadrante/points/range.h"
 #include "cuadrante/roster/chrono.h"
 #include "cuadrante/roster/dayhours.h"
-#include "cuadrante/roster/range.h"
+#include "cuadrante/roster/libicalsupport.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/time/basicbox.h"

@@ -25,9 +25,9 @@
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/roster/personroster.h"
-#include "cuadrante/roster/zone.h"
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/time/cyclepoint.h"
+#include "cuadrante/time/zone.h"
 
 namespace cuadrante::roster {
 

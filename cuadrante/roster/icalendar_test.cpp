@@ -4,6 +4,7 @@
 #include <libical/ical.h>
 
 #include <algorithm>
+#include <climits>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -11,17 +12,19 @@
 #include <string>
 #include <vector>
 
+#include "cuadrante/points/range.h"
 #include "cuadrante/roster/calendarimport.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/roster/plan.h"
-#include "cuadrante/roster/range.h"
-#include "cuadrante/roster/zone.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/time/basicbox.h"
+#include "cuadrante/time/chrono.h"
+#include "cuadrante/time/zone.h"
 
 namespace {
 
+using namespace cuadrante;
 using namespace cuadrante::roster;
 
 TFecha At(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
@@ -487,6 +490,67 @@ TEST(ICalendar, WritesUpToTheCalendarsLastDayAndWithinABound) {
   EXPECT_EQ(WriteCalendar(std::vector<TCalendarEvent>{far, last}, bounded), ics);
   bounded.maxBytes = ics.size() - 1;
   EXPECT_THROW(WriteCalendar(std::vector<TCalendarEvent>{far, last}, bounded), EConvertError);
+}
+
+// The VTIMEZONE the export writes is enough for libical to place every zoned
+// time where the tz database puts it: the zone is renamed so that libical
+// cannot fall back on a zone of its own.
+TEST(TZone, LibicalPlacesZonedEventsByTheExportedTimeZone) {
+  for (const char* name : {"Europe/Madrid", "America/New_York", "Australia/Sydney"}) {
+    const TZone zone = TZone::Find(name);
+    std::vector<TCalendarEvent> events;
+    for (int year = 2024; year <= 2028; ++year) {
+      for (const TZoneChange& change :
+           zone.Changes(ToChrono(At(year, 1, 1)).time_since_epoch().count(),
+                        ToChrono(At(year + 1, 1, 1)).time_since_epoch().count())) {
+        for (const int64_t shift : {-7200, -1, 0, 3600, 7200}) {
+          TCalendarEvent event;
+          event.start = zone.ToWall(change.utc + shift);
+          // A time in the fold is written once; libical takes the first.
+          if (zone.Kind(event.start) != TWallKind::kUnique) continue;
+          event.seconds = 8 * 3600;
+          event.uid = std::to_string(events.size());
+          event.summary = "x";
+          events.push_back(event);
+        }
+      }
+    }
+    ASSERT_GT(events.size(), 30u);
+    std::string ics = WriteCalendar(events, {&zone, 0});
+    for (size_t at = 0; (at = ics.find(name, at)) != std::string::npos;)
+      ics.replace(at, std::string(name).size(), "Test/Renamed");
+    icalcomponent* root = icalparser_parse_string(ics.c_str());
+    ASSERT_NE(root, nullptr);
+    size_t index = 0;
+    for (icalcomponent* e = icalcomponent_get_first_component(root, ICAL_VEVENT_COMPONENT); e;
+         e = icalcomponent_get_next_component(root, ICAL_VEVENT_COMPONENT), ++index) {
+      const icaltimetype start = icalcomponent_get_dtstart(e);
+      ASSERT_NE(start.zone, nullptr) << name;
+      EXPECT_EQ(static_cast<int64_t>(icaltime_as_timet_with_zone(start, start.zone)),
+                zone.ToUtc(events[index].start))
+          << name << " " << events[index].start.ToString("dd/mm/yyyy hh:nn");
+    }
+    EXPECT_EQ(index, events.size());
+    // Each observance is named for the time it starts: these zones only move
+    // their clocks for summer, so DAYLIGHT takes the larger offset.
+    icalcomponent* vtimezone = icalcomponent_get_first_component(root, ICAL_VTIMEZONE_COMPONENT);
+    ASSERT_NE(vtimezone, nullptr);
+    std::vector<std::pair<bool, int>> observances;  // daylight, offset it starts
+    for (const auto kind : {ICAL_XDAYLIGHT_COMPONENT, ICAL_XSTANDARD_COMPONENT}) {
+      for (icalcomponent* o = icalcomponent_get_first_component(vtimezone, kind); o;
+           o = icalcomponent_get_next_component(vtimezone, kind)) {
+        observances.emplace_back(kind == ICAL_XDAYLIGHT_COMPONENT,
+                                 icalproperty_get_tzoffsetto(icalcomponent_get_first_property(
+                                     o, ICAL_TZOFFSETTO_PROPERTY)));
+      }
+    }
+    int summer = INT_MIN;
+    for (const auto& [daylight, offset] : observances) summer = std::max(summer, offset);
+    for (const auto& [daylight, offset] : observances)
+      EXPECT_EQ(daylight, offset == summer) << name << " " << offset;
+    EXPECT_GE(observances.size(), 10u) << name;
+    icalcomponent_free(root);
+  }
 }
 
 }  // namespace

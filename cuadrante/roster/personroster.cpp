@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "cuadrante/points/cyclepointmgr.h"
-#include "cuadrante/roster/range.h"
+#include "cuadrante/points/range.h"
 #include "cuadrante/time/cyclepoint.h"
 
 namespace cuadrante::roster {

@@ -6,11 +6,11 @@
 #include <map>
 #include <set>
 
-#include "cuadrante/roster/storedtext.h"
+#include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/sysutils.h"
-#include "cuadrante/runtime/xmldocument.h"
+#include "cuadrante/time/storedtext.h"
 
 namespace cuadrante::roster {
 namespace {

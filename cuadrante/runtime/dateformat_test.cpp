@@ -8,9 +8,9 @@
 #include <tuple>
 #include <utility>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/formatsettings.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

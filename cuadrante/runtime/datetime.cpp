@@ -289,19 +289,7 @@ int CompareDateTime(TDateTime a, TDateTime b) {
 
 bool SameDate(TDateTime a, TDateTime b) { return CompareDate(a, b) == 0; }
 
-TDateTime Now() {
-  const auto now = std::chrono::system_clock::now();
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-  std::tm local{};
-  localtime_r(&seconds, &local);
-  const auto ms =
-      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
-  return EncodeDateTime(
-      static_cast<uint16_t>(local.tm_year + 1900), static_cast<uint16_t>(local.tm_mon + 1),
-      static_cast<uint16_t>(local.tm_mday), static_cast<uint16_t>(local.tm_hour),
-      static_cast<uint16_t>(local.tm_min), static_cast<uint16_t>(std::min(local.tm_sec, 59)),
-      static_cast<uint16_t>(ms < 0 ? 0 : ms));
-}
+// Now() reads the replaceable clock of port/clock.cpp.
 
 TDateTime Date() { return DateOf(Now()); }
 

@@ -6,7 +6,8 @@
 // -1.25 is 29 December 1899 at 06:00. The calendar is the proleptic Gregorian
 // one, years 1 to 9999; weeks are ISO 8601 (Monday first, week 1 holds four
 // days of the new year). Every function is pure but `Now`, `Date` and
-// `IsToday`, which read the system clock, and is safe from any thread.
+// `IsToday`, which read the wall clock (replaceable: port/clock.h), and is
+// safe from any thread.
 //
 // Example:
 //   TDateTime t = EncodeDate(2026, 11, 23) + EncodeTime(8, 30, 0, 0);

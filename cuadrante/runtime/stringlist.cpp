@@ -4,13 +4,11 @@
 #include <string>
 
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 
 namespace cuadrante::detail {
 namespace {
 
 constexpr std::string_view kLineBreak = "\r\n";
-constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
 bool Less(const AnsiString& a, const AnsiString& b) { return AnsiCompareText(a, b) < 0; }
 
@@ -142,19 +140,6 @@ void TStrings::SetText(std::string_view text) {
     start = end + 1;
     if (text[end] == '\r' && start < text.size() && text[start] == '\n') ++start;
   }
-}
-
-void TStrings::LoadFromFile(const AnsiString& fileName) {
-  // Files written by other editors may open with a byte-order mark; it is no
-  // part of the first line.
-  const AnsiString contents = cuadrante::ReadWholeFile(fileName);
-  std::string_view text = contents;
-  if (text.starts_with(kUtf8Mark)) text.remove_prefix(kUtf8Mark.size());
-  SetText(text);
-}
-
-void TStrings::SaveToFile(const AnsiString& fileName) const {
-  cuadrante::WriteFileAtomically(fileName, Text());
 }
 
 TStringList::TStringList() = default;

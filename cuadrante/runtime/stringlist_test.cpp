@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/component.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

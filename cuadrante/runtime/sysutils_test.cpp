@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/formatsettings.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

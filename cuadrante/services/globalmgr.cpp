@@ -1,13 +1,5 @@
 #include "cuadrante/services/globalmgr.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <sys/sysinfo.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -16,12 +8,13 @@
 #include <string>
 #include <string_view>
 
-#include "cuadrante/runtime/application.h"
+#include "cuadrante/documents/xmldocument.h"
+#include "cuadrante/port/application.h"
+#include "cuadrante/port/files.h"
+#include "cuadrante/port/fileutil.h"
+#include "cuadrante/port/system.h"
 #include "cuadrante/runtime/dateformat.h"
-#include "cuadrante/runtime/files.h"
-#include "cuadrante/runtime/filesystem.h"
 #include "cuadrante/runtime/formatsettings.h"
-#include "cuadrante/runtime/xmldocument.h"
 #include "cuadrante/services/callbacksmgr.h"
 #include "cuadrante/services/messagesmgr.h"
 
@@ -82,13 +75,6 @@ bool SumKiloBytes(const char* path, const std::array<std::string_view, N>& field
   return true;
 }
 
-// Creates `path` empty unless something is there; a failure is not looked at.
-void TouchFile(const AnsiString& path) {
-  const int fd =
-      cuadrante::FileSystem().Open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (fd >= 0) cuadrante::FileSystem().Close(fd);
-}
-
 }  // namespace
 }  // namespace cuadrante::detail
 
@@ -128,9 +114,7 @@ uint32_t TGlobalMgr::GetFreeMemory() {
   if (SumKiloBytes<2>("/proc/meminfo", {"MemAvailable", "SwapFree"}, bytes)) {
     return Saturate(bytes);
   }
-  struct sysinfo info {};
-  if (::sysinfo(&info) != 0) return 0;
-  return Saturate((static_cast<uint64_t>(info.freeram) + info.freeswap) * info.mem_unit);
+  return Saturate(KernelFreeMemoryBytes());
 }
 
 uint32_t TGlobalMgr::GetUsedMemory() {
@@ -149,27 +133,14 @@ uint32_t TGlobalMgr::GetUsedMemory() {
 void TGlobalMgr::iGetThisComputer() {
   ComputerName.clear();
   ComputerAddress.clear();
-  std::array<char, 100> name{};
-  if (::gethostname(name.data(), name.size() - 1) != 0) return;
-  addrinfo hints{};
-  hints.ai_family = AF_INET;
-  addrinfo* found = nullptr;
-  if (::getaddrinfo(name.data(), nullptr, &hints, &found) != 0 || found == nullptr) return;
-  std::array<char, INET_ADDRSTRLEN> dotted{};
-  const auto* address = reinterpret_cast<const sockaddr_in*>(found->ai_addr);
-  const bool printed =
-      ::inet_ntop(AF_INET, &address->sin_addr, dotted.data(), dotted.size()) != nullptr;
-  ::freeaddrinfo(found);
-  if (!printed) return;
-  ComputerName = name.data();
-  ComputerAddress = dotted.data();
+  LocalHostIdentity(ComputerName, ComputerAddress);
 }
 
 AnsiString TGlobalMgr::GetRegistryValue(void*, AnsiString, AnsiString) { return AnsiString(); }
 
 void TGlobalMgr::SetWorkingFile(const AnsiString& fileName) {
   WorkingFile = fileName;
-  TouchFile(GetWorkingFile());
+  CreateIfMissing(GetWorkingFile());
   try {
     const AnsiString text =
         GetWorkingValue(kGeneralSection, kMaxDateKey, DateString(kDefaultMaxDate));
@@ -182,7 +153,7 @@ void TGlobalMgr::SetWorkingFile(const AnsiString& fileName) {
 
 void TGlobalMgr::SetConfigFile(const AnsiString& fileName) {
   ConfigFile = fileName;
-  TouchFile(GetConfigFile());
+  CreateIfMissing(GetConfigFile());
 }
 
 AnsiString TGlobalMgr::GetWorkingDir() {

@@ -21,11 +21,11 @@
 #include <memory>
 #include <vector>
 
+#include "cuadrante/documents/inifile.h"
+#include "cuadrante/port/rwlock.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/runtime/graphics.h"
-#include "cuadrante/runtime/inifile.h"
-#include "cuadrante/runtime/rwlock.h"
 #include "cuadrante/runtime/sysutils.h"
 
 namespace cuadrante {

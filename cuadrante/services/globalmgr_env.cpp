@@ -7,20 +7,16 @@
 // document at once lose nothing of each other's.
 #include "cuadrante/services/globalmgr.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <exception>
 #include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "cuadrante/documents/xmldocument.h"
+#include "cuadrante/port/files.h"
+#include "cuadrante/port/fileutil.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
-#include "cuadrante/runtime/filesystem.h"
-#include "cuadrante/runtime/xmldocument.h"
 
 namespace cuadrante::detail {
 namespace {
@@ -91,9 +87,7 @@ struct TEnvironmentRead {
 // document that lost its contents.
 TEnvironmentRead ReadEnvironment(const AnsiString& path) {
   TEnvironmentRead read;
-  struct stat info {};
-  if (cuadrante::FileSystem().Stat(path.c_str(), &info) != 0 &&
-      (errno == ENOENT || errno == ENOTDIR)) {
+  if (PathIsMissing(path)) {
     read.document = EmptyEnvironment();
     read.replace = true;
     return read;
@@ -113,33 +107,6 @@ TEnvironmentRead ReadEnvironment(const AnsiString& path) {
   return read;
 }
 
-// Makes sure that the copy `aside` of `path` shows no one what `path` hides:
-// a new copy is made, empty, with the mode of `path`, and an older one loses
-// the read and write bits that `path` lacks; the atomic write keeps that
-// mode. True when the copy was made here.
-bool PrepareCopy(const AnsiString& path, const AnsiString& aside) {
-  cuadrante::TFileSystem& files = cuadrante::FileSystem();
-  struct stat original {};
-  if (files.Stat(path.c_str(), &original) != 0) return false;
-  const mode_t mode = original.st_mode & 0666;
-  int fd = files.Open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
-  if (fd >= 0) {
-    files.Close(fd);
-    return true;
-  }
-  // Not blocking on a FIFO, and not through a link: a link's target is
-  // written through as any file the library writes, and keeps its mode.
-  fd = files.Open(aside.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0);
-  if (fd < 0) return false;
-  struct stat older {};
-  if (files.FileStat(fd, &older) == 0 && S_ISREG(older.st_mode) &&
-      (older.st_mode & 0666 & ~mode) != 0) {
-    files.ChangeMode(fd, older.st_mode & 07777 & ~(0666 & ~mode));
-  }
-  files.Close(fd);
-  return false;
-}
-
 // Keeps the bytes of `path`, a file that isn't XML and is about to be
 // replaced, in "<path>.unreadable" (replacing an older copy) through the one
 // writer of the library, and says so for EnvironmentProblem. An empty file has
@@ -150,11 +117,11 @@ AnsiString KeepAside(const AnsiString& path, const TEnvironmentRead& read) {
     return "'" + path + "' was empty, and now holds an empty " + AnsiString(kRootName);
   const AnsiString aside = path + ".unreadable";
   const AnsiString what = "'" + path + "' is not XML (" + read.why + ")";
-  const bool made = PrepareCopy(path, aside);
+  const bool made = PrepareSideCopy(path, aside);
   try {
     cuadrante::WriteFileAtomically(aside, read.text);
   } catch (const Exception& e) {
-    if (made) cuadrante::FileSystem().Unlink(aside.c_str());
+    if (made) RemoveName(aside);
     throw EFCreateError(what + ", and was left as it is: its text could not be kept: " + e.Message);
   }
   return what + "; its text was kept in '" + aside + "'";

@@ -6,11 +6,11 @@
 #include <filesystem>
 #include <string>
 
-#include "cuadrante/internal/faultyfilesystem.h"
-#include "cuadrante/internal/testsupport.h"
+#include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/xmldocument.h"
 #include "cuadrante/services/globalmgr.h"
+#include "cuadrante/testing/faultyfilesystem.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

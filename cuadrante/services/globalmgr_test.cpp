@@ -11,11 +11,11 @@
 #include <memory>
 #include <vector>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/dateformat.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/callbacksmgr.h"
 #include "cuadrante/services/messagesmgr.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

@@ -1,8 +1,7 @@
 #include "cuadrante/services/messagesmgr.h"
 
-#include "cuadrante/runtime/application.h"
-#include "cuadrante/runtime/files.h"
-
+#include "cuadrante/port/application.h"
+#include "cuadrante/port/files.h"
 
 namespace cuadrante::detail {
 namespace {

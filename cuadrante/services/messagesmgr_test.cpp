@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
-#include "cuadrante/internal/testsupport.h"
-#include "cuadrante/runtime/application.h"
-#include "cuadrante/runtime/files.h"
+#include "cuadrante/port/application.h"
+#include "cuadrante/port/files.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

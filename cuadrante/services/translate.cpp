@@ -6,13 +6,11 @@
 #include <shared_mutex>
 #include <string_view>
 
-#include <sys/stat.h>
-
+#include "cuadrante/documents/inifile.h"
 #include "cuadrante/internal/lifecycle.h"
+#include "cuadrante/port/files.h"
+#include "cuadrante/port/fileutil.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
-#include "cuadrante/runtime/filesystem.h"
-#include "cuadrante/runtime/inifile.h"
 #include "cuadrante/services/messagesmgr.h"
 
 namespace cuadrante::detail {
@@ -48,18 +46,6 @@ void ClearRows(TTranslate& translator) {
 bool FitsInARow(std::string_view text) {
   return text.find_first_of(std::string_view("\t\n\r\0", 4)) == std::string_view::npos &&
          cuadrante::IsValidUtf8(text);
-}
-
-// Whether the two paths name one file: the same device and inode where both
-// exist, else the same text.
-bool SameFile(const AnsiString& a, const AnsiString& b) {
-  struct stat x {
-  }, y{};
-  if (cuadrante::FileSystem().Stat(a.c_str(), &x) == 0 &&
-      cuadrante::FileSystem().Stat(b.c_str(), &y) == 0) {
-    return x.st_dev == y.st_dev && x.st_ino == y.st_ino;
-  }
-  return a == b;
 }
 
 // The answer of a lookup that needs no new row, or nothing when the text is

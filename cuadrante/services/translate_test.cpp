@@ -9,10 +9,10 @@
 #include <thread>
 #include <vector>
 
-#include "cuadrante/internal/faultyfilesystem.h"
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/messagesmgr.h"
+#include "cuadrante/testing/faultyfilesystem.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 
 #include "cuadrante/solver/evaluator.h"
 #include "cuadrante/solver/generator.h"
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/solver/instancefile.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace cuadrante::solver {
 namespace {

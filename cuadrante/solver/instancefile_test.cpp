@@ -10,8 +10,8 @@
 #include <tuple>
 #include <vector>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/solver/generator.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace cuadrante::solver {
 namespace {

@@ -8,8 +8,8 @@
 #include <random>
 #include <string>
 
-#include "cuadrante/internal/testsupport.h"
-#include "cuadrante/runtime/stream.h"
+#include "cuadrante/port/stream.h"
+#include "cuadrante/testing/testsupport.h"
 #include "cuadrante/text/tinflaterdeflater.h"
 
 namespace {

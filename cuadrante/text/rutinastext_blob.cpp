@@ -1,7 +1,7 @@
 #include <cstdint>
 
+#include "cuadrante/port/stream.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/stream.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/text/tbase64.h"
 #include "cuadrante/text/tinflaterdeflater.h"

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <memory>
 
+#include "cuadrante/port/files.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 
 namespace cuadrante::detail {
 namespace {

@@ -8,9 +8,9 @@
 #include <string>
 #include <utility>
 
-#include "cuadrante/internal/faultyfilesystem.h"
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/faultyfilesystem.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

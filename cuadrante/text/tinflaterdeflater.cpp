@@ -16,7 +16,7 @@
 #include <string>
 #include <typeinfo>
 
-#include "cuadrante/runtime/stream.h"
+#include "cuadrante/port/stream.h"
 
 namespace cuadrante::detail {
 namespace {

@@ -11,8 +11,8 @@
 #include <string>
 #include <thread>
 
-#include "cuadrante/internal/testsupport.h"
-#include "cuadrante/runtime/stream.h"
+#include "cuadrante/port/stream.h"
+#include "cuadrante/testing/testsupport.h"
 #include "cuadrante/text/tbase64.h"
 
 namespace {

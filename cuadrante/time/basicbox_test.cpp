@@ -8,9 +8,9 @@
 #include <string>
 #include <tuple>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/globalmgr.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <tuple>
 #include <utility>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/testsupport.h"
 #include "cuadrante/time/basicbox.h"
 #include "cuadrante/time/cyclepoint.h"
 

@@ -25,8 +25,11 @@
 
 class TDuration;
 
+// Seconds in a calendar day of wall-clock time; the library's one name for it.
+inline constexpr int64_t kSecondsPerDay = 86400;
+
 // The last second that the calendar names, 31/12/9999 23:59:59, as a value.
-inline constexpr int64_t kCalendarEnd = 2958465LL * 86400 + 86399;
+inline constexpr int64_t kCalendarEnd = 2958465LL * kSecondsPerDay + kSecondsPerDay - 1;
 
 class CUADRANTE_API TFecha {
  public:

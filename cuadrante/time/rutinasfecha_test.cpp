@@ -7,9 +7,9 @@
 #include <tuple>
 #include <vector>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/services/translate.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

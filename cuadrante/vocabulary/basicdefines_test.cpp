@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "cuadrante/internal/testsupport.h"
 #include "cuadrante/services/translate.h"
+#include "cuadrante/testing/testsupport.h"
 
 namespace {
 

@@ -76,7 +76,7 @@ int main() {
       cuadrante::roster::EventsOfRoster(plan, rosters.at(0), false, {}), {nullptr, 0});
   Expect("calendar event", calendar.substr(calendar.find("DTSTART"), 25),
          "DTSTART:20261123T080000\r\n");
-  const auto madrid = cuadrante::roster::TZone::Find("Europe/Madrid");
+  const auto madrid = cuadrante::TZone::Find("Europe/Madrid");
   Expect("hours across the spring change",
          std::to_string(madrid.Elapsed(TFecha(EncodeDateTime(2026, 3, 28, 22, 0, 0, 0)),
                                        TFecha(EncodeDateTime(2026, 3, 29, 6, 0, 0, 0))) /

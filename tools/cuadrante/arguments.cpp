@@ -9,16 +9,16 @@
 #include <string>
 #include <system_error>
 
+#include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
-#include "cuadrante/roster/storedtext.h"
+#include "cuadrante/port/files.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/sysutils.h"
-#include "cuadrante/runtime/xmldocument.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicpoint.h"
 #include "cuadrante/time/cyclepoint.h"
+#include "cuadrante/time/storedtext.h"
 #include "tools/cuadrante/commands.h"
 
 namespace cuadrante::tool {
@@ -183,7 +183,7 @@ DocumentKind ReadDocument(const std::string& path, AnsiString& text, Problems* p
   for (TXMLNode point = root.FirstChild(); point; point = point.NextSibling()) {
     ++index;
     const std::string stored(point.Text());
-    std::string why = roster::StoredTextProblem(stored);
+    std::string why = StoredTextProblem(stored);
     const size_t count = static_cast<size_t>(std::count(stored.begin(), stored.end(), ';')) + 1;
     if (why.empty() && fields != 0 && count != fields) {
       why = "has " + std::to_string(count) + " fields where the ones before have " +

@@ -14,9 +14,9 @@
 #include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/dayhours.h"
 #include "cuadrante/roster/plan.h"
-#include "cuadrante/roster/zone.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/graphics.h"
+#include "cuadrante/time/zone.h"
 #include "tools/cuadrante/table.h"
 
 namespace cuadrante::tool {
@@ -152,7 +152,7 @@ void ReportOverlaps(const TBasicPointList& sorted);
 // closing minute, length, type and label, and the colour of boxes.
 // With a zone, lengths are the time that really passes.
 void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours,
-                 const roster::TZone* zone = nullptr);
+                 const TZone* zone = nullptr);
 // The set as a point-set document on stdout, which the commands read back;
 // an empty set is an empty POINTSMGR.
 void PrintAsDocument(const TBasicPointMgr& set);
@@ -176,10 +176,10 @@ roster::TPlan LoadPlan(const std::string& path);
 void PlanRange(const Options& options, TFecha& first, TFecha& last);
 // The zone that --tz names, or none without --tz; a name that the tz database
 // does not hold is bad input.
-std::optional<roster::TZone> ZoneOption(const Options& options);
+std::optional<TZone> ZoneOption(const Options& options);
 // Says on stderr, once for each, the starts and ends of `items` that the
 // zone's clocks skip or show twice, and how they are counted.
-void ReportWallProblems(const TBasicPointList& items, const roster::TZone& zone);
+void ReportWallProblems(const TBasicPointList& items, const TZone& zone);
 
 int RunPlan(const Args& args);
 // Draws the plan's picture over [first, last] to `output` ("-": stdout), of

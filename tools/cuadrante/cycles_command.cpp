@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/points/range.h"
+#include "cuadrante/port/files.h"
 #include "cuadrante/roster/dayhours.h"
-#include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/time/basicbox.h"
 #include "cuadrante/time/cyclepoint.h"
 #include "cuadrante/time/rutinasfecha.h"
@@ -43,7 +43,7 @@ int RunExpand(const Args& args) {
   TCyclePointMgr rules;
   LoadRules(options.words[0], rules);
   const bool boxes = options.Flag("--boxes");
-  roster::ExpandRange(rules, from, to, boxes);
+  ExpandRange(rules, from, to, boxes);
   if (boxes) {
     // A rule without a code or description gives its boxes empty ones, and an
     // empty field vanishes from the stored text: one blank, the boxes' own
@@ -129,7 +129,7 @@ int RunRoster(const Args& args) {
   const Format format = ParseFormat(options);
   if (options.words.size() != 1)
     throw Misuse("expects one RULES.xml (see `cuadrante help roster`)");
-  const std::optional<roster::TZone> zone = ZoneOption(options);
+  const std::optional<TZone> zone = ZoneOption(options);
   TFecha first;
   TFecha last;
   if (options.Has("--month")) {
@@ -144,7 +144,7 @@ int RunRoster(const Args& args) {
   }
   TCyclePointMgr rules;
   LoadRules(options.words[0], rules);
-  roster::ExpandRange(rules, first, last, false);
+  ExpandRange(rules, first, last, false);
   const bool forPeople = format == Format::kText;
   if (forPeople && options.Has("--month")) {
     std::printf("%s\n\n", first.ToString("mmmm yyyy").c_str());

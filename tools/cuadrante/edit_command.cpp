@@ -6,13 +6,13 @@
 #include <map>
 #include <string>
 
+#include "cuadrante/documents/xmldocument.h"
+#include "cuadrante/port/files.h"
 #include "cuadrante/roster/plan.h"
-#include "cuadrante/roster/storedtext.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
-#include "cuadrante/runtime/xmldocument.h"
 #include "cuadrante/time/basicpoint.h"
 #include "cuadrante/time/cyclepoint.h"
+#include "cuadrante/time/storedtext.h"
 #include "tools/cuadrante/commands.h"
 
 namespace cuadrante::tool {
@@ -62,7 +62,7 @@ std::string StoredText(const Options& options, bool rule) {
     point.Level = static_cast<short>(NumberOption(options, "--level", SHRT_MIN, SHRT_MAX, 1));
     text = point.WriteToStr();
   }
-  if (const std::string why = roster::StoredTextProblem(text); !why.empty())
+  if (const std::string why = StoredTextProblem(text); !why.empty())
     throw EConvertError(text + ": " + why);
   return text;
 }

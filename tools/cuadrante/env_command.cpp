@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <string>
 
+#include "cuadrante/documents/inifile.h"
+#include "cuadrante/port/files.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
-#include "cuadrante/runtime/inifile.h"
 #include "cuadrante/services/globalmgr.h"
 #include "tools/cuadrante/commands.h"
 

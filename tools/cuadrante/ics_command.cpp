@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "cuadrante/points/cyclepointmgr.h"
+#include "cuadrante/port/files.h"
 #include "cuadrante/roster/calendarimport.h"
 #include "cuadrante/roster/icalendar.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/time/basicbox.h"
 #include "cuadrante/time/cyclepoint.h"
 #include "tools/cuadrante/commands.h"
@@ -75,7 +75,7 @@ std::vector<roster::TCalendarEvent> EventsOfPlan(const std::string& path, const 
 
 std::vector<roster::TCalendarEvent> EventsOfDocument(const std::string& path,
                                                      const Options& options, TFecha first,
-                                                     TFecha last, const roster::TZone* zone) {
+                                                     TFecha last, const TZone* zone) {
   if (options.Has("--employee") || options.Has("--post"))
     throw Misuse("--employee and --post choose from a plan, and " + path + " holds no plan");
   AnsiString text;
@@ -141,7 +141,7 @@ struct Job {
   std::string output;
   TFecha first;
   TFecha last;
-  std::optional<roster::TZone> zone;
+  std::optional<TZone> zone;
 };
 
 Job ReadJob(const Options& options, const char* expected, const char* command) {
@@ -156,17 +156,17 @@ Job ReadJob(const Options& options, const char* expected, const char* command) {
 
 }  // namespace
 
-std::optional<roster::TZone> ZoneOption(const Options& options) {
+std::optional<TZone> ZoneOption(const Options& options) {
   if (!options.Has("--tz")) return std::nullopt;
-  return roster::TZone::Find(options.Need("--tz"));
+  return TZone::Find(options.Need("--tz"));
 }
 
-void ReportWallProblems(const TBasicPointList& items, const roster::TZone& zone) {
+void ReportWallProblems(const TBasicPointList& items, const TZone& zone) {
   std::set<int64_t> told;
   for (const TBasicPoint* item : items) {
     for (const int64_t at : {item->StartValue(), item->EndValue()}) {
       if (!told.insert(at).second) continue;
-      const std::string problem = roster::WallProblem(zone, TFecha(at));
+      const std::string problem = WallProblem(zone, TFecha(at));
       if (!problem.empty()) std::fprintf(stderr, "cuadrante: %s\n", problem.c_str());
     }
   }

@@ -2,8 +2,8 @@
 
 #include <array>
 
+#include "cuadrante/port/files.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/services/translate.h"

@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "cuadrante/port/files.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/translate.h"
 #include "tools/cuadrante/commands.h"

@@ -9,12 +9,12 @@
 #include <system_error>
 #include <vector>
 
+#include "cuadrante/port/files.h"
 #include "cuadrante/roster/balance.h"
 #include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "tools/cuadrante/commands.h"
 #include "tools/cuadrante/labels.h"
@@ -154,7 +154,7 @@ roster::TLimits Limits(const roster::TPlan& plan, const Options& options) {
 
 int RunPlanCheck(const Options& options) {
   const Format format = ParseFormat(options);
-  const std::optional<roster::TZone> zone = ZoneOption(options);
+  const std::optional<TZone> zone = ZoneOption(options);
   const PlanJob job = ReadPlanJob(options);
   Warn(job, roster::BuildRosters(job.plan, job.first, job.last));
   const auto breaches = roster::CheckRosters(
@@ -339,7 +339,7 @@ int RunPlanHours(const Options& options) {
   const bool forPeople = format == Format::kText;
   const roster::TPeriodKind by = ParseBy(options);
   const std::string byName = options.Get("--by", "week");
-  const std::optional<roster::TZone> zone = ZoneOption(options);
+  const std::optional<TZone> zone = ZoneOption(options);
   const PlanJob job = ReadPlanJob(options);
   const auto rosters = roster::BuildRosters(job.plan, job.first, job.last);
   Warn(job, rosters);

@@ -22,10 +22,10 @@
 #include <utility>
 #include <vector>
 
+#include "cuadrante/port/files.h"
 #include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "tools/cuadrante/commands.h"
 #include "tools/cuadrante/labels.h"

@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "cuadrante/points/basicpointmgr.h"
+#include "cuadrante/points/range.h"
+#include "cuadrante/port/files.h"
 #include "cuadrante/roster/dayhours.h"
 #include "cuadrante/roster/overlaps.h"
-#include "cuadrante/roster/range.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/text/rutinasnumbers.h"
 #include "cuadrante/vocabulary/basicdefines.h"
@@ -56,12 +56,11 @@ void LoadSelection(const std::string& path, const Options& options, TBasicPointM
   LoadDocument(path, kept);
   kept.Sort();
   if (!ranged && type == tptNone) return;
-  const roster::TRange range = roster::DaysRange(from, to);
+  const TRange range = DaysRange(from, to);
   auto& points = kept.Points;
   const auto dropped =
       std::stable_partition(points.begin(), points.end(), [&](const TBasicPoint* point) {
-        return (!ranged || roster::Belongs(*point, range)) &&
-               (type == tptNone || point->Type == type);
+        return (!ranged || Belongs(*point, range)) && (type == tptNone || point->Type == type);
       });
   for (auto it = dropped; it != points.end(); ++it) delete *it;
   points.erase(dropped, points.end());
@@ -74,7 +73,7 @@ std::string Describe(const TBasicPoint& point) {
 }
 
 // The seconds that really pass over the point in `zone`.
-int64_t Elapsed(const TBasicPoint& point, const roster::TZone* zone) {
+int64_t Elapsed(const TBasicPoint& point, const TZone* zone) {
   return zone->Elapsed(point.GetInicio(), TFecha(point.EndValue()));
 }
 
@@ -145,7 +144,7 @@ std::string ColourHex(TColor colour) {
 }
 
 void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, bool colours,
-                 const roster::TZone* zone) {
+                 const TZone* zone) {
   const bool forPeople = format == Format::kText;
   std::vector<Column> heads = {
       {ruleColumn ? "rule" : "group", ruleColumn ? "rule" : "group", 5, true, true},
@@ -204,7 +203,7 @@ int RunPoints(const Args& args) {
   if (options.words.size() != 1) {
     throw Misuse("expects one FILE.xml (see `cuadrante help points`)");
   }
-  const std::optional<roster::TZone> zone = ZoneOption(options);
+  const std::optional<TZone> zone = ZoneOption(options);
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
   ReportOverlaps(set.Points);
@@ -253,7 +252,7 @@ int RunGrid(const Args& args) {
   const std::string by = options.Get("--by", "week");
   if (by != "week" && by != "month") throw Misuse("--by takes week or month, not '" + by + "'");
   const TTimesGroup group = by == "week" ? tgWeek : tgMonth;
-  const std::optional<roster::TZone> zone = ZoneOption(options);
+  const std::optional<TZone> zone = ZoneOption(options);
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
   ReportOverlaps(set.Points);

@@ -13,9 +13,9 @@
 
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/points/cyclepointmgr.h"
-#include "cuadrante/roster/range.h"
+#include "cuadrante/points/range.h"
+#include "cuadrante/port/files.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/runtime/sysutils.h"
 #include "cuadrante/services/translate.h"
@@ -141,7 +141,7 @@ void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeli
   if (kind == DocumentKind::kEmpty) return;
   if (kind == DocumentKind::kRules) {
     LoadRulesFrom(path, text, timeline.rules);
-    roster::ExpandRange(timeline.rules, from, to, true);
+    ExpandRange(timeline.rules, from, to, true);
     for (TBasicPoint* point : timeline.rules.Points) {
       auto* box = static_cast<TBasicBox*>(point);
       box->SetCode("R" + std::to_string(box->Group));
@@ -157,9 +157,9 @@ void LoadBoxes(const std::string& path, TFecha from, TFecha to, Timeline& timeli
   } catch (const Exception& e) {
     throw EConvertError(path + ": " + e.Message);
   }
-  const roster::TRange range = roster::DaysRange(from, to);
+  const TRange range = DaysRange(from, to);
   for (TBasicPoint* point : timeline.stored.Points) {
-    if (!roster::Belongs(*point, range)) continue;
+    if (!Belongs(*point, range)) continue;
     if (kind == DocumentKind::kBoxes) {
       // A stored box carries a colour of its own; the picture colours by type,
       // from the colour table, so that the legend tells every box apart.

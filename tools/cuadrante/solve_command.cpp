@@ -14,8 +14,8 @@
 #include <thread>
 
 #include "cuadrante/operations/underoperationmgr.h"
+#include "cuadrante/port/files.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "cuadrante/solver/exact.h"
 #include "cuadrante/solver/instancefile.h"
 #include "cuadrante/solver/search.h"
@@ -36,11 +36,15 @@ std::string Fixed(double value, int decimals) {
   return text;
 }
 
-std::string FileName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+std::string FileName(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
 
 // The gap between the objective and the bound, in percent of the objective.
 double GapPercent(int64_t objective, int64_t bound) {
-  return objective == 0 ? 0.0 : 100.0 * static_cast<double>(objective - bound) / static_cast<double>(objective);
+  return objective == 0
+             ? 0.0
+             : 100.0 * static_cast<double>(objective - bound) / static_cast<double>(objective);
 }
 
 std::string ProgressLine(const solver::TProgress& progress) {
@@ -78,8 +82,9 @@ TSearchResult SolveAsOperation(const TInstance& instance, const TSearchOptions& 
       options.progress = [self, &stop, &given](const solver::TProgress& progress) {
         if (self->Terminated()) stop = true;
         const double share = progress.seconds / std::max(given.timeLimitSeconds, 1e-9);
-        TOperationProgress::ReportActivity(self->GetProgress(), static_cast<short>(std::min(99.0, 100 * share)),
-                                           static_cast<int>(std::min<uint64_t>(progress.moves / 1'000'000, INT32_MAX)));
+        TOperationProgress::ReportActivity(
+            self->GetProgress(), static_cast<short>(std::min(99.0, 100 * share)),
+            static_cast<int>(std::min<uint64_t>(progress.moves / 1'000'000, INT32_MAX)));
         self->SetActualPhase(ProgressLine(progress));
       };
       result = solver::Solve(instance, options);
@@ -124,7 +129,8 @@ std::vector<Column> SummaryColumns() {
 
 void PrintBreaches(const TInstance& instance, const solver::TEvaluation& evaluation) {
   for (const solver::TBreach& breach : evaluation.breaches) {
-    std::printf("breach  %s day %d: %s: %s\n", Printable(instance.employees[static_cast<size_t>(breach.employee)].id).c_str(),
+    std::printf("breach  %s day %d: %s: %s\n",
+                Printable(instance.employees[static_cast<size_t>(breach.employee)].id).c_str(),
                 breach.day, solver::RuleName(breach.rule), breach.detail.c_str());
   }
 }
@@ -149,13 +155,15 @@ void PrintSolveText(const TInstance& instance, const std::string& name, const TS
   if (!result.bound) {
     std::printf("lower bound    none\n");
   } else if (result.optimal) {
-    std::printf("lower bound    %lld: the roster is optimal\n", static_cast<long long>(*result.bound));
+    std::printf("lower bound    %lld: the roster is optimal\n",
+                static_cast<long long>(*result.bound));
   } else {
     std::printf("lower bound    %lld, gap %s%%\n", static_cast<long long>(*result.bound),
                 Fixed(GapPercent(objective, *result.bound), 2).c_str());
   }
-  std::printf("time to best   %s s of %s s (limit %s s), %s million moves\n", Fixed(result.secondsToBest, 2).c_str(),
-              Fixed(result.seconds, 2).c_str(), Fixed(options.timeLimitSeconds, 0).c_str(),
+  std::printf("time to best   %s s of %s s (limit %s s), %s million moves\n",
+              Fixed(result.secondsToBest, 2).c_str(), Fixed(result.seconds, 2).c_str(),
+              Fixed(options.timeLimitSeconds, 0).c_str(),
               Fixed(static_cast<double>(result.moves) / 1e6, 1).c_str());
 }
 
@@ -163,11 +171,13 @@ void PrintSolveTable(const std::string& name, const TSearchResult& result, Forma
   Table table("solve", SummaryColumns());
   const solver::TObjective& o = result.evaluation.objective;
   const bool known = result.bound.has_value();
-  table.Add({name, std::to_string(o.Total()), std::to_string(o.onRequests), std::to_string(o.offRequests),
-             std::to_string(o.underCover), std::to_string(o.overCover),
-             std::to_string(result.evaluation.breaches.size()), known ? std::to_string(*result.bound) : "",
-             known ? Fixed(GapPercent(o.Total(), *result.bound), 2) : "", result.optimal ? "yes" : "no",
-             Fixed(result.secondsToBest, 3), Fixed(result.seconds, 3), std::to_string(result.moves)});
+  table.Add({name, std::to_string(o.Total()), std::to_string(o.onRequests),
+             std::to_string(o.offRequests), std::to_string(o.underCover),
+             std::to_string(o.overCover), std::to_string(result.evaluation.breaches.size()),
+             known ? std::to_string(*result.bound) : "",
+             known ? Fixed(GapPercent(o.Total(), *result.bound), 2) : "",
+             result.optimal ? "yes" : "no", Fixed(result.secondsToBest, 3),
+             Fixed(result.seconds, 3), std::to_string(result.moves)});
   table.Print(format);
 }
 
@@ -181,10 +191,14 @@ int Score(const Options& options, Format format) {
     PrintBreaches(instance, evaluation);
     PrintObjective(evaluation);
   } else {
-    Table table("score", {{"item", "item"}, {"employee", "employee"}, {"day", "day", 0, true, true},
-                          {"detail", "detail"}, {"value", "value", 0, true, true}});
+    Table table("score", {{"item", "item"},
+                          {"employee", "employee"},
+                          {"day", "day", 0, true, true},
+                          {"detail", "detail"},
+                          {"value", "value", 0, true, true}});
     for (const solver::TBreach& breach : evaluation.breaches) {
-      table.Add({"breach", instance.employees[static_cast<size_t>(breach.employee)].id, std::to_string(breach.day),
+      table.Add({"breach", instance.employees[static_cast<size_t>(breach.employee)].id,
+                 std::to_string(breach.day),
                  std::string(solver::RuleName(breach.rule)) + ": " + breach.detail, "1"});
     }
     const solver::TObjective& o = evaluation.objective;
@@ -229,17 +243,21 @@ void HelpSolve() {
 }
 
 int RunSolve(const Args& args) {
-  const Options options = Parse(args, {"--time-limit", "--seed", "--moves", "--workers", "-o", "--format"},
-                                {"--exact", "--no-exact", "--score"});
+  const Options options =
+      Parse(args, {"--time-limit", "--seed", "--moves", "--workers", "-o", "--format"},
+            {"--exact", "--no-exact", "--score"});
   const Format format = ParseFormat(options);
   if (format == Format::kXml) throw Misuse("solve prints text, csv or json");
   if (options.Flag("--score")) return Score(options, format);
-  if (options.words.size() != 1) throw Misuse("solve needs one INSTANCE.txt (see `cuadrante help solve`)");
-  if (options.Flag("--exact") && options.Flag("--no-exact")) throw Misuse("--exact and --no-exact exclude each other");
+  if (options.words.size() != 1)
+    throw Misuse("solve needs one INSTANCE.txt (see `cuadrante help solve`)");
+  if (options.Flag("--exact") && options.Flag("--no-exact"))
+    throw Misuse("--exact and --no-exact exclude each other");
   const std::string& path = options.words[0];
   const TInstance instance = solver::ReadInstanceFile(path);
   TSearchOptions search;
-  search.timeLimitSeconds = static_cast<double>(NumberOption(options, "--time-limit", 1, kLongestTimeLimit, 10));
+  search.timeLimitSeconds =
+      static_cast<double>(NumberOption(options, "--time-limit", 1, kLongestTimeLimit, 10));
   search.seed = static_cast<uint64_t>(NumberOption(options, "--seed", 0, INT64_MAX, 1));
   search.maxMoves = static_cast<uint64_t>(NumberOption(options, "--moves", 1, INT64_MAX, 0));
   search.workers = static_cast<int>(NumberOption(options, "--workers", 1, 2, 2));
@@ -248,7 +266,8 @@ int RunSolve(const Args& args) {
   } else if (!options.Flag("--no-exact") && search.maxMoves == 0) {
     search.exact = solver::ExactVariables(instance) <= solver::kMostExactVariables;
   }
-  if (search.maxMoves > 0 && !options.Has("--time-limit")) search.timeLimitSeconds = static_cast<double>(kLongestTimeLimit);
+  if (search.maxMoves > 0 && !options.Has("--time-limit"))
+    search.timeLimitSeconds = static_cast<double>(kLongestTimeLimit);
   const std::string name = FileName(path);
   const TSearchResult result = SolveAsOperation(instance, search, name);
   if (options.Has("-o")) {

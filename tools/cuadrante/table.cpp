@@ -10,8 +10,8 @@
 #include <string_view>
 #include <utility>
 
+#include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/runtime/sysutils.h"
-#include "cuadrante/runtime/xmldocument.h"
 #include "tools/cuadrante/commands.h"
 
 namespace cuadrante::tool {

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "cuadrante/port/files.h"
 #include "cuadrante/roster/calendarimport.h"
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
-#include "cuadrante/runtime/files.h"
 #include "tools/cuadrante/commands.h"
 
 namespace cuadrante::tool {

@@ -1,0 +1,42 @@
+#include "cuadrante/points/range.h"
+
+#include <algorithm>
+
+namespace cuadrante {
+
+TRange DaysRange(TFecha firstDay, TFecha lastDay) {
+  return {TFecha(firstDay.Date()).Value(), lastDay.Date() + 86400};
+}
+
+bool Belongs(const TBasicPoint& item, TRange range) {
+  if (item.GetDurationValue() <= 0) {
+    return range.start <= item.StartValue() && item.StartValue() < range.end;
+  }
+  return item.StartValue() < range.end && item.EndValue() > range.start;
+}
+
+size_t ExpandRange(TCyclePointMgr& rules, TFecha firstDay, TFecha lastDay, bool boxes) {
+  // The expansion takes occurrences that start in its range; one that starts
+  // as early as the longest rule lasts may still reach into ours.
+  int64_t longest = 0;
+  for (const TBasicPoint* rule : rules.Cycles.Points)
+    longest = std::max(longest, rule->GetDurationValue());
+  const TRange range = DaysRange(firstDay, lastDay);
+  const TFecha from(range.start - longest);
+  if (boxes) {
+    rules.ExpandBoxes(from, lastDay, true);
+  } else {
+    rules.Expand(from, lastDay, true);
+  }
+  // Dropped from the list directly: a deletion through the manager would be
+  // carried back into the rules as an exception to them.
+  auto& points = rules.Points;
+  const auto outside =
+      std::stable_partition(points.begin(), points.end(),
+                            [range](const TBasicPoint* item) { return Belongs(*item, range); });
+  for (auto it = outside; it != points.end(); ++it) delete *it;
+  points.erase(outside, points.end());
+  return points.size();
+}
+
+}  // namespace cuadrante
