@@ -3,22 +3,17 @@
 # and screenshot each SVG, and compares the pixels with the SVG through
 # svgprobe.py; a small ward's `plan render` picture is held besides to the plan
 # checks (people's blocks apart, holidays marked). Tampered pictures must fail
-# the same checks, so we know they can. Exits 77 (skipped) when Chromium is missing and cannot be installed.
+# the same checks, so we know they can. Exits 77 (skipped) when Chromium is missing.
 #
 # usage: render_browser.sh PATH-TO-cuadrante
 root=$(cd "$(dirname "$0")/.." && pwd)
 probe() { python3 "$root/tests/svgprobe.py" "$@"; }
 
-# Installing needs root, or sudo that asks no password, and apt; without them
-# the test cannot run here, which is not the same as the picture being wrong.
+# `make check` installs Chromium through scripts/deps.sh --browser before any
+# test runs; a test never installs anything. Without it the picture cannot be
+# checked here, which is not the same as the picture being wrong.
 if ! command -v chromium >/dev/null; then
-  if command -v apt-get >/dev/null && { [ "$(id -u)" -eq 0 ] || sudo -n true 2>/dev/null; }; then
-    "$root/scripts/deps.sh" --browser >&2 || echo "render_browser: deps.sh --browser failed" >&2
-  fi
-fi
-if ! command -v chromium >/dev/null; then
-  echo "SKIP: chromium is not installed and could not be installed here" \
-    "(scripts/deps.sh --browser needs apt and root or password-less sudo)"
+  echo "SKIP: chromium is not installed (scripts/deps.sh --browser installs it)"
   exit 77
 fi
 source "$(dirname "$0")/e2e.sh" "$@"
