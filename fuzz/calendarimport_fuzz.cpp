@@ -27,9 +27,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   const cuadrante::TRange range = cuadrante::DaysRange(first, last);
   for (size_t i = 0; i < events.size(); ++i) {
-    if (events[i].seconds < 0) std::abort();
+    if (events[i].seconds < TDuration()) std::abort();
     if (i > 0 && events[i].start < events[i - 1].start) std::abort();
-    TBasicPoint probe(events[i].start, TDuration(events[i].seconds));
+    TBasicPoint probe(events[i].start, events[i].seconds);
     if (!cuadrante::Belongs(probe, range)) std::abort();
   }
   return 0;

@@ -37,7 +37,8 @@ bool BoundedWithinTheYear(const TPlan& plan) {
       if (rotation.from < first || rotation.until.IsZero() || rotation.until > last) return false;
     }
     for (const TItem& item : employee.items) {
-      if (item.start < first || item.start > last || item.seconds > 31 * 86400) return false;
+      if (item.start < first || item.start > last || item.seconds > TDuration(31 * kSecondsPerDay))
+        return false;
     }
   }
   return true;

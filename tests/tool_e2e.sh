@@ -33,6 +33,27 @@ expect 2 'unknown option --\\xFF' date $'--\xff'
 expect 1 "'[\\]xFF[\\]x01' is not a date" date -- $'\xff\x01'
 expect 1 "'[\\]xC2[\\]x9B2' is not a date" date -- $'\xc2\x9b2'
 expect 0 'usage: cuadrante date' date --help
+# Every command reads its options one way: "--name=value" as "--name value",
+# numbers within their bounds, words from their list, and the same range
+# options, all refused in one line that names the option.
+expect 0 'result +<RESULTADO PASOS="3"/>' demo-operation --steps=3 --step-ms=0
+expect 2 "^cuadrante demo-operation: --steps takes a whole number from 1 to 100000, not '0'$" \
+  demo-operation --steps=0
+expect 2 "--type takes a whole number from 0 to 13, not '14'" points "$examples/points.xml" --type=14
+expect 2 "^cuadrante points: --format takes text, csv, xml or json, not 'yaml'$" \
+  points "$examples/points.xml" --format=yaml
+expect 2 "--format takes text, csv, xml or json, not '[\\]x01'" points "$examples/points.xml" --format $'\x01'
+expect 2 "--by takes day, week or month, not 'year'" plan hours "$examples/plan.xml" --month 2026-11 --by=year
+expect 2 "--group takes week, month, quarter, fortnight or day, not 'year'" \
+  periods --from 2026-11-01 --to 2026-11-30 --group=year
+expect 2 '--from needs a value' points "$examples/points.xml" --from
+expect 2 'takes --month or --from and --to, not both' roster "$examples/rules.xml" --month=2026-11 --from=2026-11-01
+check "--month=M reads as --month M" test "$("$tool" roster "$examples/rules.xml" --month=2026-11)" = \
+  "$("$tool" roster "$examples/rules.xml" --month 2026-11)"
+expect 1 "the range 2026-11-30 .. 2026-11-01 ends before it starts" \
+  expand "$examples/rules.xml" --from=2026-11-30 --to=2026-11-01
+expect 2 '--collect takes no value' date 2026-11-23 --collect=1
+expect 2 '--env needs the path of a document' date 2026-11-23 --env
 expect 0 'commands:' help
 
 # Point-set documents: a list and week and month grids of the example roster.

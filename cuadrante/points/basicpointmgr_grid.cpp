@@ -35,7 +35,7 @@ class PeriodOfDay {
     // The day number rounds down, so that the seconds just before 30 December
     // 1899 are a day of their own and not part of the day after.
     const int64_t value = start.Value();
-    const int64_t day = value / 86400 - (value % 86400 < 0 ? 1 : 0);
+    const int64_t day = value / kSecondsPerDay - (value % kSecondsPerDay < 0 ? 1 : 0);
     if (known_ && day == day_) return;
     const TFecha first = byWeek_ ? start.StartOfWeek() : start.StartOfMonth();
     period_ = TFecha(first.Date());

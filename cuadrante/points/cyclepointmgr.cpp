@@ -12,11 +12,10 @@
 namespace cuadrante::detail {
 namespace {
 
-constexpr int64_t kSecsPerDay = 86400;
 // 01/01/0001 00:00:00, the first second the calendar knows. Expansion bounds
 // are cut to it and to kCalendarEnd: past them the calendar steps stop moving,
 // and integer steps could run out of range.
-constexpr int64_t kCalendarStart = -693593LL * kSecsPerDay;
+constexpr int64_t kCalendarStart = -693593LL * kSecondsPerDay;
 
 // Rules are TCyclePoint objects; anything else is expanded as a single
 // interval, the only reading that needs none of the cycle fields.
@@ -32,19 +31,19 @@ int64_t FixedStep(TTimesGroup group) {
     case tgQuarter:
       return 0;
     case tgWeek:
-      return 7 * kSecsPerDay;
+      return 7 * kSecondsPerDay;
     case tgFortnight:
-      return 14 * kSecsPerDay;
+      return 14 * kSecondsPerDay;
     default:
-      return kSecsPerDay;
+      return kSecondsPerDay;
   }
 }
 
 // Monday 1 .. Sunday 7 straight from the seconds: day 0, 30/12/1899, was a
 // Saturday. The unrolling asks this once per step, so it stays integer.
 unsigned WeekdayOf(int64_t seconds) {
-  int64_t days = seconds / kSecsPerDay;
-  if (seconds % kSecsPerDay < 0) --days;
+  int64_t days = seconds / kSecondsPerDay;
+  if (seconds % kSecondsPerDay < 0) --days;
   int64_t weekday = (days + 5) % 7;
   if (weekday < 0) weekday += 7;
   return static_cast<unsigned>(weekday) + 1;

@@ -5,7 +5,7 @@
 namespace cuadrante {
 
 TRange DaysRange(TFecha firstDay, TFecha lastDay) {
-  return {TFecha(firstDay.Date()).Value(), lastDay.Date() + 86400};
+  return {TFecha(firstDay.Date()).Value(), lastDay.Date() + kSecondsPerDay};
 }
 
 bool Belongs(const TBasicPoint& item, TRange range) {

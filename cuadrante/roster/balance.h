@@ -28,13 +28,13 @@ namespace cuadrante::roster {
 inline constexpr int64_t kShareUnits = 420;  // a second
 
 struct TPeriodHours {
-  int64_t work = 0;      // seconds
-  int64_t absence = 0;   // seconds of absence, as they pass
-  int64_t other = 0;     // seconds
+  TDuration work;
+  TDuration absence;  // as it passes
+  TDuration other;
   int64_t contract = 0;  // units
   int64_t credit = 0;    // units
 
-  int64_t Balance() const { return work * kShareUnits + credit - contract; }  // units
+  int64_t Balance() const { return work.Value() * kShareUnits + credit - contract; }  // units
   TPeriodHours& operator+=(const TPeriodHours& more);
 };
 
@@ -76,6 +76,6 @@ CUADRANTE_API std::vector<TPeriod> SplitRange(TFecha firstDay, TFecha lastDay, T
 CUADRANTE_API std::string IsoWeekName(TFecha day);
 
 // Units as seconds, rounded half away from zero.
-CUADRANTE_API int64_t UnitsToSeconds(int64_t units);
+CUADRANTE_API TDuration UnitsToSeconds(int64_t units);
 
 }  // namespace cuadrante::roster

@@ -32,7 +32,7 @@ TEST(TPersonHours, ContractIsSpreadOverContractDaysAndAbsenceCreditsEachDaysShar
   const TFecha first = At(2026, 11, 30), last = At(2027, 1, 3);
   const TPersonHours hours = HoursOfFirst(plan, first, last);
   const TPeriodHours ordinary = hours.Sum(0, 6);
-  EXPECT_EQ(ordinary.work, 35 * 3600);
+  EXPECT_EQ(ordinary.work.Value(), 35 * 3600);
   EXPECT_EQ(ordinary.contract, 35 * kHour);
   EXPECT_EQ(ordinary.Balance(), 0);
   // The holiday of Tuesday 8 December takes 7 h off the contract; worked, it
@@ -40,18 +40,18 @@ TEST(TPersonHours, ContractIsSpreadOverContractDaysAndAbsenceCreditsEachDaysShar
   EXPECT_EQ(hours.Sum(7, 13).contract, 28 * kHour);
   EXPECT_EQ(hours.Sum(7, 13).Balance(), 7 * kHour);
   const TPeriodHours leave = hours.Sum(14, 20);
-  EXPECT_EQ(leave.work, 0);
-  EXPECT_EQ(leave.absence, 7 * 86400);  // what passed...
-  EXPECT_EQ(leave.credit, 35 * kHour);  // ...and what it is worth
+  EXPECT_EQ(leave.work.Value(), 0);
+  EXPECT_EQ(leave.absence.Value(), 7 * 86400);  // what passed...
+  EXPECT_EQ(leave.credit, 35 * kHour);          // ...and what it is worth
   EXPECT_EQ(leave.Balance(), 0);
   EXPECT_EQ(hours.Sum(21, 27).credit, 7 * kHour);
   EXPECT_EQ(hours.Sum(21, 27).Balance(), 0);
   EXPECT_EQ(hours.Day(6).contract, 0);  // a Sunday owes nothing
   // However small, a contract is owed: a second a week over five days.
   TEmployee tiny = plan.employees[0];
-  tiny.contractSeconds = 1;
+  tiny.contractSeconds = TDuration(1);
   EXPECT_EQ(ContractShare(plan, tiny, first), kShareUnits / 5);
-  tiny.contractSeconds = 0;
+  tiny.contractSeconds = TDuration();
   EXPECT_EQ(ContractShare(plan, tiny, first), 0);
 }
 
@@ -103,7 +103,7 @@ TEST(TPersonHours, TotalsAreTheSameByDayWeekAndMonthToTheUnit) {
     int64_t week = 0;
     for (int day = 0; day < 7; ++day)
       week += ContractShare(plan, person, TFecha(At(2027, 1, 4).Value() + day * 86400));
-    EXPECT_EQ(week, person.contractSeconds * kShareUnits) << xml;  // 420 divides by 1..7
+    EXPECT_EQ(week, person.contractSeconds.Value() * kShareUnits) << xml;  // 420 divides by 1..7
   }
 }
 
@@ -124,10 +124,10 @@ TEST(SplitRange, CutsAtMondaysAndMonthEndsAndNamesIsoWeeksWithTheirOwnYear) {
       {At(2024, 12, 30), "2025-W01"}, {At(2026, 11, 30), "2026-W49"}, {At(2021, 1, 3), "2020-W53"}};
   for (const auto& [day, name] : names) EXPECT_EQ(IsoWeekName(day), name);
 
-  EXPECT_EQ(UnitsToSeconds(kShareUnits / 2), 1);
-  EXPECT_EQ(UnitsToSeconds(kShareUnits / 2 - 1), 0);
-  EXPECT_EQ(UnitsToSeconds(-kShareUnits / 2), -1);
-  EXPECT_EQ(UnitsToSeconds(-3 * kShareUnits), -3);
+  EXPECT_EQ(UnitsToSeconds(kShareUnits / 2).Value(), 1);
+  EXPECT_EQ(UnitsToSeconds(kShareUnits / 2 - 1).Value(), 0);
+  EXPECT_EQ(UnitsToSeconds(-kShareUnits / 2).Value(), -1);
+  EXPECT_EQ(UnitsToSeconds(-3 * kShareUnits).Value(), -3);
 }
 
 }  // namespace

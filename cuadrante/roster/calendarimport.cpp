@@ -26,7 +26,6 @@
 namespace cuadrante::roster {
 namespace {
 
-constexpr int64_t kDay = 86400;
 // What a rule that libical finds no day for costs: its iterator then walks
 // on to its own horizon, some 0.3 s, before it answers.
 constexpr size_t kHorizonSteps = 100'000;
@@ -308,7 +307,8 @@ class TTimeReader {
     if (icaltime_is_utc(time) || time.zone != nullptr) {
       // libical places the time by the calendar's own VTIMEZONE, or by UTC.
       if (defined_ && !icaltime_is_utc(time)) costs_.Pay(tzid_, time.year);
-      return target_->ToWall(icaltime_as_timet_with_zone(time, time.zone)).Value();
+      const std::chrono::seconds utc(icaltime_as_timet_with_zone(time, time.zone));
+      return target_->ToWall(std::chrono::sys_seconds(utc)).Value();
     }
     // Neither the calendar, nor the tz database, nor libical knows the zone.
     throw EConvertError("TZID '" + tzid_ + "' is neither in the calendar nor in the tz database");
@@ -434,13 +434,13 @@ class TSubDailyWalk {
     int64_t day = DayOf(rule_.count > 0 ? first : std::max(first, window.from));
     std::vector<icaltimetype> starts;
     int found = 0;
-    for (; day < window.to && day <= until; day += kDay) {
+    for (; day < window.to && day <= until; day += kSecondsPerDay) {
       budget_.Spend(1, name_);
       if (!DayAllowed(day)) continue;
       // The first period that begins on this day: periods step from the start.
       const int64_t behind = day - first;
       int64_t k = behind <= 0 ? 0 : (behind + step_ - 1) / step_;
-      for (int64_t period = first + k * step_; period < day + kDay; period += step_) {
+      for (int64_t period = first + k * step_; period < day + kSecondsPerDay; period += step_) {
         budget_.Spend(1, name_);
         for (const int64_t at : Instants(period)) {
           if (at < first) continue;
@@ -455,7 +455,8 @@ class TSubDailyWalk {
 
  private:
   static int64_t DayOf(int64_t wall) {
-    return (wall >= 0 ? wall / kDay : -((-wall + kDay - 1) / kDay)) * kDay;
+    return (wall >= 0 ? wall / kSecondsPerDay : -((-wall + kSecondsPerDay - 1) / kSecondsPerDay)) *
+           kSecondsPerDay;
   }
 
   bool DayAllowed(int64_t day) const {
@@ -535,7 +536,7 @@ bool MonthsReachable(const icalrecurrencetype& rule, const icaltimetype& start) 
 
 // The days libical's iterator walks from `from` to `to`, at least one.
 size_t DaysWalked(int64_t from, int64_t to) {
-  return to <= from + kDay ? 1 : static_cast<size_t>((to - from) / kDay);
+  return to <= from + kSecondsPerDay ? 1 : static_cast<size_t>((to - from) / kSecondsPerDay);
 }
 
 // What libical's iterator walked to answer that a rule gives nothing more.
@@ -623,13 +624,14 @@ std::vector<icaltimetype> Starts(icalcomponent* event, const icaltimetype& start
     if (icaltime_is_utc(time) && start.zone != nullptr && !icaltime_is_utc(start))
       time = icaltime_convert_to_zone(time, const_cast<icaltimezone*>(start.zone));
     if (time.is_date && !start.is_date) {
-      excludedDays.insert(Wall(time) / kDay);
+      excludedDays.insert(Wall(time) / kSecondsPerDay);
     } else {
       excludedTimes.insert(Wall(time));
     }
   }
   std::erase_if(starts, [&](const icaltimetype& time) {
-    return excludedTimes.count(Wall(time)) != 0 || excludedDays.count(Wall(time) / kDay) != 0;
+    return excludedTimes.count(Wall(time)) != 0 ||
+           excludedDays.count(Wall(time) / kSecondsPerDay) != 0;
   });
   return starts;
 }
@@ -679,7 +681,7 @@ std::vector<TImportedEvent> ReadEvent(icalcomponent* e, const std::string& uid,
     throw EConvertError("a DTSTART that is no time");
 
   // The length on the wall clock of the event's own zone.
-  int64_t seconds = start.is_date ? kDay : 0;
+  int64_t seconds = start.is_date ? kSecondsPerDay : 0;
   if (icalproperty* end = icalcomponent_get_first_property(e, ICAL_DTEND_PROPERTY)) {
     seconds = Wall(icalproperty_get_dtend(end)) - Wall(start);
   } else if (icalproperty* length = icalcomponent_get_first_property(e, ICAL_DURATION_PROPERTY)) {
@@ -692,7 +694,8 @@ std::vector<TImportedEvent> ReadEvent(icalcomponent* e, const std::string& uid,
   const TTimePointType type = TypeOf(e, reading.options);
   const std::string summary = Text(icalcomponent_get_summary(e));
   const std::string code = XValue(e, "X-CUADRANTE-SHIFT").value_or("");
-  const TWindow window{reading.range.start - seconds - kDay, reading.range.end + kDay};
+  const TWindow window{reading.range.start - seconds - kSecondsPerDay,
+                       reading.range.end + kSecondsPerDay};
   std::vector<TImportedEvent> out;
   for (const icaltimetype& at : Starts(e, start, window, reading.budget, name)) {
     if (!isMove && reading.moved.count({uid, Wall(at)}) != 0) continue;
@@ -702,7 +705,7 @@ std::vector<TImportedEvent> ReadEvent(icalcomponent* e, const std::string& uid,
     const int64_t last = wall(end);
     TBasicPoint probe{TFecha(first), TDuration(last - first)};
     if (!Belongs(probe, reading.range)) continue;
-    out.push_back({TFecha(first), last - first, type, summary, code, uid});
+    out.push_back({TFecha(first), TDuration(last - first), type, summary, code, uid});
   }
   return out;
 }
@@ -823,7 +826,7 @@ void AddAsBoxes(std::span<const TImportedEvent> events, TBasicPointMgr& set) {
   for (const TImportedEvent& event : events) {
     auto box = std::make_unique<TBasicBox>();
     box->SetInicio(event.start);
-    box->SetDuration(TDuration(event.seconds));
+    box->SetDuration(event.seconds);
     box->Type = event.type;
     box->RestartEnd();
     box->RestartColor();

@@ -28,7 +28,7 @@ namespace cuadrante::roster {
 
 struct TImportedEvent {
   TFecha start;
-  int64_t seconds = 0;
+  TDuration seconds;
   TTimePointType type = tptNone;
   std::string summary;
   std::string code;  // the shift's code, from X-CUADRANTE-SHIFT; "" for none

@@ -88,7 +88,7 @@ TEST(AddAsBoxes, KeepsSummaryCodeAndTypeThroughADocument) {
   const TZone madrid = TZone::Find("Europe/Madrid");
   TImportOptions reading;
   reading.zone = &madrid;
-  const auto read = ReadCalendar(WriteCalendar(exported, {&madrid, 0}), first, last, reading);
+  const auto read = ReadCalendar(WriteCalendar(exported, {&madrid, {}}), first, last, reading);
 
   TBasicPointMgr boxes;
   AddAsBoxes(read, boxes);
@@ -115,9 +115,9 @@ TEST(AddAsBoxes, KeepsSummaryCodeAndTypeThroughADocument) {
 
   // Another calendar's events: no code, a SUMMARY with line ends, none at all.
   const std::vector<TImportedEvent> foreign = {
-      {At(2026, 11, 2, 9), 3600, tptTask, "Curso\nde RCP", "", "a"},
-      {At(2026, 11, 3), 86400, tptLeave, "", "", "b"},
-      {At(2026, 11, 4, 8), 3600, tptTimetable, "  NX extra  ", "NX", "c"},
+      {At(2026, 11, 2, 9), TDuration(3600), tptTask, "Curso\nde RCP", "", "a"},
+      {At(2026, 11, 3), TDuration(86400), tptLeave, "", "", "b"},
+      {At(2026, 11, 4, 8), TDuration(3600), tptTimetable, "  NX extra  ", "NX", "c"},
   };
   TBasicPointMgr other;
   AddAsBoxes(foreign, other);
@@ -369,8 +369,8 @@ TEST(ReadCalendar, LongEventsKeepTheirLength) {
   });
   const auto events = ReadCalendar(ics, At(2026, 11, 1), At(2026, 11, 30), {});
   ASSERT_EQ(events.size(), 2u);
-  EXPECT_EQ(events[0].seconds, seventyFive);
-  EXPECT_EQ(events[1].seconds, seventyFive);
+  EXPECT_EQ(events[0].seconds.Value(), seventyFive);
+  EXPECT_EQ(events[1].seconds.Value(), seventyFive);
 }
 
 }  // namespace

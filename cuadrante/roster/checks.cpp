@@ -10,7 +10,6 @@
 namespace cuadrante::roster {
 namespace {
 
-constexpr int64_t kDay = 86400;
 // How far the checks look for the start of a run of days that crosses the
 // range's edge; a run longer than this is told from where the look stops.
 constexpr int64_t kLongestLook = 400;
@@ -22,10 +21,11 @@ THoursKind KindOfType(TTimePointType type) {
 }
 
 bool IsWork(const TRosterItem& item) {
-  return item.Counts() && item.seconds > 0 && KindOfType(item.type) == THoursKind::kWork;
+  return item.Counts() && item.seconds > TDuration() && KindOfType(item.type) == THoursKind::kWork;
 }
 
-std::string HoursText(int64_t seconds) {
+std::string HoursText(TDuration length) {
+  const int64_t seconds = length.Value();
   char text[32];
   std::snprintf(text, sizeof text, "%s%lld:%02lld", seconds < 0 ? "-" : "",
                 static_cast<long long>(std::llabs(seconds) / 3600),
@@ -38,7 +38,8 @@ std::string HoursText(int64_t seconds) {
 std::string Describe(const TRosterItem& item, const TWording& wording) {
   return (item.code.empty() ? wording.Label(item.type) : item.code) + " " +
          item.start.ToString("dd/mm/yyyy hh:nn") + "-" +
-         TFecha(item.End()).ToString(item.seconds < kDay ? "hh:nn" : "dd/mm/yyyy hh:nn");
+         item.End().ToString(item.seconds < TDuration(kSecondsPerDay) ? "hh:nn"
+                                                                      : "dd/mm/yyyy hh:nn");
 }
 
 // A span touches the range when it shares a second with it or, having no
@@ -65,7 +66,7 @@ class TPersonCheck {
   void Run() {
     // The week around each edge, the rest before the first shift and the run
     // of days that crosses an edge all lie outside the range.
-    const int64_t restDays = limits_.minRestSeconds / kDay + 2;
+    const int64_t restDays = limits_.minRestSeconds.Value() / kSecondsPerDay + 2;
     // (A rest limit of more than the longest look is looked for that far.)
     int64_t look =
         std::max<int64_t>(limits_.maxConsecutiveDays + 1, std::min(restDays, kLongestLook));
@@ -89,15 +90,16 @@ class TPersonCheck {
 
  private:
   void Build(int64_t lookDays) {
-    first_ = TFecha(
-        std::min(range_.start - lookDays * kDay, TFecha(range_.start).StartOfWeek().Value()));
-    const int64_t lastMidnight = range_.end - kDay;
-    last_ = TFecha(std::max(lastMidnight + lookDays * kDay,
-                            TFecha(lastMidnight).StartOfWeek().Value() + 6 * kDay));
+    first_ = TFecha(std::min(range_.start - lookDays * kSecondsPerDay,
+                             TFecha(range_.start).StartOfWeek().Value()));
+    const int64_t lastMidnight = range_.end - kSecondsPerDay;
+    last_ = TFecha(std::max(lastMidnight + lookDays * kSecondsPerDay,
+                            TFecha(lastMidnight).StartOfWeek().Value() + 6 * kSecondsPerDay));
     roster_ = BuildRoster(plan_, employee_, first_, last_);
-    working_.assign(static_cast<size_t>((last_.Value() - first_.Value()) / kDay + 1), false);
+    working_.assign(static_cast<size_t>((last_.Value() - first_.Value()) / kSecondsPerDay + 1),
+                    false);
     for (const TRosterItem& item : roster_.items) {
-      const int64_t day = (item.start.Date() - first_.Value()) / kDay;
+      const int64_t day = (item.start.Date() - first_.Value()) / kSecondsPerDay;
       if (IsWork(item) && item.start >= first_ && day < static_cast<int64_t>(working_.size()))
         working_[static_cast<size_t>(day)] = true;
     }
@@ -109,9 +111,9 @@ class TPersonCheck {
   bool RunCrossesLook() const {
     if (working_.empty()) return false;
     const auto dayOf = [this](int64_t at) {
-      return static_cast<size_t>((at - first_.Value()) / kDay);
+      return static_cast<size_t>((at - first_.Value()) / kSecondsPerDay);
     };
-    const size_t rangeFirst = dayOf(range_.start), rangeLast = dayOf(range_.end - kDay);
+    const size_t rangeFirst = dayOf(range_.start), rangeLast = dayOf(range_.end - kSecondsPerDay);
     size_t from = 0;
     while (from < working_.size() && working_[from]) ++from;
     if (from > 0 && from > rangeFirst) return true;  // the run from the first day reaches the range
@@ -168,7 +170,7 @@ class TPersonCheck {
       if (!IsWork(item)) continue;
       for (const TFecha holiday : plan_.holidays) {
         const int64_t from = std::max(item.start.Value(), holiday.Value());
-        const int64_t to = std::min(item.End(), holiday.Value() + kDay);
+        const int64_t to = std::min(item.End().Value(), holiday.Value() + kSecondsPerDay);
         if (from < to)
           Add(TBreachKind::kWorkOnHoliday, from, to, [&] {
             return wording_.Say("{1} on the holiday of {2}",
@@ -178,16 +180,16 @@ class TPersonCheck {
     }
   }
 
-  int64_t Elapsed(int64_t from, int64_t to) const {
-    return zone_ != nullptr ? zone_->Elapsed(TFecha(from), TFecha(to)) : to - from;
+  TDuration Elapsed(TFecha from, TFecha to) const {
+    return zone_ != nullptr ? zone_->Elapsed(from, to) : to - from;
   }
 
   void Rest() {
     const TRosterItem* previous = nullptr;
     for (const TRosterItem& item : roster_.items) {
       if (!IsWork(item)) continue;
-      if (previous != nullptr && item.start.Value() >= previous->End()) {
-        const int64_t gap = Elapsed(previous->End(), item.start.Value());
+      if (previous != nullptr && item.start >= previous->End()) {
+        const TDuration gap = Elapsed(previous->End(), item.start);
         if (gap < limits_.minRestSeconds) {
           Add(TBreachKind::kShortRest, previous->End(), item.start.Value(), [&] {
             return wording_.Say("{1} of rest between {2} and {3}, less than {4}",
@@ -205,25 +207,27 @@ class TPersonCheck {
   void Weeks() {
     const TDayHours hours = HoursOf(roster_, first_, last_, zone_);
     for (int64_t week = TFecha(range_.start).StartOfWeek().Value(); week < range_.end;
-         week += 7 * kDay) {
-      const int firstDay = static_cast<int>((week - first_.Value()) / kDay);
-      int64_t work = 0, contract = 0;
+         week += 7 * kSecondsPerDay) {
+      const int firstDay = static_cast<int>((week - first_.Value()) / kSecondsPerDay);
+      TDuration work;
+      int64_t contract = 0;
       for (int day = firstDay; day < firstDay + 7; ++day) {
         for (int type = 0; type < kTimePointTypeCount; ++type) {
           if (KindOfType(static_cast<TTimePointType>(type)) == THoursKind::kWork)
-            work += hours.Seconds(day, static_cast<TTimePointType>(type));
+            work = work + hours.Seconds(day, static_cast<TTimePointType>(type));
         }
-        contract += ContractShare(plan_, employee_, TFecha(week + (day - firstDay) * kDay));
+        contract +=
+            ContractShare(plan_, employee_, TFecha(week + (day - firstDay) * kSecondsPerDay));
       }
       const std::string name = IsoWeekName(TFecha(week));
       if (work > limits_.maxWeekSeconds) {
-        Add(TBreachKind::kWeekOverMaximum, week, week + 7 * kDay, [&] {
+        Add(TBreachKind::kWeekOverMaximum, week, week + 7 * kSecondsPerDay, [&] {
           return wording_.Say("{1}: {2} of work, more than {3}",
                               {name, HoursText(work), HoursText(limits_.maxWeekSeconds)});
         });
       }
-      if (employee_.hasContract && work * kShareUnits > contract) {
-        Add(TBreachKind::kWeekOverContract, week, week + 7 * kDay, [&] {
+      if (employee_.hasContract && work.Value() * kShareUnits > contract) {
+        Add(TBreachKind::kWeekOverContract, week, week + 7 * kSecondsPerDay, [&] {
           return wording_.Say("{1}: {2} of work, more than the contract's {3}",
                               {name, HoursText(work), HoursText(UnitsToSeconds(contract))});
         });
@@ -238,8 +242,9 @@ class TPersonCheck {
     for (size_t day = 0; day <= working_.size(); ++day) {
       if (day < working_.size() && working_[day]) continue;
       if (day - start > static_cast<size_t>(limits_.maxConsecutiveDays)) {
-        Add(TBreachKind::kTooManyDays, first_.Value() + static_cast<int64_t>(start) * kDay,
-            first_.Value() + static_cast<int64_t>(day) * kDay, [&] {
+        Add(TBreachKind::kTooManyDays,
+            first_.Value() + static_cast<int64_t>(start) * kSecondsPerDay,
+            first_.Value() + static_cast<int64_t>(day) * kSecondsPerDay, [&] {
               return wording_.Say(
                   "{1} consecutive days with work, more than {2}",
                   {std::to_string(day - start), std::to_string(limits_.maxConsecutiveDays)});
@@ -345,7 +350,7 @@ std::vector<std::string> PlanWarnings(const std::vector<TPersonRoster>& rosters,
       }
     }
     for (const TItem& item : employee.items) {
-      if (item.seconds <= 0)
+      if (item.seconds <= TDuration())
         warnings.push_back(wording.Say("EMPLOYEE {1}: the ITEM at {2} lasts no time",
                                        {employee.id, item.start.ToString("dd/mm/yyyy hh:nn")}));
     }
@@ -375,12 +380,12 @@ std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,
   for (const TPost& post : plan.posts) {
     changes.clear();
     // A need of the evening before may reach into the range.
-    for (int64_t day = range.start - kDay; day < range.end; day += kDay) {
+    for (int64_t day = range.start - kSecondsPerDay; day < range.end; day += kSecondsPerDay) {
       const int weekday = TFecha(day).DayOfWeek() - 1;
       for (const TNeed& need : post.needs) {
         if ((need.days & (1 << weekday)) == 0 || need.people == 0) continue;
         const int64_t start = day + need.startMinute * int64_t{60};
-        add(start, start + need.seconds, need.people, 0);
+        add(start, start + need.seconds.Value(), need.people, 0);
       }
     }
     for (const TPersonRoster& roster : rosters) {

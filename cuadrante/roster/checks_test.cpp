@@ -355,7 +355,8 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
         for (const auto& need : plan.posts[0].needs) {
           const int64_t start = day + need.startMinute * 60;
           const int weekday = TFecha(day).DayOfWeek() - 1;
-          if ((need.days >> weekday & 1) && start <= minute && minute < start + need.seconds)
+          if ((need.days >> weekday & 1) && start <= minute &&
+              minute < start + need.seconds.Value())
             required += need.people;
         }
       }
@@ -394,29 +395,30 @@ TEST(CheckCoverage, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
       for (size_t a = 0; a < items.size(); ++a) {
         for (size_t b = a + 1; b < items.size(); ++b) {
           const TRosterItem &x = items[a], &y = items[b];
-          if (x.seconds <= 0 || y.seconds <= 0 || x.start.Value() >= y.End() ||
-              y.start.Value() >= x.End() ||
-              !touches(std::max(x.start.Value(), y.start.Value()), std::min(x.End(), y.End())))
+          if (x.seconds <= TDuration() || y.seconds <= TDuration() || x.start >= y.End() ||
+              y.start >= x.End() ||
+              !touches(std::max(x.start.Value(), y.start.Value()),
+                       std::min(x.End().Value(), y.End().Value())))
             continue;
           // Work against absence counts only when the work starts in the absence.
           const bool mixed = (kindOf(x) == THoursKind::kWork) != (kindOf(y) == THoursKind::kWork) &&
                              kindOf(x) != THoursKind::kOther && kindOf(y) != THoursKind::kOther;
           const TRosterItem& work = kindOf(x) == THoursKind::kWork ? x : y;
           const TRosterItem& absence = kindOf(x) == THoursKind::kWork ? y : x;
-          overlaps += !mixed || (absence.start <= work.start && work.start.Value() < absence.End());
+          overlaps += !mixed || (absence.start <= work.start && work.start < absence.End());
         }
       }
       // A rest is measured from the latest end of the work before each work item.
       int64_t latestEnd = INT64_MIN;
       for (const auto& item : items) {
-        if (!isWork(item) || item.seconds <= 0) continue;
+        if (!isWork(item) || item.seconds <= TDuration()) continue;
         if (latestEnd != INT64_MIN) {
           const int64_t gap = item.start.Value() - latestEnd;
-          if (gap >= 0 && gap < plan.limits.minRestSeconds &&
+          if (gap >= 0 && gap < plan.limits.minRestSeconds.Value() &&
               touches(latestEnd, item.start.Value()))
             ++rests;
         }
-        latestEnd = std::max(latestEnd, item.End());
+        latestEnd = std::max(latestEnd, item.End().Value());
       }
       size_t reportedOverlaps = 0, reportedRests = 0;
       for (const auto& breach : breaches) {

@@ -42,12 +42,12 @@ class CUADRANTE_API TDayHours {
   TFecha FirstDay() const { return firstDay_; }
   int Days() const { return static_cast<int>(seconds_.size()); }
   // Seconds of `type` on day `day` (0 is the first day); 0 outside the range.
-  int64_t Seconds(int day, TTimePointType type) const;
+  TDuration Seconds(int day, TTimePointType type) const;
   // Seconds of every type on day `day`.
-  int64_t Seconds(int day) const;
-  int64_t Total(THoursKind kind) const { return totals_[static_cast<size_t>(kind)]; }
+  TDuration Seconds(int day) const;
+  TDuration Total(THoursKind kind) const { return TDuration(totals_[static_cast<size_t>(kind)]); }
   // The seconds a type has over the whole range.
-  int64_t TypeTotal(TTimePointType type) const;
+  TDuration TypeTotal(TTimePointType type) const;
 
  private:
   using TDay = std::array<int64_t, kTimePointTypeCount>;
@@ -62,8 +62,8 @@ class CUADRANTE_API TDayHours {
 struct THoursRow {
   TFecha period;  // the first day of the week or month
   TTimePointType type = tptNone;
-  std::vector<int64_t> days;
-  int64_t total = 0;
+  std::vector<TDuration> days;
+  TDuration total;
 };
 
 // Rows for each week (`byMonth` false) or month that the range touches, and in

@@ -40,22 +40,22 @@ TEST(TDayHours, SplitsItemsAtMidnightAndAtTheRangesEdges) {
   // Every day from the one before the range to the one after it: the nights
   // split at midnight, the holiday stays on its Friday, the leave takes two days.
   std::vector<int64_t> days;
-  for (int day = -1; day <= 14; ++day) days.push_back(hours.Seconds(day));
+  for (int day = -1; day <= 14; ++day) days.push_back(hours.Seconds(day).Value());
   EXPECT_EQ(days, (std::vector<int64_t>{0, 8 * kHour, 6 * kHour, 0, 0, kDay, 0, 0, 0, 0, kDay, kDay,
                                         0, 0, 4 * kHour, 0}));
-  EXPECT_EQ(hours.Seconds(0, tptTimetable), 8 * kHour);
-  EXPECT_EQ(hours.Seconds(4, tptHoliday), kDay);
-  EXPECT_EQ(hours.Seconds(13, tptTask), 4 * kHour);
+  EXPECT_EQ(hours.Seconds(0, tptTimetable).Value(), 8 * kHour);
+  EXPECT_EQ(hours.Seconds(4, tptHoliday).Value(), kDay);
+  EXPECT_EQ(hours.Seconds(13, tptTask).Value(), 4 * kHour);
 
-  EXPECT_EQ(hours.Total(THoursKind::kWork), 14 * kHour + 4 * kHour);
-  EXPECT_EQ(hours.Total(THoursKind::kAbsence), 3 * kDay);
-  EXPECT_EQ(hours.Total(THoursKind::kOther), 0);
-  EXPECT_EQ(hours.TypeTotal(tptLeave), 2 * kDay);
+  EXPECT_EQ(hours.Total(THoursKind::kWork).Value(), 14 * kHour + 4 * kHour);
+  EXPECT_EQ(hours.Total(THoursKind::kAbsence).Value(), 3 * kDay);
+  EXPECT_EQ(hours.Total(THoursKind::kOther).Value(), 0);
+  EXPECT_EQ(hours.TypeTotal(tptLeave).Value(), 2 * kDay);
 
   // A two-week leave counts 24 h on each of its days, not 336 h on its first.
   TDayHours leave(At(2026, 11, 16), At(2026, 11, 29));
   leave.Add(Item(At(2026, 11, 16), 14 * kDay, tptLeave));
-  for (int day = 0; day < 14; ++day) EXPECT_EQ(leave.Seconds(day, tptLeave), kDay) << day;
+  for (int day = 0; day < 14; ++day) EXPECT_EQ(leave.Seconds(day, tptLeave).Value(), kDay) << day;
 }
 
 TEST(TDayHours, KindsFollowTheTypesClassification) {
@@ -81,23 +81,25 @@ TEST(HoursRows, WeeksStartOnMondayAndMonthsHaveThirtyOneColumns) {
   const auto weeks = HoursRows(hours, false);
   ASSERT_EQ(weeks.size(), 3u);  // week of 23/2 timetable, week of 2/3 timetable and task
   EXPECT_EQ(weeks[0].period, At(2026, 2, 23));
-  EXPECT_EQ(weeks[0].days, (std::vector<int64_t>{0, 0, 0, 0, 0, 2 * kHour, 6 * kHour}));
-  EXPECT_EQ(weeks[0].total, 8 * kHour);
+  std::vector<int64_t> week;
+  for (const TDuration day : weeks[0].days) week.push_back(day.Value());
+  EXPECT_EQ(week, (std::vector<int64_t>{0, 0, 0, 0, 0, 2 * kHour, 6 * kHour}));
+  EXPECT_EQ(weeks[0].total.Value(), 8 * kHour);
   EXPECT_EQ(weeks[1].period, At(2026, 3, 2));
   EXPECT_EQ(weeks[1].type, tptTimetable);
-  EXPECT_EQ(weeks[1].days[0], kHour);
+  EXPECT_EQ(weeks[1].days[0].Value(), kHour);
   EXPECT_EQ(weeks[2].type, tptTask);
 
   const auto months = HoursRows(hours, true);
   ASSERT_EQ(months.size(), 3u);
   EXPECT_EQ(months[0].period, At(2026, 2, 1));
   ASSERT_EQ(months[0].days.size(), 31u);
-  EXPECT_EQ(months[0].days[27], 2 * kHour);  // 28 February
-  EXPECT_EQ(months[0].days[28], 0);          // no 29 February: the column stays empty
+  EXPECT_EQ(months[0].days[27].Value(), 2 * kHour);  // 28 February
+  EXPECT_EQ(months[0].days[28].Value(), 0);          // no 29 February: the column stays empty
   EXPECT_EQ(months[1].period, At(2026, 3, 1));
-  EXPECT_EQ(months[1].days[0], 6 * kHour);
-  EXPECT_EQ(months[1].days[1], kHour);
-  EXPECT_EQ(months[1].total, 7 * kHour);
+  EXPECT_EQ(months[1].days[0].Value(), 6 * kHour);
+  EXPECT_EQ(months[1].days[1].Value(), kHour);
+  EXPECT_EQ(months[1].total.Value(), 7 * kHour);
 
   EXPECT_TRUE(HoursRows(TDayHours(At(2026, 3, 3), At(2026, 3, 1)), false).empty());
 }
@@ -110,20 +112,20 @@ TEST(TDayHours, CountsElapsedHoursInAZone) {
   TDayHours hours(At(2026, 3, 28), At(2026, 3, 30), &madrid);
   hours.Add(Item(At(2026, 3, 28, 22), 8 * kHour, tptTimetable));
   hours.Add(Item(At(2026, 3, 30, 0), kDay, tptLeave));
-  EXPECT_EQ(hours.Seconds(0, tptTimetable), 2 * kHour);
-  EXPECT_EQ(hours.Seconds(1, tptTimetable), 5 * kHour);
-  EXPECT_EQ(hours.Seconds(2), kDay);
-  EXPECT_EQ(hours.Total(THoursKind::kWork), 7 * kHour);
-  EXPECT_EQ(hours.Total(THoursKind::kAbsence), kDay);
+  EXPECT_EQ(hours.Seconds(0, tptTimetable).Value(), 2 * kHour);
+  EXPECT_EQ(hours.Seconds(1, tptTimetable).Value(), 5 * kHour);
+  EXPECT_EQ(hours.Seconds(2).Value(), kDay);
+  EXPECT_EQ(hours.Total(THoursKind::kWork).Value(), 7 * kHour);
+  EXPECT_EQ(hours.Total(THoursKind::kAbsence).Value(), kDay);
   // The whole change day is 23 h long, the autumn one 25 h.
   TDayHours days(At(2026, 3, 29), At(2026, 10, 25), &madrid);
   days.Add(Item(At(2026, 3, 29), kDay, tptLeave));
   days.Add(Item(At(2026, 10, 25), kDay, tptLeave));
-  EXPECT_EQ(days.Seconds(0), 23 * kHour);
-  EXPECT_EQ(days.Seconds(days.Days() - 1), 25 * kHour);
+  EXPECT_EQ(days.Seconds(0).Value(), 23 * kHour);
+  EXPECT_EQ(days.Seconds(days.Days() - 1).Value(), 25 * kHour);
   TDayHours wall(At(2026, 3, 29), At(2026, 3, 29));
   wall.Add(Item(At(2026, 3, 29), kDay, tptLeave));
-  EXPECT_EQ(wall.Seconds(0), kDay);
+  EXPECT_EQ(wall.Seconds(0).Value(), kDay);
 }
 
 }  // namespace

@@ -24,8 +24,6 @@
 namespace cuadrante::roster {
 namespace {
 
-constexpr int64_t kDay = 86400;
-
 // Seconds since 1970 as civil date and time, without any zone.
 struct TCivil {
   int year;
@@ -34,14 +32,15 @@ struct TCivil {
 };
 
 TCivil CivilOf(int64_t secondsSince1970) {
-  const int64_t days =
-      secondsSince1970 >= 0 ? secondsSince1970 / kDay : -((-secondsSince1970 + kDay - 1) / kDay);
+  const int64_t days = secondsSince1970 >= 0
+                           ? secondsSince1970 / kSecondsPerDay
+                           : -((-secondsSince1970 + kSecondsPerDay - 1) / kSecondsPerDay);
   const std::chrono::year_month_day ymd{std::chrono::sys_days(std::chrono::days(days))};
   return {static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
-          static_cast<unsigned>(ymd.day()), secondsSince1970 - days * kDay};
+          static_cast<unsigned>(ymd.day()), secondsSince1970 - days * kSecondsPerDay};
 }
 
-int64_t Since1970(TFecha wall) { return wall.Value() - kUnixEpochDays * kDay; }
+int64_t Since1970(TFecha wall) { return wall.Value() - kUnixEpochDays * kSecondsPerDay; }
 
 std::string DateText(const TCivil& c) {
   char text[16];
@@ -57,7 +56,9 @@ std::string DateTimeText(const TCivil& c) {
   return text;
 }
 
-std::string UtcText(int64_t utc) { return DateTimeText(CivilOf(utc)) + "Z"; }
+std::string UtcText(std::chrono::sys_seconds utc) {
+  return DateTimeText(CivilOf(utc.time_since_epoch().count())) + "Z";
+}
 
 std::string OffsetText(int seconds) {
   const char sign = seconds < 0 ? '-' : '+';
@@ -73,7 +74,8 @@ std::string OffsetText(int seconds) {
 }
 
 bool AllDay(const TCalendarEvent& event) {
-  return event.seconds > 0 && event.start.Value() % kDay == 0 && event.seconds % kDay == 0;
+  return event.seconds > TDuration() && event.start.Value() % kSecondsPerDay == 0 &&
+         event.seconds.Value() % kSecondsPerDay == 0;
 }
 
 // How a wall-clock time is written on a property: a date for all-day events,
@@ -121,38 +123,40 @@ void AppendFolded(std::string& out, std::string_view line) {
 
 void Line(std::string& out, std::string_view line) { AppendFolded(out, line); }
 
-void WriteTimeZone(std::string& out, const TZone& zone, int64_t fromUtc, int64_t toUtc) {
+void WriteTimeZone(std::string& out, const TZone& zone, std::chrono::sys_seconds fromUtc,
+                   std::chrono::sys_seconds toUtc) {
   Line(out, "BEGIN:VTIMEZONE");
   Line(out, "TZID:" + zone.Name());
   // The offset in force where the events begin, then every change up to their
   // end: a reader needs no rule of its own to place any of the events.
   const int offset = zone.OffsetAt(fromUtc);
   const std::vector<TZoneChange> changes = zone.Changes(fromUtc, toUtc);
-  auto observance = [&](bool daylight, int64_t onsetWall1970, int before, int after,
+  auto observance = [&](bool daylight, std::chrono::sys_seconds onset, int offsetThen, int after,
                         const std::string& name) {
     const char* kind = daylight ? "DAYLIGHT" : "STANDARD";
     Line(out, std::string("BEGIN:") + kind);
-    Line(out, "DTSTART:" + DateTimeText(CivilOf(onsetWall1970)));
-    Line(out, "TZOFFSETFROM:" + OffsetText(before));
+    // DTSTART of an observance is the onset on the wall clock of the offset before it.
+    Line(out, "DTSTART:" + DateTimeText(CivilOf(onset.time_since_epoch().count() + offsetThen)));
+    Line(out, "TZOFFSETFROM:" + OffsetText(offsetThen));
     Line(out, "TZOFFSETTO:" + OffsetText(after));
     if (!name.empty()) Line(out, "TZNAME:" + EscapeText(name));
     Line(out, std::string("END:") + kind);
   };
-  observance(zone.DaylightAt(fromUtc), fromUtc + offset, offset, offset,
-             zone.AbbreviationAt(fromUtc));
+  observance(zone.DaylightAt(fromUtc), fromUtc, offset, offset, zone.AbbreviationAt(fromUtc));
   for (const TZoneChange& change : changes) {
-    observance(change.daylightAfter, change.utc + change.offsetBefore, change.offsetBefore,
-               change.offsetAfter, change.abbreviation);
+    observance(change.daylightAfter, change.utc, change.offsetBefore, change.offsetAfter,
+               change.abbreviation);
   }
   Line(out, "END:VTIMEZONE");
 }
 
 // A length as RFC 5545 says it: whole days, which are nominal (the same
 // clock time on a later day), then the seconds left.
-std::string DurationText(int64_t seconds) {
+std::string DurationText(TDuration length) {
+  const int64_t seconds = length.Value();
   std::string text = "P";
-  if (seconds >= kDay) text += std::to_string(seconds / kDay) + "D";
-  if (seconds % kDay != 0) text += "T" + std::to_string(seconds % kDay) + "S";
+  if (seconds >= kSecondsPerDay) text += std::to_string(seconds / kSecondsPerDay) + "D";
+  if (seconds % kSecondsPerDay != 0) text += "T" + std::to_string(seconds % kSecondsPerDay) + "S";
   return text;
 }
 
@@ -169,10 +173,10 @@ void WriteEvent(std::string& out, const TCalendarEvent& event, const TCalendarOp
   // An item of no length has no DTEND: RFC 5545 wants DTEND after DTSTART.
   // One that ends after 9999 (an all-day event on 31/12/9999 ends on the
   // first of the year 10000, which no date can say) gives its DURATION.
-  const TFecha end(event.start.Value() + event.seconds);
-  if (event.seconds > 0 && CivilOf(Since1970(end)).year <= 9999) {
+  const TFecha end = event.start + event.seconds;
+  if (event.seconds > TDuration() && CivilOf(Since1970(end)).year <= 9999) {
     Line(out, TimeProperty("DTEND", end, allDay, options.zone));
-  } else if (event.seconds > 0) {
+  } else if (event.seconds > TDuration()) {
     Line(out, "DURATION:" + DurationText(event.seconds));
   }
   if (event.recurrence) {
@@ -199,25 +203,29 @@ void WriteEvent(std::string& out, const TCalendarEvent& event, const TCalendarOp
 }
 
 // The instants the events span, for the zone's changes.
-std::pair<int64_t, int64_t> SpanUtc(std::span<const TCalendarEvent> events, const TZone& zone) {
-  int64_t first = INT64_MAX;
-  int64_t last = INT64_MIN;
+std::pair<std::chrono::sys_seconds, std::chrono::sys_seconds> SpanUtc(
+    std::span<const TCalendarEvent> events, const TZone& zone) {
+  using std::chrono::sys_seconds;
+  sys_seconds first = sys_seconds::max();
+  sys_seconds last = sys_seconds::min();
   for (const TCalendarEvent& event : events) {
     first = std::min(first, zone.ToUtc(event.start));
-    TFecha end(event.start.Value() + event.seconds);
-    if (event.recurrence) end = TFecha(event.recurrence->until.Value() + event.seconds);
+    TFecha end = event.start + event.seconds;
+    if (event.recurrence) end = event.recurrence->until + event.seconds;
     last = std::max(last, zone.ToUtc(end));
   }
-  return {first - kDay, last + kDay};
+  const std::chrono::seconds day(kSecondsPerDay);
+  return {first - day, last + day};
 }
 
 std::string Label(const TTypeLabel& label, TTimePointType type) {
   return label ? label(type) : PlainTypeLabel(type);
 }
 
-TCalendarEvent EventOf(std::string_view scope, std::string_view what, TFecha start, int64_t seconds,
-                       TTimePointType type, std::string summary, const TTypeLabel& label) {
-  TBasicPoint probe(start, TDuration(seconds));
+TCalendarEvent EventOf(std::string_view scope, std::string_view what, TFecha start,
+                       TDuration seconds, TTimePointType type, std::string summary,
+                       const TTypeLabel& label) {
+  TBasicPoint probe(start, seconds);
   probe.Type = type;
   TCalendarEvent event;
   event.uid = StableUid(scope, what, start);
@@ -379,7 +387,7 @@ std::vector<TCalendarEvent> EventsOfPoints(const TBasicPointMgr& points, TFecha 
     }
     // An item of a document is what it is: moved, it is another item, and
     // keeps the UID of its start.
-    events.push_back(EventOf(scope, what, point->GetInicio(), point->GetDurationValue(),
+    events.push_back(EventOf(scope, what, point->GetInicio(), TDuration(point->GetDurationValue()),
                              point->Type, std::move(summary), label));
     if (const auto* box = dynamic_cast<const TBasicBox*>(point))
       events.back().shift = Trimmed(box->Code);
@@ -435,8 +443,8 @@ TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDa
       result.why = why;
     }
     if (exact && skipped == steps.end()) {
-      TCalendarEvent event =
-          EventOf(scope, what, rule.GetInicio(), rule.GetDurationValue(), rule.Type, "", label);
+      TCalendarEvent event = EventOf(scope, what, rule.GetInicio(),
+                                     TDuration(rule.GetDurationValue()), rule.Type, "", label);
       event.start = first;
       TRecurrence recurrence;
       recurrence.frequency = frequency->first;
@@ -466,7 +474,7 @@ TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay, TFecha lastDa
   }
   for (const TFecha start : starts) {
     result.events.push_back(
-        EventOf(scope, what, start, rule.GetDurationValue(), rule.Type, "", label));
+        EventOf(scope, what, start, TDuration(rule.GetDurationValue()), rule.Type, "", label));
   }
   return result;
 }
@@ -475,7 +483,8 @@ namespace {
 
 int64_t DayStart(TFecha at) {
   const int64_t value = at.Value();
-  return (value >= 0 ? value / kDay : -((-value + kDay - 1) / kDay)) * kDay;
+  return (value >= 0 ? value / kSecondsPerDay : -((-value + kSecondsPerDay - 1) / kSecondsPerDay)) *
+         kSecondsPerDay;
 }
 
 // The order slots count a day's events in: by start, then length, type and
@@ -565,7 +574,10 @@ using detail::WrittenWall;
 // wall clock of `zone`; without one, or for a floating time, as written.
 int64_t OldWall(const icaltimetype& time, const TZone* zone) {
   if (zone != nullptr && !time.is_date && (icaltime_is_utc(time) || time.zone != nullptr))
-    return zone->ToWall(icaltime_as_timet_with_zone(time, time.zone)).Value();
+    return zone
+        ->ToWall(std::chrono::sys_seconds(
+            std::chrono::seconds(icaltime_as_timet_with_zone(time, time.zone))))
+        .Value();
   return WrittenWall(time);
 }
 
@@ -647,13 +659,13 @@ TCalendarEvent Cancellation(const TOldEvent& old, const TZone* zone) {
   event.uid = old.uid;
   event.start = TFecha(OldWall(start, zone));
   if (icalproperty* end = icalcomponent_get_first_property(e, ICAL_DTEND_PROPERTY)) {
-    event.seconds = OldWall(icalproperty_get_dtend(end), zone) - event.start.Value();
+    event.seconds = TDuration(OldWall(icalproperty_get_dtend(end), zone) - event.start.Value());
   } else if (icalproperty* length = icalcomponent_get_first_property(e, ICAL_DURATION_PROPERTY)) {
-    event.seconds = detail::DurationSeconds(icalproperty_get_duration(length));
+    event.seconds = TDuration(detail::DurationSeconds(icalproperty_get_duration(length)));
   } else if (start.is_date) {
-    event.seconds = kDay;
+    event.seconds = TDuration(kSecondsPerDay);
   }
-  event.seconds = std::max<int64_t>(0, event.seconds);
+  event.seconds = std::max(TDuration(), event.seconds);
   const int type = StrToIntDef(XValue(e, "X-CUADRANTE-TYPE"), -1);
   event.type =
       type >= 0 && type < kTimePointTypeCount ? static_cast<TTimePointType>(type) : tptNone;

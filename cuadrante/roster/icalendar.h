@@ -14,6 +14,7 @@
 // and lasts whole days is an all-day event.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -48,7 +49,7 @@ struct TRecurrence {
 struct TCalendarEvent {
   std::string uid;
   TFecha start;
-  int64_t seconds = 0;
+  TDuration seconds;
   TTimePointType type = tptNone;
   std::string summary;
   std::string category;
@@ -60,8 +61,8 @@ struct TCalendarEvent {
 };
 
 struct TCalendarOptions {
-  const TZone* zone = nullptr;  // null: floating times
-  int64_t stampUtc = 0;         // DTSTAMP, seconds since 1970 UTC
+  const TZone* zone = nullptr;          // null: floating times
+  std::chrono::sys_seconds stampUtc{};  // DTSTAMP
   // The most octets the calendar may take, so that what is written can be
   // read back by a reader that bounds what it reads; 0 for no bound.
   size_t maxBytes = 0;

@@ -31,6 +31,11 @@ TFecha At(int year, int month, int day, int hour = 0, int minute = 0, int second
   return TFecha(EncodeDateTime(year, month, day, hour, minute, second, 0));
 }
 
+// The DTSTAMP the tests write: an instant in 2026.
+std::chrono::sys_seconds Stamp() {
+  return std::chrono::sys_seconds(std::chrono::seconds(1'790'000'000));
+}
+
 // libical's reading of a time, on the library's wall clock, by a road of its
 // own (the runtime's date encoding, not the export's).
 TFecha WallOf(const icaltimetype& time) {
@@ -125,7 +130,7 @@ TEST(ICalendar, ExportOfPointsIsReadBackByLibicalAndByTheImport) {
   points.Sort();
   const auto events = EventsOfPoints(points, At(2026, 11, 24), At(2026, 11, 28), "doc", {});
   ASSERT_EQ(events.size(), 4u);
-  const std::string ics = WriteCalendar(events, {nullptr, 1'790'000'000});
+  const std::string ics = WriteCalendar(events, {nullptr, Stamp()});
   for (size_t at = 0; (at = ics.find('\n', at)) != std::string::npos; ++at)
     ASSERT_EQ(ics[at - 1], '\r');
 
@@ -199,7 +204,7 @@ TEST(ICalendar, RecurrencesAgreeWithLibicalOnRandomRules) {
     const TZone* zone = round % 3 == 0 ? &madrid : nullptr;
     const TRuleEvents exported =
         EventsOfRule(rule, TFecha(from.Date()), TFecha(to.Date()), true, "r", {}, zone);
-    const std::string ics = WriteCalendar(exported.events, {zone, 0});
+    const std::string ics = WriteCalendar(exported.events, {zone, {}});
     std::vector<std::string> problems;
     Calendar root = ParseChecked(ics, problems);
     ASSERT_EQ(problems, std::vector<std::string>{}) << rule.WriteToStr() << "\n" << ics;
@@ -244,8 +249,8 @@ std::string Wrapped(std::initializer_list<std::string> events) {
 std::vector<std::string> Seen(const std::vector<TImportedEvent>& events) {
   std::vector<std::string> seen;
   for (const auto& e : events)
-    seen.push_back(e.start.ToString("dd/mm hh:nn") + "+" + std::to_string(e.seconds / 60) + " " +
-                   std::to_string(static_cast<int>(e.type)));
+    seen.push_back(e.start.ToString("dd/mm hh:nn") + "+" + std::to_string(e.seconds.Value() / 60) +
+                   " " + std::to_string(static_cast<int>(e.type)));
   return seen;
 }
 
@@ -401,7 +406,7 @@ TEST(ICalendar, FollowingAnEarlierExportCancelsWhatIsGoneAndCountsChanges) {
   const TFecha first = At(2026, 11, 2), last = At(2026, 11, 10);
   const TZone madrid = TZone::Find("Europe/Madrid");
   for (const TZone* zone : {static_cast<const TZone*>(nullptr), &madrid}) {
-    const TCalendarOptions options{zone, 1'790'000'000};
+    const TCalendarOptions options{zone, Stamp()};
     const std::string old = WriteCalendar(EvaEvents(EvaPlan("2026-11-02"), first, last), options);
     std::vector<TCalendarEvent> events = EvaEvents(EvaPlan("2026-11-03"), first, last);
     const TFollowed followed = FollowPrevious(events, old, options);
@@ -465,13 +470,13 @@ TEST(ICalendar, WritesUpToTheCalendarsLastDayAndWithinABound) {
   TCalendarEvent last;
   last.uid = "last";
   last.start = At(9999, 12, 31);
-  last.seconds = 86400;
+  last.seconds = TDuration(kSecondsPerDay);
   last.type = tptLeave;
   last.summary = "Vacaciones";
   TCalendarEvent far = last;
   far.uid = "far";
   far.start = At(5000, 6, 1, 9);
-  far.seconds = 7200;
+  far.seconds = TDuration(7200);
   const std::string ics = WriteCalendar(std::vector<TCalendarEvent>{far, last}, {});
   EXPECT_NE(ics.find("DTSTART;VALUE=DATE:99991231\r\nDURATION:P1D\r\n"), std::string::npos);
   EXPECT_NE(ics.find("DTEND:50000601T110000\r\n"), std::string::npos);
@@ -501,14 +506,13 @@ TEST(TZone, LibicalPlacesZonedEventsByTheExportedTimeZone) {
     std::vector<TCalendarEvent> events;
     for (int year = 2024; year <= 2028; ++year) {
       for (const TZoneChange& change :
-           zone.Changes(ToChrono(At(year, 1, 1)).time_since_epoch().count(),
-                        ToChrono(At(year + 1, 1, 1)).time_since_epoch().count())) {
+           zone.Changes(ToChrono(At(year, 1, 1)), ToChrono(At(year + 1, 1, 1)))) {
         for (const int64_t shift : {-7200, -1, 0, 3600, 7200}) {
           TCalendarEvent event;
-          event.start = zone.ToWall(change.utc + shift);
+          event.start = zone.ToWall(change.utc + std::chrono::seconds(shift));
           // A time in the fold is written once; libical takes the first.
           if (zone.Kind(event.start) != TWallKind::kUnique) continue;
-          event.seconds = 8 * 3600;
+          event.seconds = TDuration(8 * 3600);
           event.uid = std::to_string(events.size());
           event.summary = "x";
           events.push_back(event);
@@ -516,7 +520,7 @@ TEST(TZone, LibicalPlacesZonedEventsByTheExportedTimeZone) {
       }
     }
     ASSERT_GT(events.size(), 30u);
-    std::string ics = WriteCalendar(events, {&zone, 0});
+    std::string ics = WriteCalendar(events, {&zone, {}});
     for (size_t at = 0; (at = ics.find(name, at)) != std::string::npos;)
       ics.replace(at, std::string(name).size(), "Test/Renamed");
     icalcomponent* root = icalparser_parse_string(ics.c_str());
@@ -527,7 +531,7 @@ TEST(TZone, LibicalPlacesZonedEventsByTheExportedTimeZone) {
       const icaltimetype start = icalcomponent_get_dtstart(e);
       ASSERT_NE(start.zone, nullptr) << name;
       EXPECT_EQ(static_cast<int64_t>(icaltime_as_timet_with_zone(start, start.zone)),
-                zone.ToUtc(events[index].start))
+                zone.ToUtc(events[index].start).time_since_epoch().count())
           << name << " " << events[index].start.ToString("dd/mm/yyyy hh:nn");
     }
     EXPECT_EQ(index, events.size());

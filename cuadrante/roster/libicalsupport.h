@@ -56,13 +56,12 @@ inline std::string Text(const char* text) { return text != nullptr ? text : ""; 
 
 // The time as it is written, on the library's wall clock.
 inline int64_t WrittenWall(const icaltimetype& time) {
-  constexpr int64_t kDay = 86400;
   const std::chrono::year_month_day day{std::chrono::year(time.year),
                                         std::chrono::month(static_cast<unsigned>(time.month)),
                                         std::chrono::day(static_cast<unsigned>(time.day))};
   const int64_t days = std::chrono::sys_days(day).time_since_epoch().count() + kUnixEpochDays;
-  if (time.is_date) return days * kDay;
-  return days * kDay + time.hour * 3600 + time.minute * 60 + time.second;
+  if (time.is_date) return days * kSecondsPerDay;
+  return days * kSecondsPerDay + time.hour * 3600 + time.minute * 60 + time.second;
 }
 
 // A length in seconds, whatever its size: libical's own sum is an int.
@@ -75,9 +74,9 @@ inline int64_t DurationSeconds(const icaldurationtype& length) {
 // The inverse of WrittenWall: a wall-clock value as a time of `zone` (null:
 // floating), or as a date.
 inline icaltimetype TimeOfWall(int64_t wall, bool isDate, const icaltimezone* zone) {
-  constexpr int64_t kDay = 86400;
-  const int64_t days = (wall >= 0 ? wall / kDay : -((-wall + kDay - 1) / kDay));
-  const int64_t second = wall - days * kDay;
+  const int64_t days =
+      (wall >= 0 ? wall / kSecondsPerDay : -((-wall + kSecondsPerDay - 1) / kSecondsPerDay));
+  const int64_t second = wall - days * kSecondsPerDay;
   const std::chrono::year_month_day day{
       std::chrono::sys_days(std::chrono::days(days - kUnixEpochDays))};
   icaltimetype time = icaltime_null_time();

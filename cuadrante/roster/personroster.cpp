@@ -9,8 +9,6 @@
 namespace cuadrante::roster {
 namespace {
 
-constexpr int64_t kDay = 86400;
-
 // The rules of one employee unrolled over the range. Each rule carries its
 // place among the employee's rules, plus one, as its tag, which is how its
 // occurrences find their rule, and so their shift code, again.
@@ -28,11 +26,12 @@ void AddRules(const TPlan& plan, const TEmployee& employee, TFecha firstDay, TFe
     } else {
       const TShift& shift = *plan.FindShift(rule.shift);
       cycle = TCyclePoint(TFecha(rule.from.Date() + shift.startMinute * int64_t{60}), shift.type,
-                          TDuration(shift.seconds));
+                          shift.seconds);
       cycle.Periodicity = rule.every;
       cycle.WithWeekend = rule.weekend;
       // The last occurrence may start on the `until` day.
-      cycle.EndDate = rule.until.IsZero() ? TFecha() : TFecha(rule.until.Date() + kDay - 1);
+      cycle.EndDate =
+          rule.until.IsZero() ? TFecha() : TFecha(rule.until.Date() + kSecondsPerDay - 1);
     }
     cycle.CycleTag = static_cast<int32_t>(index + 1);
     rules.AddCycle(&cycle, nullptr, false);
@@ -47,7 +46,7 @@ void AddRules(const TPlan& plan, const TEmployee& employee, TFecha firstDay, TFe
       index = tag - 1;
       code = employee.rules[static_cast<size_t>(index)].shift;
     }
-    roster.items.push_back({occurrence->GetInicio(), occurrence->GetDurationValue(),
+    roster.items.push_back({occurrence->GetInicio(), TDuration(occurrence->GetDurationValue()),
                             occurrence->Type, std::move(code), TItemSource::kRule, false, index});
   }
 }
@@ -56,18 +55,19 @@ void AddRotations(const TPlan& plan, const TEmployee& employee, TRange range,
                   std::vector<TRosterItem>& items) {
   int64_t longest = 0;
   for (const TShift& shift : plan.shifts)
-    longest = std::max(longest, shift.startMinute * int64_t{60} + shift.seconds);
+    longest = std::max(longest, shift.startMinute * int64_t{60} + shift.seconds.Value());
   for (const TRotation& rotation : employee.rotations) {
     if (rotation.pattern.empty()) continue;
     const int64_t anchor = rotation.from.Date();
     // A shift of the day before may reach into the range.
-    int64_t day = std::max(anchor, (range.start - longest) / kDay * kDay);
-    const int64_t last =
-        rotation.until.IsZero() ? range.end : std::min(range.end, rotation.until.Date() + kDay);
+    int64_t day = std::max(anchor, (range.start - longest) / kSecondsPerDay * kSecondsPerDay);
+    const int64_t last = rotation.until.IsZero()
+                             ? range.end
+                             : std::min(range.end, rotation.until.Date() + kSecondsPerDay);
     const auto length = static_cast<int64_t>(rotation.pattern.size());
-    for (; day < last; day += kDay) {
+    for (; day < last; day += kSecondsPerDay) {
       const std::string& code =
-          rotation.pattern[static_cast<size_t>(((day - anchor) / kDay) % length)];
+          rotation.pattern[static_cast<size_t>(((day - anchor) / kSecondsPerDay) % length)];
       if (code == "-") continue;
       const TShift& shift = *plan.FindShift(code);
       const TRosterItem item{TFecha(day + shift.startMinute * int64_t{60}),
@@ -77,7 +77,7 @@ void AddRotations(const TPlan& plan, const TEmployee& employee, TRange range,
                              TItemSource::kRotation,
                              false,
                              -1};
-      TBasicPoint probe(item.start, TDuration(item.seconds));
+      TBasicPoint probe(item.start, item.seconds);
       if (Belongs(probe, range)) items.push_back(item);
     }
   }
@@ -86,7 +86,7 @@ void AddRotations(const TPlan& plan, const TEmployee& employee, TRange range,
 bool IsAbsence(const TRosterItem& item) {
   TBasicPoint probe;
   probe.Type = item.type;
-  return KindOf(probe) == THoursKind::kAbsence && item.seconds > 0;
+  return KindOf(probe) == THoursKind::kAbsence && item.seconds > TDuration();
 }
 
 bool IsPlannedWork(const TRosterItem& item) {
@@ -129,24 +129,24 @@ TPersonRoster BuildRoster(const TPlan& plan, const TEmployee& employee, TFecha f
   // An absence that ends before the range still cancels the night that
   // starts under it and reaches into the range: look as far back as the
   // longest item of the employee's reaches.
-  int64_t reach = kDay;
+  int64_t reach = kSecondsPerDay;
   for (const TShift& shift : plan.shifts)
-    reach = std::max(reach, shift.startMinute * int64_t{60} + shift.seconds);
-  for (const TItem& item : employee.items) reach = std::max(reach, item.seconds);
+    reach = std::max(reach, shift.startMinute * int64_t{60} + shift.seconds.Value());
+  for (const TItem& item : employee.items) reach = std::max(reach, item.seconds.Value());
   for (const TRule& rule : employee.rules) {
     if (rule.stored.empty()) continue;
     TCyclePoint stored;
     stored.ReadFromStr(rule.stored);
     reach = std::max(reach, stored.GetDurationValue());
   }
-  const TFecha wideFirst((range.start - reach) / kDay * kDay);
+  const TFecha wideFirst((range.start - reach) / kSecondsPerDay * kSecondsPerDay);
   const TRange wide{wideFirst.Value(), range.end};
 
   TPersonRoster roster{&employee, {}, {}};
   AddRules(plan, employee, wideFirst, lastDay, roster);
   AddRotations(plan, employee, wide, roster.items);
   for (const TItem& item : employee.items) {
-    TBasicPoint probe(item.start, TDuration(item.seconds));
+    TBasicPoint probe(item.start, item.seconds);
     if (Belongs(probe, wide))
       roster.items.push_back(
           {item.start, item.seconds, item.type, item.code, TItemSource::kItem, false, -1});
@@ -156,7 +156,7 @@ TPersonRoster BuildRoster(const TPlan& plan, const TEmployee& employee, TFecha f
   std::vector<TRosterItem> kept;
   kept.reserve(roster.items.size());
   for (TRosterItem& item : roster.items) {
-    TBasicPoint probe(item.start, TDuration(item.seconds));
+    TBasicPoint probe(item.start, item.seconds);
     if (!Belongs(probe, range)) continue;
     if (item.rule >= 0) ++roster.ruleOccurrences[static_cast<size_t>(item.rule)];
     kept.push_back(std::move(item));
@@ -181,7 +181,7 @@ TDayHours HoursOf(const TPersonRoster& roster, TFecha firstDay, TFecha lastDay, 
   TDayHours hours(firstDay, lastDay, zone);
   for (const TRosterItem& item : roster.items) {
     if (!item.Counts()) continue;
-    TBasicPoint point(item.start, TDuration(item.seconds));
+    TBasicPoint point(item.start, item.seconds);
     point.Type = item.type;
     hours.Add(point);
   }

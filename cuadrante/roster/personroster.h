@@ -28,14 +28,14 @@ enum class TItemSource { kRule, kRotation, kItem };
 
 struct TRosterItem {
   TFecha start;
-  int64_t seconds = 0;
+  TDuration seconds;
   TTimePointType type = tptNone;
   std::string code;  // the shift's code; empty for stored rules and items without one
   TItemSource source = TItemSource::kItem;
   bool cancelled = false;  // planned work under an absence
   int rule = -1;           // the employee's rule it comes from, by place
 
-  int64_t End() const { return start.Value() + seconds; }
+  TFecha End() const { return start + seconds; }
   // Counts in hours, checks and coverage.
   bool Counts() const { return !cancelled; }
 };

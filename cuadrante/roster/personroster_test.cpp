@@ -26,7 +26,8 @@ std::vector<std::string> Seen(const TPersonRoster& roster) {
   std::vector<std::string> seen;
   for (const auto& item : roster.items) {
     seen.push_back((item.code.empty() ? std::to_string(item.type) : item.code) + "@" +
-                   item.start.ToString("dd/mm hh:nn") + "+" + std::to_string(item.seconds / 60));
+                   item.start.ToString("dd/mm hh:nn") + "+" +
+                   std::to_string(item.seconds.Value() / 60));
   }
   return seen;
 }
@@ -122,7 +123,7 @@ TEST(HoursOf, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
     for (int day = 0; day < hours.Days(); ++day) {
       for (int type = 0; type < kTimePointTypeCount; ++type) {
         const auto found = minutes.find({day, type});
-        EXPECT_EQ(hours.Seconds(day, static_cast<TTimePointType>(type)),
+        EXPECT_EQ(hours.Seconds(day, static_cast<TTimePointType>(type)).Value(),
                   (found == minutes.end() ? 0 : found->second) * 60)
             << xml << " day " << day << " type " << type;
       }

@@ -10,6 +10,7 @@
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/sysutils.h"
+#include "cuadrante/time/isotext.h"
 #include "cuadrante/time/storedtext.h"
 
 namespace cuadrante::roster {
@@ -48,7 +49,7 @@ class TElement {
     if (!date) Fail(std::string(name) + " '" + *text + "' is no date (use 2026-11-23)");
     return *date;
   }
-  int64_t Hours(const char* name) const {
+  TDuration Hours(const char* name) const {
     const std::string text = Need(name);
     const auto seconds = ParseHours(text);
     if (!seconds) Fail(std::string(name) + " '" + text + "' is no length (use 8, 7.5 or 7:30)");
@@ -163,7 +164,8 @@ TItem ReadItem(const TElement& item, const TPlan& plan) {
   }
   // The calendar names no later instant than its last midnight, and a
   // calendar written from the plan could not say when the item ends.
-  if (made.start.Value() + made.seconds > kCalendarEnd + 1) item.Fail("ends after 31/12/9999");
+  if (made.start.Value() + made.seconds.Value() > kCalendarEnd + 1)
+    item.Fail("ends after 31/12/9999");
   return made;
 }
 
@@ -183,7 +185,8 @@ void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) 
   if (const auto contract = element.Get("contract")) {
     const auto seconds = ParseHours(*contract);
     if (!seconds) element.Fail("contract '" + *contract + "' is no number of hours a week");
-    if (*seconds > 7 * 86400) element.Fail("contract '" + *contract + "' is more than a week");
+    if (seconds->Value() > 7 * kSecondsPerDay)
+      element.Fail("contract '" + *contract + "' is more than a week");
     employee.contractSeconds = *seconds;
     employee.hasContract = true;
   }
@@ -234,8 +237,9 @@ void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) 
       const TFecha from = leave.Date("from", true), to = leave.Date("to", true);
       if (to < from) leave.Fail("ends before it starts");
       // Whole days, both included.
-      employee.items.push_back(
-          {TFecha(from.Date()), to.Date() + 86400 - from.Date(), leave.Type(tptLeave), ""});
+      employee.items.push_back({TFecha(from.Date()),
+                                TDuration(to.Date() + kSecondsPerDay - from.Date()),
+                                leave.Type(tptLeave), ""});
     } else if (name == "ITEM") {
       employee.items.push_back(
           ReadItem(TElement(child, where, {"start", "hours", "type", "shift"}), plan));
@@ -284,67 +288,6 @@ const TPost* TPlan::FindPost(std::string_view code) const { return Find(posts, p
 void TPlan::Reindex() {
   Index(shifts, shiftIndex_);
   Index(posts, postIndex_);
-}
-
-std::optional<TFecha> ParseIsoDate(std::string_view view) {
-  const std::string text(view);
-  unsigned year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  int used = 0;
-  if (std::sscanf(text.c_str(), "%4u-%2u-%2u%n", &year, &month, &day, &used) != 3 || used != 10)
-    return std::nullopt;
-  if (text.size() > 10) {
-    int usedTime = 0;
-    if (text[10] != 'T' ||
-        std::sscanf(text.c_str() + 11, "%2u:%2u%n:%2u%n", &hour, &minute, &usedTime, &second,
-                    &usedTime) < 2 ||
-        static_cast<size_t>(usedTime) + 11 != text.size()) {
-      return std::nullopt;
-    }
-  }
-  TDateTime date, time;
-  if (year < 1900 ||
-      !TryEncodeDate(static_cast<uint16_t>(year), static_cast<uint16_t>(month),
-                     static_cast<uint16_t>(day), date) ||
-      !TryEncodeTime(static_cast<uint16_t>(hour), static_cast<uint16_t>(minute),
-                     static_cast<uint16_t>(second), 0, time)) {
-    return std::nullopt;
-  }
-  return TFecha(date + time);
-}
-
-std::optional<int64_t> ParseHours(std::string_view text) {
-  // Decimal hours ("8", "7.5") or hours and minutes ("7:30"), in digits
-  // only: no sign, blank, exponent or base prefix, which a number reader
-  // would take and a person did not mean.
-  constexpr int64_t kMostHours = 100000;
-  const auto digit = [&](size_t at) {
-    return at < text.size() && text[at] >= '0' && text[at] <= '9';
-  };
-  size_t at = 0;
-  int64_t hours = 0;
-  for (; digit(at); ++at) {
-    hours = hours * 10 + (text[at] - '0');
-    if (hours > kMostHours) return std::nullopt;
-  }
-  if (at == 0) return std::nullopt;
-  if (at == text.size()) return hours * 3600;
-  if (text[at] == ':') {
-    if (text.size() != at + 3 || !digit(at + 1) || !digit(at + 2)) return std::nullopt;
-    const int minutes = (text[at + 1] - '0') * 10 + (text[at + 2] - '0');
-    if (minutes >= 60) return std::nullopt;
-    return hours * 3600 + minutes * 60;
-  }
-  if (text[at] != '.' || !digit(at + 1)) return std::nullopt;
-  // The fraction to the nearest second, from its first nine digits.
-  int64_t fraction = 0, scale = 1;
-  for (++at; digit(at); ++at) {
-    if (scale < 1'000'000'000) {
-      fraction = fraction * 10 + (text[at] - '0');
-      scale *= 10;
-    }
-  }
-  if (at != text.size() || (hours == kMostHours && fraction > 0)) return std::nullopt;
-  return hours * 3600 + (fraction * 3600 + scale / 2) / scale;
 }
 
 TPlan ReadPlan(std::string_view xml) {

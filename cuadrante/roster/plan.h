@@ -19,7 +19,8 @@
 //     </EMPLOYEE>
 //   </PLAN>
 //
-// Dates are ISO 8601 (2026-11-23, 2026-11-23T08:00); hours are 8, 7.5 or 7:30.
+// Dates are ISO 8601 (2026-11-23, 2026-11-23T08:00); hours are 8, 7.5 or 7:30
+// (both read by time/isotext.h).
 // A document that breaks the form is refused with EConvertError naming the
 // element ("EMPLOYEE ana: RULE 2: ...") and the reason. Values, no sharing.
 #pragma once
@@ -47,7 +48,7 @@ inline bool HoldsWeekday(TWeekdays days, int dayOfWeek) { return (days >> (dayOf
 struct TNeed {
   int people = 0;
   int startMinute = 0;  // after midnight
-  int64_t seconds = 0;
+  TDuration seconds;
   TWeekdays days = kEveryDay;
 };
 
@@ -62,7 +63,7 @@ struct TShift {
   std::string code;
   std::string name;
   int startMinute = 0;
-  int64_t seconds = 0;
+  TDuration seconds;
   TTimePointType type = tptTimetable;
 };
 
@@ -89,7 +90,7 @@ struct TRotation {
 // carries its shift's code).
 struct TItem {
   TFecha start;
-  int64_t seconds = 0;
+  TDuration seconds;
   TTimePointType type = tptLeave;
   std::string code;
 };
@@ -98,10 +99,10 @@ struct TEmployee {
   std::string id;
   std::string name;
   std::string post;
-  // The contract: seconds a week, spread evenly over the contract days
+  // The contract: the hours of a week, spread evenly over the contract days
   // (Monday to Friday unless the plan says otherwise). No contract: nothing
   // is owed, and `hasContract` tells the two apart.
-  int64_t contractSeconds = 0;
+  TDuration contractSeconds;
   bool hasContract = false;
   TWeekdays contractDays = kWeekdays;
   std::vector<TRule> rules;
@@ -111,8 +112,8 @@ struct TEmployee {
 
 // The limits the rule checks hold a roster to.
 struct TLimits {
-  int64_t minRestSeconds = 12 * 3600;
-  int64_t maxWeekSeconds = 48 * 3600;
+  TDuration minRestSeconds{12 * 3600};
+  TDuration maxWeekSeconds{48 * 3600};
   int maxConsecutiveDays = 6;
 };
 
@@ -143,10 +144,5 @@ struct CUADRANTE_API TPlan {
 // Reads a plan document. Raises EConvertError (or EXMLDocError for text that
 // is no XML) naming the element and the reason.
 CUADRANTE_API TPlan ReadPlan(std::string_view xml);
-
-// "2026-11-23" or "2026-11-23T08:00[:ss]" as a value; nothing for other text.
-CUADRANTE_API std::optional<TFecha> ParseIsoDate(std::string_view text);
-// "8", "7.5" or "7:30" hours as seconds; nothing for other text or < 0.
-CUADRANTE_API std::optional<int64_t> ParseHours(std::string_view text);
 
 }  // namespace cuadrante::roster

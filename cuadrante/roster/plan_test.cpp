@@ -4,7 +4,9 @@
 
 #include <optional>
 #include <string>
+#include <type_traits>
 
+#include "cuadrante/roster/personroster.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 
@@ -61,16 +63,16 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   EXPECT_EQ(plan.posts[1].needs[0].days, 0x42);
   EXPECT_FALSE(plan.posts[0].worksHolidays);
   ASSERT_EQ(plan.shifts.size(), 2u);
-  EXPECT_EQ(plan.FindShift("N")->seconds, 7 * 3600 + 1800);
+  EXPECT_EQ(plan.FindShift("N")->seconds.Value(), 7 * 3600 + 1800);
   EXPECT_EQ(plan.FindShift("N")->type, tptCover);
   EXPECT_EQ(plan.FindShift("M")->name, "M");
-  EXPECT_EQ(plan.limits.minRestSeconds, 11 * 3600);
-  EXPECT_EQ(plan.limits.maxWeekSeconds, 40 * 3600);
+  EXPECT_EQ(plan.limits.minRestSeconds.Value(), 11 * 3600);
+  EXPECT_EQ(plan.limits.maxWeekSeconds.Value(), 40 * 3600);
   EXPECT_EQ(plan.limits.maxConsecutiveDays, 5);
   EXPECT_EQ(plan.holidays, std::vector<TFecha>{At(2026, 12, 8)});
   ASSERT_EQ(plan.employees.size(), 3u);
   const auto& ana = plan.employees[0];
-  EXPECT_EQ(ana.contractSeconds, 37 * 3600 + 1800);
+  EXPECT_EQ(ana.contractSeconds.Value(), 37 * 3600 + 1800);
   EXPECT_TRUE(ana.hasContract);
   EXPECT_EQ(ana.contractDays, 0x1F);
   EXPECT_EQ(plan.employees[1].contractDays, 0x7F);
@@ -85,34 +87,22 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   EXPECT_EQ(ana.rotations[0].pattern, (std::vector<std::string>{"M", "N", "-"}));
   ASSERT_EQ(ana.items.size(), 4u);
   EXPECT_EQ(ana.items[0].start, At(2026, 11, 20));  // leave: whole days, both included
-  EXPECT_EQ(ana.items[0].seconds, 3 * 86400);
+  EXPECT_EQ(ana.items[0].seconds.Value(), 3 * 86400);
   EXPECT_EQ(ana.items[0].type, tptLeave);
   EXPECT_EQ(ana.items[1].start, At(2026, 11, 23, 8, 30));
-  EXPECT_EQ(ana.items[1].seconds, 5400);
+  EXPECT_EQ(ana.items[1].seconds.Value(), 5400);
   EXPECT_EQ(ana.items[1].code, "");
   EXPECT_EQ(ana.items[2].start, At(2026, 11, 24, 22));
-  EXPECT_EQ(ana.items[2].seconds, 7 * 3600 + 1800);
+  EXPECT_EQ(ana.items[2].seconds.Value(), 7 * 3600 + 1800);
   EXPECT_EQ(ana.items[2].type, tptCover);
   EXPECT_EQ(ana.items[2].code, "N");
   EXPECT_EQ(ana.items[3].start, At(2026, 11, 25, 21));
-  EXPECT_EQ(ana.items[3].seconds, 9 * 3600);
+  EXPECT_EQ(ana.items[3].seconds.Value(), 9 * 3600);
   EXPECT_EQ(ana.items[3].type, tptTimetable);
   EXPECT_TRUE(ReadPlan(Plan("<POST code=\"P\" worksHolidays=\"1\"/>")).posts[1].worksHolidays);
   EXPECT_EQ(plan.employees[1].name, "luis");  // the id stands for a missing name
-  EXPECT_EQ(plan.employees[1].contractSeconds, 0);
+  EXPECT_EQ(plan.employees[1].contractSeconds.Value(), 0);
   EXPECT_FALSE(plan.employees[1].hasContract);
-}
-
-TEST(ParseHours, TakesDecimalHoursOrHoursAndMinutesInDigitsOnly) {
-  using cuadrante::roster::ParseHours;
-  const std::pair<const char*, int64_t> good[] = {
-      {"8", 28800},  {"7.5", 27000},        {"7:30", 27000},         {"0", 0},
-      {"0.0003", 1}, {"100000", 360000000}, {"12.345678901", 44444}, {"99999:59", 359999940},
-      {"007", 25200}};
-  for (const auto& [text, seconds] : good) EXPECT_EQ(ParseHours(text), seconds) << text;
-  for (const char* bad : {"", " 8", "8 ", "+8", "-2", "0x10", "1e1", "8.", ".5", "7:3", "7:60",
-                          "7:300", "100000.5", "100001", "99999999999999999999", "8h", "nan"})
-    EXPECT_EQ(ParseHours(bad), std::nullopt) << bad;
 }
 
 TEST(TPlan, FindsCodesByIndexAndStillAfterTheListsChange) {
@@ -126,7 +116,7 @@ TEST(TPlan, FindsCodesByIndexAndStillAfterTheListsChange) {
   EXPECT_EQ(plan.FindShift("S4321"), &plan.shifts[4321]);
   EXPECT_EQ(plan.FindShift("S5000"), nullptr);
   EXPECT_EQ(plan.FindPost("P"), &plan.posts[0]);
-  plan.shifts.push_back({"X", "X", 0, 3600, tptTimetable});
+  plan.shifts.push_back({"X", "X", 0, TDuration(3600), tptTimetable});
   EXPECT_EQ(plan.FindShift("X"), &plan.shifts.back());  // found by a walk
   plan.shifts[0].code = "Y";
   plan.Reindex();
@@ -213,5 +203,13 @@ TEST(ReadPlan, RefusesABrokenPlanNamingTheElementAndTheReason) {
   // The last day of the calendar, whole, is still a day to plan.
   EXPECT_EQ(ErrorOf(OfA("<ITEM start=\"9999-12-31\" hours=\"24\"/>")), "");
 }
+
+// A length is no wall-clock time nor a bare count: a start or a number of
+// seconds put where a length belongs does not compile.
+static_assert(!std::is_convertible_v<TFecha, decltype(cuadrante::roster::TItem::seconds)>);
+static_assert(
+    !std::is_convertible_v<int64_t, decltype(cuadrante::roster::TLimits::minRestSeconds)>);
+using cuadrante::roster::TRosterItem;
+static_assert(!std::is_convertible_v<decltype(TRosterItem::seconds), decltype(TRosterItem::start)>);
 
 }  // namespace

@@ -11,8 +11,6 @@
 namespace cuadrante::detail {
 namespace {
 
-constexpr int64_t kSecsPerDay = 86400;
-
 // 1/86400 held in extended precision. Its nearest extended value lies above
 // the true quotient, so a multiple of 86400 never multiplies to just under its
 // day; the double that results is the nearest to value/86400, which is what
@@ -37,7 +35,7 @@ int64_t SecondsFromDateTime(TDateTime value) {
   uint16_t hour = 0, minute = 0, second = 0, msec = 0;
   DecodeTime(TDateTime(days), hour, minute, second, msec);
   const auto day = static_cast<int64_t>(std::trunc(days));
-  return day * kSecsPerDay + hour * 3600LL + minute * 60LL + second;
+  return day * kSecondsPerDay + hour * 3600LL + minute * 60LL + second;
 }
 
 }  // namespace
@@ -64,7 +62,7 @@ TDateTime TFecha::AsDateTime() const {
 // Integer division truncates exactly as the extended product does for every
 // value, and needs no rounding argument.
 TDateTime TFecha::AsDate() const {
-  const int64_t day = value_ / kSecsPerDay;
+  const int64_t day = value_ / kSecondsPerDay;
   return TDateTime(static_cast<double>(day));
 }
 
@@ -122,9 +120,9 @@ bool TFecha::IncDaysFits(short group) const {
   const int64_t room = kCalendarEnd - value_;
   switch (static_cast<int8_t>(group & 0xFF)) {
     case tgWeek:
-      return room >= 7 * kSecsPerDay;
+      return room >= 7 * kSecondsPerDay;
     case tgFortnight:
-      return room >= 14 * kSecsPerDay;
+      return room >= 14 * kSecondsPerDay;
     case tgMonth:
     case tgQuarter: {
       // The month step clamps to the calendar's last month, where it would
@@ -135,7 +133,7 @@ bool TFecha::IncDaysFits(short group) const {
     case tgYear:
       return Year() < 9999;
     default:
-      return room >= kSecsPerDay;
+      return room >= kSecondsPerDay;
   }
 }
 
@@ -145,17 +143,17 @@ TFecha TFecha::IncDays(short group) const {
   if (!IncDaysFits(group)) return std::max(*this, TFecha(kCalendarEnd));
   switch (static_cast<int8_t>(group & 0xFF)) {
     case tgWeek:
-      return TFecha(value_ + 7 * kSecsPerDay);
+      return TFecha(value_ + 7 * kSecondsPerDay);
     case tgMonth:
       return TFecha(IncMonth(AsDateTime(), 1));
     case tgYear:
       return TFecha(IncYear(AsDateTime(), 1));
     case tgFortnight:
-      return TFecha(value_ + 14 * kSecsPerDay);
+      return TFecha(value_ + 14 * kSecondsPerDay);
     case tgQuarter:
       return TFecha(IncMonth(AsDateTime(), 3));
     default:
-      return TFecha(value_ + kSecsPerDay);
+      return TFecha(value_ + kSecondsPerDay);
   }
 }
 
@@ -164,7 +162,7 @@ AnsiString TFecha::ToString(const AnsiString& pattern) const {
 }
 
 AnsiString TFecha::SmartString() const {
-  return value_ > kSecsPerDay ? DateTimeToStr(AsDateTime()) : TimeToStr(AsDateTime());
+  return value_ > kSecondsPerDay ? DateTimeToStr(AsDateTime()) : TimeToStr(AsDateTime());
 }
 
 TDuration::TDuration(TDateTime days) {

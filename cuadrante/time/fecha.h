@@ -56,7 +56,7 @@ class CUADRANTE_API TFecha {
   // The day alone, without fraction.
   TDateTime AsDate() const;
   // The value of 00:00:00 of the same day (a value, not a TFecha).
-  constexpr int64_t Date() const noexcept { return (value_ / 86400) * 86400; }
+  constexpr int64_t Date() const noexcept { return (value_ / kSecondsPerDay) * kSecondsPerDay; }
 
   void GetDecodedDate(unsigned short& year, unsigned short& month, unsigned short& day) const;
   void GetDecodedTime(unsigned short& hour, unsigned short& minute, unsigned short& second) const;
@@ -80,7 +80,9 @@ class CUADRANTE_API TFecha {
   TFecha EndOfMonth() const;
   TFecha StartOfYear() const;
   TFecha EndOfYear() const;
-  constexpr TFecha IncDay(short days) const noexcept { return TFecha(value_ + days * 86400LL); }
+  constexpr TFecha IncDay(short days) const noexcept {
+    return TFecha(value_ + days * kSecondsPerDay);
+  }
   constexpr TFecha IncHour(short hours) const noexcept { return TFecha(value_ + hours * 3600LL); }
   // One period of the TTimesGroup in the low 8 bits: 2 week, 3 month, 4 year,
   // 5 fortnight, 6 quarter, anything else a day. Months clamp to the month's end.
@@ -135,7 +137,7 @@ class CUADRANTE_API TDuration {
   template <std::floating_point F>
   TDuration(F) = delete;
   constexpr TDuration(short days, short hours, short minutes, short seconds) noexcept
-      : value_(days * 86400LL + hours * 3600LL + minutes * 60LL + seconds) {}
+      : value_(days * kSecondsPerDay + hours * 3600LL + minutes * 60LL + seconds) {}
   // The raw seconds of the TFecha; nothing is subtracted.
   constexpr explicit TDuration(const TFecha& fecha) noexcept : value_(fecha.Value()) {}
 

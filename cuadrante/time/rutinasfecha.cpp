@@ -57,7 +57,7 @@ TFechasPairList GetPairedFechas(TFecha start, TFecha end, TTimesGroup group) {
   start = AlignToGroup(start, kind);
   // The last period of the calendar is cut at its last day, and the walk ends
   // there whatever `end` says: past it no date has a name.
-  const TFecha lastDay(kCalendarEnd - kCalendarEnd % 86400);
+  const TFecha lastDay(kCalendarEnd - kCalendarEnd % kSecondsPerDay);
   TFechasPairList periods;
   while (start <= end) {
     // A year has no period of its own: it was aligned to 1 January and runs

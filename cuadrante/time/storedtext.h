@@ -19,11 +19,12 @@
 #include <string_view>
 
 #include "cuadrante/runtime/export.h"
+#include "cuadrante/time/fecha.h"
 
 namespace cuadrante {
 
 // The first 01/01/1900 00:00:00, as a value.
-inline constexpr int64_t kCalendarStart = 2 * 86400;
+inline constexpr int64_t kCalendarStart = 2 * kSecondsPerDay;
 
 // "" for a sound stored text of 4, 7 or 8 fields, or why it is not, naming
 // the field: "field 3 (type): 99 is no point type (0 to 13)". A box's code

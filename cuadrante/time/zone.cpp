@@ -16,10 +16,8 @@ using date::sys_seconds;
 const date::time_zone& Of(const void* zone) { return *static_cast<const date::time_zone*>(zone); }
 
 local_seconds Local(TFecha wall) {
-  return local_seconds(std::chrono::seconds(wall.Value() - kUnixEpochDays * 86400));
+  return local_seconds(std::chrono::seconds(wall.Value() - kUnixEpochDays * kSecondsPerDay));
 }
-
-sys_seconds Sys(int64_t utc) { return sys_seconds(std::chrono::seconds(utc)); }
 
 std::string Clock(local_seconds at, const char* form) { return date::format(form, at); }
 
@@ -33,18 +31,18 @@ TZone TZone::Find(std::string_view name) {
   }
 }
 
-int64_t TZone::ToUtc(TFecha wall) const {
+sys_seconds TZone::ToUtc(TFecha wall) const {
   const local_seconds local = Local(wall);
   const date::local_info info = Of(zone_).get_info(local);
   switch (info.result) {
     case date::local_info::unique:
     case date::local_info::ambiguous:
-      return (local - info.first.offset).time_since_epoch().count();
+      return sys_seconds((local - info.first.offset).time_since_epoch());
     case date::local_info::nonexistent:
       break;
   }
   // The change itself: the first instant after the gap.
-  return info.second.begin.time_since_epoch().count();
+  return info.second.begin;
 }
 
 TWallKind TZone::Kind(TFecha wall) const {
@@ -58,26 +56,24 @@ TWallKind TZone::Kind(TFecha wall) const {
   }
 }
 
-TFecha TZone::ToWall(int64_t utc) const {
-  return TFecha(utc + OffsetAt(utc) + kUnixEpochDays * 86400);
+TFecha TZone::ToWall(sys_seconds utc) const { return FromChrono(utc) + TDuration(OffsetAt(utc)); }
+
+int TZone::OffsetAt(sys_seconds utc) const {
+  return static_cast<int>(Of(zone_).get_info(utc).offset.count());
 }
 
-int TZone::OffsetAt(int64_t utc) const {
-  return static_cast<int>(Of(zone_).get_info(Sys(utc)).offset.count());
-}
+std::string TZone::AbbreviationAt(sys_seconds utc) const { return Of(zone_).get_info(utc).abbrev; }
 
-std::string TZone::AbbreviationAt(int64_t utc) const { return Of(zone_).get_info(Sys(utc)).abbrev; }
+bool TZone::DaylightAt(sys_seconds utc) const { return Of(zone_).get_info(utc).save.count() != 0; }
 
-bool TZone::DaylightAt(int64_t utc) const { return Of(zone_).get_info(Sys(utc)).save.count() != 0; }
-
-std::vector<TZoneChange> TZone::Changes(int64_t fromUtc, int64_t toUtc) const {
+std::vector<TZoneChange> TZone::Changes(sys_seconds fromUtc, sys_seconds toUtc) const {
   std::vector<TZoneChange> changes;
-  date::sys_info info = Of(zone_).get_info(Sys(fromUtc));
-  while (info.end < Sys(toUtc)) {
+  date::sys_info info = Of(zone_).get_info(fromUtc);
+  while (info.end < toUtc) {
     const date::sys_info next = Of(zone_).get_info(info.end);
     // Some database entries change only the abbreviation or the split between
     // standard and daylight time; a calendar needs them all the same.
-    changes.push_back({next.begin.time_since_epoch().count(), static_cast<int>(info.offset.count()),
+    changes.push_back({next.begin, static_cast<int>(info.offset.count()),
                        static_cast<int>(next.offset.count()), next.save.count() != 0, next.abbrev});
     info = next;
   }

@@ -2,7 +2,9 @@
 // time must become an instant: elapsed hours and zoned calendars.
 //
 // The library's times stay wall-clock seconds. A zone turns such a value into
-// an instant (seconds since 1970-01-01 UTC) and back. On the day clocks go
+// an instant (std::chrono::sys_seconds, seconds since 1970-01-01 UTC) and
+// back; the two are distinct types, so a wall-clock value passed where an
+// instant belongs does not compile. On the day clocks go
 // forward some wall-clock times do not exist (02:30 in Madrid on the last
 // Sunday of March): they map to the instant of the change, so a shift that
 // starts then begins when the clock shows 03:00, and `Kind` says so. On the
@@ -10,6 +12,7 @@
 // Values are cheap to copy; the tz database lives for the whole process.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -24,8 +27,8 @@ enum class TWallKind { kUnique, kNonexistent, kAmbiguous };
 
 // One change of a zone's offset from UTC.
 struct TZoneChange {
-  int64_t utc = 0;       // the instant of the change, seconds since 1970 UTC
-  int offsetBefore = 0;  // seconds east of UTC
+  std::chrono::sys_seconds utc{};  // the instant of the change
+  int offsetBefore = 0;            // seconds east of UTC
   int offsetAfter = 0;
   bool daylightAfter = false;
   std::string abbreviation;  // in force after the change, "CEST"
@@ -39,17 +42,20 @@ class CUADRANTE_API TZone {
 
   const std::string& Name() const { return name_; }
 
-  int64_t ToUtc(TFecha wall) const;
+  std::chrono::sys_seconds ToUtc(TFecha wall) const;
   TWallKind Kind(TFecha wall) const;
-  TFecha ToWall(int64_t utc) const;
-  int OffsetAt(int64_t utc) const;  // seconds east of UTC
-  std::string AbbreviationAt(int64_t utc) const;
-  bool DaylightAt(int64_t utc) const;  // daylight saving time in force
+  TFecha ToWall(std::chrono::sys_seconds utc) const;
+  int OffsetAt(std::chrono::sys_seconds utc) const;  // seconds east of UTC
+  std::string AbbreviationAt(std::chrono::sys_seconds utc) const;
+  bool DaylightAt(std::chrono::sys_seconds utc) const;  // daylight saving time in force
   // The changes in [fromUtc, toUtc), in order.
-  std::vector<TZoneChange> Changes(int64_t fromUtc, int64_t toUtc) const;
+  std::vector<TZoneChange> Changes(std::chrono::sys_seconds fromUtc,
+                                   std::chrono::sys_seconds toUtc) const;
 
-  // Seconds that really pass from `start` to `end` (both wall-clock).
-  int64_t Elapsed(TFecha start, TFecha end) const { return ToUtc(end) - ToUtc(start); }
+  // The time that really passes from `start` to `end` (both wall-clock).
+  TDuration Elapsed(TFecha start, TFecha end) const {
+    return TDuration((ToUtc(end) - ToUtc(start)).count());
+  }
 
  private:
   TZone(std::string name, const void* zone) : name_(std::move(name)), zone_(zone) {}

@@ -7,6 +7,8 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "cuadrante/runtime/datetime.h"
@@ -65,20 +67,26 @@ TEST(TZone, ChangesAndOffsetsAgreeWithTheSystemsReadingOfTheTzDatabase) {
       expected.push_back(high);
     }
     std::vector<int64_t> got;
-    for (const TZoneChange& change : zone.Changes(from, to)) {
+    const auto instant = [](int64_t utc) {
+      return std::chrono::sys_seconds(std::chrono::seconds(utc));
+    };
+    for (const TZoneChange& change : zone.Changes(instant(from), instant(to))) {
       if (change.offsetBefore == change.offsetAfter) continue;
-      got.push_back(change.utc);
-      EXPECT_EQ(change.offsetBefore, SystemZone::Offset(change.utc - 1)) << name;
-      EXPECT_EQ(change.offsetAfter, SystemZone::Offset(change.utc)) << name;
+      const int64_t utc = change.utc.time_since_epoch().count();
+      got.push_back(utc);
+      EXPECT_EQ(change.offsetBefore, SystemZone::Offset(utc - 1)) << name;
+      EXPECT_EQ(change.offsetAfter, SystemZone::Offset(utc)) << name;
+      EXPECT_EQ(zone.OffsetAt(change.utc), change.offsetAfter) << name;
       // The hour after the change as the clock shows it maps back to its instant.
-      const int64_t after = change.utc + 1800;
-      const TFecha wall = zone.ToWall(after);
+      const int64_t after = utc + 1800;
+      const TFecha wall = zone.ToWall(instant(after));
       const std::chrono::seconds shown(after + SystemZone::Offset(after));
       EXPECT_EQ(wall.Value(), FromChrono(std::chrono::sys_seconds(shown)).Value()) << name;
       // After a step back that clock time came once already: it counts as the first.
       const bool back = change.offsetAfter < change.offsetBefore;
       EXPECT_EQ(zone.Kind(wall), back ? TWallKind::kAmbiguous : TWallKind::kUnique) << name;
-      EXPECT_EQ(zone.ToUtc(wall), after - (back ? change.offsetBefore - change.offsetAfter : 0))
+      EXPECT_EQ(zone.ToUtc(wall),
+                instant(after - (back ? change.offsetBefore - change.offsetAfter : 0)))
           << name;
     }
     EXPECT_EQ(got, expected) << name;
@@ -89,9 +97,9 @@ TEST(TZone, ChangesAndOffsetsAgreeWithTheSystemsReadingOfTheTzDatabase) {
 
 TEST(TZone, ElapsedHoursAcrossTheChangesAndTimesThatDoNotExistOrHappenTwice) {
   const TZone madrid = TZone::Find("Europe/Madrid");
-  EXPECT_EQ(madrid.Elapsed(At(2026, 3, 28, 22), At(2026, 3, 29, 6)), 7 * 3600);
-  EXPECT_EQ(madrid.Elapsed(At(2026, 10, 24, 22), At(2026, 10, 25, 6)), 9 * 3600);
-  EXPECT_EQ(madrid.Elapsed(At(2026, 11, 24, 22), At(2026, 11, 25, 6)), 8 * 3600);
+  EXPECT_EQ(madrid.Elapsed(At(2026, 3, 28, 22), At(2026, 3, 29, 6)).Value(), 7 * 3600);
+  EXPECT_EQ(madrid.Elapsed(At(2026, 10, 24, 22), At(2026, 10, 25, 6)).Value(), 9 * 3600);
+  EXPECT_EQ(madrid.Elapsed(At(2026, 11, 24, 22), At(2026, 11, 25, 6)).Value(), 8 * 3600);
   EXPECT_EQ(madrid.Kind(At(2026, 3, 29, 2, 30)), TWallKind::kNonexistent);
   EXPECT_EQ(madrid.Kind(At(2026, 3, 29, 1, 59)), TWallKind::kUnique);
   EXPECT_EQ(madrid.Kind(At(2026, 3, 29, 3, 0)), TWallKind::kUnique);
@@ -107,11 +115,20 @@ TEST(TZone, ElapsedHoursAcrossTheChangesAndTimesThatDoNotExistOrHappenTwice) {
   EXPECT_EQ(WallProblem(madrid, At(2026, 10, 25, 3, 0)), "");
   // In Sydney the seasons turn: clocks go back in April, forward in October.
   const TZone sydney = TZone::Find("Australia/Sydney");
-  EXPECT_EQ(sydney.Elapsed(At(2026, 4, 4, 22), At(2026, 4, 5, 6)), 9 * 3600);
-  EXPECT_EQ(sydney.Elapsed(At(2026, 10, 3, 22), At(2026, 10, 4, 6)), 7 * 3600);
+  EXPECT_EQ(sydney.Elapsed(At(2026, 4, 4, 22), At(2026, 4, 5, 6)).Value(), 9 * 3600);
+  EXPECT_EQ(sydney.Elapsed(At(2026, 10, 3, 22), At(2026, 10, 4, 6)).Value(), 7 * 3600);
   const TZone newYork = TZone::Find("America/New_York");
-  EXPECT_EQ(newYork.Elapsed(At(2026, 3, 7, 22), At(2026, 3, 8, 6)), 7 * 3600);
+  EXPECT_EQ(newYork.Elapsed(At(2026, 3, 7, 22), At(2026, 3, 8, 6)).Value(), 7 * 3600);
   EXPECT_EQ(newYork.Kind(At(2026, 3, 8, 2, 30)), TWallKind::kNonexistent);
 }
+
+// Wall-clock values, lengths and instants are apart: a wall-clock time where an
+// instant belongs, or a count of seconds where either belongs, does not compile.
+static_assert(!std::is_invocable_v<decltype(&TZone::ToWall), const TZone&, TFecha>);
+static_assert(!std::is_invocable_v<decltype(&TZone::ToWall), const TZone&, int64_t>);
+static_assert(!std::is_invocable_v<decltype(&TZone::OffsetAt), const TZone&, TFecha>);
+static_assert(
+    !std::is_invocable_v<decltype(&TZone::ToUtc), const TZone&, std::chrono::sys_seconds>);
+static_assert(!std::is_convertible_v<decltype(std::declval<TZone>().Elapsed({}, {})), int64_t>);
 
 }  // namespace

@@ -1,25 +1,19 @@
-// Arguments and documents shared by the commands.
+// The command line read one way, and the readers of what options say.
+#include "tools/cuadrante/arguments.h"
+
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <string>
-#include <system_error>
+#include <string_view>
+#include <utility>
 
-#include "cuadrante/documents/xmldocument.h"
-#include "cuadrante/points/basicpointmgr.h"
-#include "cuadrante/points/cyclepointmgr.h"
-#include "cuadrante/port/files.h"
+#include "cuadrante/runtime/dateformat.h"
+#include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/sysutils.h"
-#include "cuadrante/text/rutinastext.h"
-#include "cuadrante/time/basicpoint.h"
-#include "cuadrante/time/cyclepoint.h"
-#include "cuadrante/time/storedtext.h"
-#include "tools/cuadrante/commands.h"
+#include "cuadrante/time/isotext.h"
 
 namespace cuadrante::tool {
 
@@ -49,10 +43,135 @@ std::string Printable(const std::string& text) {
   return shown;
 }
 
-Options Parse(const Args& args, std::initializer_list<const char*> withValue,
-              std::initializer_list<const char*> bare) {
+Option Flag(std::string name) {
+  Option option;
+  option.name = std::move(name);
+  option.kind = Option::Kind::kFlag;
+  return option;
+}
+
+Option Value(std::string name, std::string needs) {
+  Option option;
+  option.name = std::move(name);
+  option.needs = std::move(needs);
+  return option;
+}
+
+Option Number(std::string name, int64_t low, int64_t high) {
+  Option option = Value(std::move(name));
+  option.kind = Option::Kind::kNumber;
+  option.low = low;
+  option.high = high;
+  return option;
+}
+
+Option Choice(std::string name, std::vector<std::string> choices) {
+  Option option = Value(std::move(name));
+  option.kind = Option::Kind::kChoice;
+  option.choices = std::move(choices);
+  return option;
+}
+
+Option FormatOption() { return Choice("--format", {"text", "csv", "xml", "json"}); }
+
+std::vector<Option> Join(std::vector<Option> options, const std::vector<Option>& more) {
+  options.insert(options.end(), more.begin(), more.end());
+  return options;
+}
+
+const std::string& Options::Need(const std::string& name) const {
+  const auto found = values.find(name);
+  if (found == values.end()) throw Misuse("needs " + name);
+  return found->second;
+}
+
+std::string Options::Get(const std::string& name, const std::string& otherwise) const {
+  const auto found = values.find(name);
+  return found == values.end() ? otherwise : found->second;
+}
+
+bool Options::Flag(const std::string& name) const {
+  return std::find(flags.begin(), flags.end(), name) != flags.end();
+}
+
+int64_t Options::Number(const std::string& name, int64_t otherwise) const {
+  const auto found = numbers.find(name);
+  return found == numbers.end() ? otherwise : found->second;
+}
+
+namespace {
+
+// "a, b or c".
+std::string Listed(const std::vector<std::string>& words) {
+  std::string listed;
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) listed += i + 1 == words.size() ? " or " : ", ";
+    listed += words[i];
+  }
+  return listed;
+}
+
+// The value of a number option, checked against its bounds.
+int64_t CheckedNumber(const Option& option, const std::string& text) {
+  const std::string_view digits = std::string_view(text).substr(text.rfind('-', 0) == 0 ? 1 : 0);
+  const bool wellFormed =
+      !digits.empty() && digits.size() <= 19 &&
+      std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+  // Nineteen digits always fit in 64 bits, so the conversion cannot wrap.
+  const int64_t value = wellFormed ? std::strtoll(text.c_str(), nullptr, 10) : 0;
+  if (!wellFormed || value < option.low || value > option.high) {
+    throw Misuse(option.name + " takes a whole number from " + std::to_string(option.low) + " to " +
+                 std::to_string(option.high) + ", not '" + Printable(text) + "'");
+  }
+  return value;
+}
+
+// Keeps what `option` says in `into`, once its value is checked.
+void Keep(const Option& option, const std::string& value, Options& into) {
+  switch (option.kind) {
+    case Option::Kind::kFlag:
+      into.flags.push_back(option.name);
+      return;
+    case Option::Kind::kNumber:
+      into.numbers[option.name] = CheckedNumber(option, value);
+      break;
+    case Option::Kind::kChoice:
+      if (std::find(option.choices.begin(), option.choices.end(), value) == option.choices.end())
+        throw Misuse(option.name + " takes " + Listed(option.choices) + ", not '" +
+                     Printable(value) + "'");
+      break;
+    case Option::Kind::kValue:
+      break;
+  }
+  into.values[option.name] = value;
+}
+
+// Reads the option at args[at] when `declared` names it, into `into`, and
+// tells how many arguments it used: 0 when it is not declared. "--name=value"
+// stands for "--name value".
+size_t ReadOption(const Args& args, size_t at, const std::vector<Option>& declared, Options& into) {
+  const std::string& arg = args[at];
+  const size_t equals = arg.rfind("--", 0) == 0 ? arg.find('=') : std::string::npos;
+  const std::string name = arg.substr(0, equals);
+  const auto option = std::find_if(declared.begin(), declared.end(),
+                                   [&](const Option& o) { return o.name == name; });
+  if (option == declared.end()) return 0;
+  const bool joined = equals != std::string::npos;
+  if (option->kind == Option::Kind::kFlag) {
+    if (joined) throw Misuse(name + " takes no value");
+    Keep(*option, "", into);
+    return 1;
+  }
+  if (!joined && at + 1 == args.size()) throw Misuse(name + " needs " + option->needs);
+  Keep(*option, joined ? arg.substr(equals + 1) : args[at + 1], into);
+  return joined ? 1 : 2;
+}
+
+}  // namespace
+
+Options Parse(const Args& args, const Syntax& syntax) {
   Options options;
-  for (size_t i = 0; i < args.size(); ++i) {
+  for (size_t i = 0; i < args.size();) {
     const std::string& arg = args[i];
     if (arg == "--") {
       // Everything after it is a word, even when it begins with "-".
@@ -62,60 +181,57 @@ Options Parse(const Args& args, std::initializer_list<const char*> withValue,
     }
     if (arg.size() < 2 || arg[0] != '-') {
       options.words.push_back(arg);
+      ++i;
       continue;
     }
-    // "--name=value" stands for "--name value".
-    const size_t equals = arg.rfind("--", 0) == 0 ? arg.find('=') : std::string::npos;
-    const std::string name = arg.substr(0, equals);
-    bool known = false;
-    for (const char* option : withValue) {
-      if (name != option) continue;
-      if (equals != std::string::npos) {
-        options.values[name] = arg.substr(equals + 1);
-      } else {
-        if (i + 1 == args.size()) throw Misuse(name + " needs a value");
-        options.values[name] = args[++i];
-      }
-      known = true;
+    const size_t used = ReadOption(args, i, syntax.options, options);
+    if (used == 0) {
+      const std::string name = arg.substr(0, arg.rfind("--", 0) == 0 ? arg.find('=') : arg.npos);
+      throw Misuse("unknown option " + Printable(name));
     }
-    for (const char* option : bare) {
-      if (name != option) continue;
-      if (equals != std::string::npos) throw Misuse(name + " takes no value");
-      options.flags.push_back(name);
-      known = true;
+    i += used;
+  }
+  const size_t count = options.words.size();
+  if (count < syntax.words.least || count > syntax.words.most) throw Misuse(syntax.words.misuse);
+  return options;
+}
+
+Options TakeOptions(Args& args, const std::vector<Option>& declared) {
+  Options options;
+  for (size_t i = 0; i < args.size() && args[i] != "--";) {
+    const size_t used = ReadOption(args, i, declared, options);
+    if (used == 0) {
+      ++i;
+      continue;
     }
-    if (!known) throw Misuse("unknown option " + Printable(name));
+    args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
+               args.begin() + static_cast<std::ptrdiff_t>(i + used));
   }
   return options;
 }
 
-int64_t NumberOption(const Options& options, const std::string& name, int64_t low, int64_t high,
-                     int64_t otherwise) {
-  if (!options.Has(name)) return otherwise;
-  const std::string& text = options.Need(name);
-  const std::string_view digits = std::string_view(text).substr(text.rfind('-', 0) == 0 ? 1 : 0);
-  const bool wellFormed =
-      !digits.empty() && digits.size() <= 19 &&
-      std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
-  // Nineteen digits always fit in 64 bits, so the conversion cannot wrap.
-  const int64_t value = wellFormed ? std::strtoll(text.c_str(), nullptr, 10) : 0;
-  if (!wellFormed || value < low || value > high) {
-    throw Misuse(name + " takes a whole number from " + std::to_string(low) + " to " +
-                 std::to_string(high) + ", not '" + Printable(text) + "'");
-  }
-  return value;
-}
-
 Format ParseFormat(const Options& options) {
   const std::string name = options.Get("--format", "text");
-  if (name == "text") return Format::kText;
   if (name == "csv") return Format::kCsv;
   if (name == "xml") return Format::kXml;
   if (name == "json") return Format::kJson;
-  throw Misuse("--format takes text, csv, xml or json, not '" + name + "'");
+  return Format::kText;
 }
 
-TFecha ParseMonthArgument(const std::string& month) {
+TDateTime ParseDateArgument(const std::string& text) {
+  // A command line also takes a blank for the "T", as people type it.
+  std::string iso = text;
+  if (iso.size() > 10 && iso[10] == ' ') iso[10] = 'T';
+  if (const std::optional<TFecha> day = ParseIsoDate(iso)) return day->AsDateTime();
+  TDateTime value;
+  if (TryStrToDateTime(text, value)) return value;
+  throw EConvertError("'" + text + "' is not a date (use 2026-11-23 or 23/11/2026)");
+}
+
+namespace {
+
+// The first day of --month YYYY-MM; EConvertError for anything else.
+TFecha MonthStart(const std::string& month) {
   try {
     return TFecha(ParseDateArgument(month + "-01"));
   } catch (const Exception&) {
@@ -123,179 +239,44 @@ TFecha ParseMonthArgument(const std::string& month) {
   }
 }
 
-void ParseRange(const Options& options, TFecha& from, TFecha& to) {
-  from = TFecha(TFecha(ParseDateArgument(options.Need("--from"))).Date());
-  to = TFecha(ParseDateArgument(options.Need("--to"))).EndOfDay();
-  if (to < from) {
-    throw EConvertError("the range " + options.Need("--from") + " .. " + options.Need("--to") +
-                        " ends before it starts");
-  }
-  if ((to - from).Value() / 86400 > kLongestRangeInDays) {
-    throw EConvertError("the range " + options.Need("--from") + " .. " + options.Need("--to") +
-                        " is longer than ten years");
-  }
-}
-
-std::string ReadStandardInput(size_t limit, const std::string& what) {
-  std::string bytes;
-  char piece[65536];
-  size_t got = 0;
-  while ((got = std::fread(piece, 1, sizeof piece, stdin)) > 0) {
-    if (got > limit - std::min(limit, bytes.size()))
-      throw Exception("stdin holds more than " + std::to_string(limit) + " bytes, " + what);
-    bytes.append(piece, got);
-  }
-  if (std::ferror(stdin))
-    throw EFileError(std::string("cannot read stdin: ") + std::strerror(errno));
-  return bytes;
-}
-
-DocumentKind ReadDocument(const std::string& path, AnsiString& text, Problems* problems) {
-  if (path == "-") {
-    text = ReadStandardInput(kLargestDocumentBytes, "too large for a point-set document");
-  } else {
-    std::error_code error;
-    const auto status = std::filesystem::status(path, error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-      // A fifo or a device would be read until it ends, which may be never.
-      throw EFOpenError(path + ": is no regular file");
-    }
-    if (std::filesystem::exists(status) &&
-        std::filesystem::file_size(path, error) > kLargestDocumentBytes) {
-      throw EFOpenError(path + ": is larger than " + std::to_string(kLargestDocumentBytes >> 20) +
-                        " MiB, too large for a point-set document");
-    }
-    text = ReadWholeFile(path, kLargestDocumentBytes);
-  }
-  TXMLDocument document;
-  try {
-    document.LoadFromXML(text);
-  } catch (const Exception& e) {
-    throw EConvertError(path + ": " + e.Message);
-  }
-  const TXMLNode root = document.DocumentElement();
-  if (root.Name() != "POINTSMGR") {
-    throw EConvertError(path + ": is no point-set document (its root is " +
-                        std::string(root.Name()) + ", not POINTSMGR)");
-  }
-  size_t fields = 0;
-  size_t index = 0;
-  for (TXMLNode point = root.FirstChild(); point; point = point.NextSibling()) {
-    ++index;
-    const std::string stored(point.Text());
-    std::string why = StoredTextProblem(stored);
-    const size_t count = static_cast<size_t>(std::count(stored.begin(), stored.end(), ';')) + 1;
-    if (why.empty() && fields != 0 && count != fields) {
-      why = "has " + std::to_string(count) + " fields where the ones before have " +
-            std::to_string(fields);
-    }
-    if (!why.empty()) {
-      const std::string problem =
-          "element " + std::to_string(index) + " " +
-          (why.rfind("has ", 0) == 0 ? why : "(" + Printable(stored) + "): " + why);
-      if (problems == nullptr) throw EConvertError(path + ": " + problem);
-      if (++problems->count <= Problems::kListed) problems->listed.push_back(problem);
-      continue;
-    }
-    if (fields == 0) fields = count;
-  }
-  if (fields == 0) return DocumentKind::kEmpty;
-  return fields == 8   ? DocumentKind::kRules
-         : fields == 7 ? DocumentKind::kBoxes
-                       : DocumentKind::kPoints;
-}
-
-void LoadRules(const std::string& path, TCyclePointMgr& rules) {
-  AnsiString text;
-  const DocumentKind kind = ReadDocument(path, text);
-  if (kind == DocumentKind::kEmpty) return;
-  if (kind != DocumentKind::kRules) {
-    throw EConvertError(path + ": holds stored points, not rules (list them with `points`)");
-  }
-  LoadRulesFrom(path, text, rules);
-}
-
-void LoadRulesFrom(const std::string& path, const AnsiString& text, TCyclePointMgr& rules) {
-  TCyclePoint prototype;
-  try {
-    rules.LoadCyclesFromXML(text, &prototype);
-  } catch (const Exception& e) {
-    throw EConvertError(path + ": " + e.Message);
-  }
-  rules.RangeStart = TFecha();
-  rules.RangeEnd = TFecha();
-}
-
-void LoadDocument(const std::string& path, TBasicPointMgr& set) {
-  AnsiString text;
-  const DocumentKind kind = ReadDocument(path, text);
-  if (kind == DocumentKind::kEmpty) return;
-  if (kind == DocumentKind::kRules) {
-    // A rule's first fields read as a point, but only its first occurrence.
-    throw EConvertError(path + ": holds rules, not stored points (unroll them with `expand`)");
-  }
-  TBasicPoint prototype;
-  try {
-    set.LoadFromXML(text, &prototype);
-  } catch (const Exception& e) {
-    // A field that is no number: say which file.
-    throw EConvertError(path + ": " + e.Message);
-  }
-}
-
-namespace {
-std::string environmentOption;
 }  // namespace
 
-void CheckEnvironmentDocument(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) return;
-  if (!std::filesystem::is_regular_file(path, error)) {
-    throw EFOpenError(path + ": is no regular file");
+std::vector<Option> RangeOptions(bool month) {
+  std::vector<Option> options = {Value("--from"), Value("--to")};
+  if (month) options.push_back(Value("--month"));
+  return options;
+}
+
+DayRange ReadDays(const Options& options) {
+  DayRange range;
+  if (options.Has("--month")) {
+    if (options.Has("--from") || options.Has("--to"))
+      throw Misuse("takes --month or --from and --to, not both");
+    range.first = MonthStart(options.Need("--month"));
+    range.last = TFecha(range.first.EndOfMonth().Date());
+    range.month = true;
+    return range;
   }
-  TXMLDocument document;
-  try {
-    document.LoadFromXML(ReadWholeFile(path, kSettingsFileLimit));
-  } catch (const Exception& e) {
-    throw EConvertError(path + ": " + e.Message + " (left as it is)");
-  }
-  if (document.DocumentElement().Name() != "DATAPACKET") {
-    throw EConvertError(path + ": is no environment document (its root is " +
-                        std::string(document.DocumentElement().Name()) + ", not DATAPACKET)");
-  }
+  const std::string& from = options.Need("--from");
+  range.first = TFecha(TFecha(ParseDateArgument(from)).Date());
+  const std::string& to = options.Need("--to");
+  range.last = TFecha(TFecha(ParseDateArgument(to)).Date());
+  if (range.last < range.first)
+    throw EConvertError("the range " + from + " .. " + to + " ends before it starts");
+  if ((range.LastSecond() - range.first).Value() / 86400 > kLongestRangeInDays)
+    throw EConvertError("the range " + from + " .. " + to + " is longer than ten years");
+  return range;
 }
 
-std::string DocumentText(const TBasicPointMgr& set) {
-  // The library saves an empty set as an empty text, which no reader takes
-  // for a document.
-  if (set.Points.empty())
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\"?>\n<POINTSMGR/>\n";
-  AnsiString xml;
-  set.SaveToXML(xml);
-  return xml + "\n";
+std::optional<DayRange> ReadOptionalDays(const Options& options) {
+  if (!options.Has("--month") && !options.Has("--from") && !options.Has("--to"))
+    return std::nullopt;
+  return ReadDays(options);
 }
 
-void PrintAsDocument(const TBasicPointMgr& set) { std::fputs(DocumentText(set).c_str(), stdout); }
-
-const std::string& EnvironmentOption() { return environmentOption; }
-
-std::string ConfigPath(const std::string& name) {
-  const char* config = std::getenv("XDG_CONFIG_HOME");
-  // XDG asks that a relative value be ignored.
-  if (config != nullptr && config[0] == '/') return std::string(config) + "/cuadrante/" + name;
-  const char* home = std::getenv("HOME");
-  return std::string(home != nullptr && home[0] != '\0' ? home : ".") + "/.config/cuadrante/" +
-         name;
+std::optional<TZone> ZoneOption(const Options& options) {
+  if (!options.Has("--tz")) return std::nullopt;
+  return TZone::Find(options.Need("--tz"));
 }
-
-void MakeFoldersFor(const std::string& path) {
-  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-  if (folder.empty()) return;
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (error)
-    throw EFCreateError(folder.string() + ": cannot create the folder: " + error.message());
-}
-void SetEnvironmentOption(const std::string& path) { environmentOption = path; }
 
 }  // namespace cuadrante::tool

@@ -14,7 +14,8 @@
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/text/tbase64.h"
 #include "cuadrante/text/tinflaterdeflater.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/coding_command.h"
+#include "tools/cuadrante/documents.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -95,9 +96,8 @@ void HelpUnzip() {
 }
 
 int RunUnzip(const Args& arguments) {
-  const Options options = Parse(arguments, {"--limit"}, {});
-  const int64_t limit =
-      NumberOption(options, "--limit", 0, INT64_MAX, TInflaterDeflater::GetInflateLimit());
+  const Options options = Parse(arguments, {{Number("--limit", 0, INT64_MAX)}, {}});
+  const int64_t limit = options.Number("--limit", TInflaterDeflater::GetInflateLimit());
   ExpectNoArguments(options.words, "unzip");
   // Read as `gzip -d` reads: every member of a concatenation, every header
   // field checked, where the library's own Inflate keeps to its first member.

@@ -14,7 +14,10 @@
 #include "cuadrante/time/basicbox.h"
 #include "cuadrante/time/cyclepoint.h"
 #include "cuadrante/time/rutinasfecha.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/cycles_command.h"
+#include "tools/cuadrante/documents.h"
+#include "tools/cuadrante/ics_command.h"
+#include "tools/cuadrante/points_command.h"
 
 namespace cuadrante::tool {
 
@@ -33,13 +36,13 @@ void HelpExpand() {
 }
 
 int RunExpand(const Args& args) {
-  const Options options = Parse(args, {"--from", "--to", "--format"}, {"--boxes"});
+  const Options options =
+      Parse(args, {Join(RangeOptions(false), {FormatOption(), Flag("--boxes")}),
+                   {1, 1, "expects one RULES.xml (see `cuadrante help expand`)"}});
   const Format format = ParseFormat(options);
-  if (options.words.size() != 1)
-    throw Misuse("expects one RULES.xml (see `cuadrante help expand`)");
-  TFecha from;
-  TFecha to;
-  ParseRange(options, from, to);
+  const DayRange days = ReadDays(options);
+  const TFecha from = days.first;
+  const TFecha to = days.LastSecond();
   TCyclePointMgr rules;
   LoadRules(options.words[0], rules);
   const bool boxes = options.Flag("--boxes");
@@ -79,22 +82,21 @@ void HelpPeriods() {
 }
 
 int RunPeriods(const Args& args) {
-  const Options options = Parse(args, {"--from", "--to", "--group", "--format"}, {});
+  const Options options = Parse(
+      args,
+      {Join(RangeOptions(false),
+            {Choice("--group", {"week", "month", "quarter", "fortnight", "day"}), FormatOption()}),
+       {0, 0, "takes no file (see `cuadrante help periods`)"}});
   const Format format = ParseFormat(options);
-  if (!options.words.empty()) throw Misuse("takes no file (see `cuadrante help periods`)");
-  const std::string& name = options.Need("--group");
   const std::map<std::string, TTimesGroup> groups = {{"day", tgDay},
                                                      {"week", tgWeek},
                                                      {"month", tgMonth},
                                                      {"quarter", tgQuarter},
                                                      {"fortnight", tgFortnight}};
-  const auto group = groups.find(name);
-  if (group == groups.end()) {
-    throw Misuse("--group takes week, month, quarter, fortnight or day, not '" + name + "'");
-  }
-  TFecha from;
-  TFecha to;
-  ParseRange(options, from, to);
+  const auto group = groups.find(options.Need("--group"));
+  const DayRange days = ReadDays(options);
+  const TFecha from = days.first;
+  const TFecha to = days.LastSecond();
   const bool forPeople = format == Format::kText;
   const char* const dateForm = forPeople ? "dd/mm/yyyy" : "yyyy-mm-dd";
   Table table("periods", {{"first", "first", 10},
@@ -125,28 +127,19 @@ void HelpRoster() {
 }
 
 int RunRoster(const Args& args) {
-  const Options options = Parse(args, {"--month", "--from", "--to", "--format", "--tz"}, {});
+  const Options options =
+      Parse(args, {Join(RangeOptions(true), {FormatOption(), Value("--tz")}),
+                   {1, 1, "expects one RULES.xml (see `cuadrante help roster`)"}});
   const Format format = ParseFormat(options);
-  if (options.words.size() != 1)
-    throw Misuse("expects one RULES.xml (see `cuadrante help roster`)");
   const std::optional<TZone> zone = ZoneOption(options);
-  TFecha first;
-  TFecha last;
-  if (options.Has("--month")) {
-    if (options.Has("--from") || options.Has("--to")) {
-      throw Misuse("takes --month or --from and --to, not both");
-    }
-    const std::string& month = options.Need("--month");
-    first = ParseMonthArgument(month);
-    last = first.EndOfMonth();
-  } else {
-    ParseRange(options, first, last);
-  }
+  const DayRange days = ReadDays(options);
+  const TFecha first = days.first;
+  const TFecha last = days.LastSecond();
   TCyclePointMgr rules;
   LoadRules(options.words[0], rules);
   ExpandRange(rules, first, last, false);
   const bool forPeople = format == Format::kText;
-  if (forPeople && options.Has("--month")) {
+  if (forPeople && days.month) {
     std::printf("%s\n\n", first.ToString("mmmm yyyy").c_str());
   }
   if (zone) ReportWallProblems(rules.Points, *zone);

@@ -6,7 +6,7 @@
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/time/fecha.h"
 #include "cuadrante/vocabulary/basicdefines.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/date_command.h"
 #include "tools/cuadrante/labels.h"
 
 namespace cuadrante::tool {
@@ -17,38 +17,7 @@ std::string Long(const TFecha& date) {
   return DayLabel(date.DayOfWeek()) + " " + date.ToString("dd/mm/yyyy hh:nn:ss");
 }
 
-bool ParseIso(const std::string& text, TDateTime& value) {
-  unsigned year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  int used = 0;
-  const int n = std::sscanf(text.c_str(), "%4u-%2u-%2u%n", &year, &month, &day, &used);
-  if (n != 3) return false;
-  std::string rest = text.substr(static_cast<size_t>(used));
-  if (!rest.empty()) {
-    if (rest[0] != 'T' && rest[0] != ' ') return false;
-    int usedTime = 0;
-    const int t = std::sscanf(rest.c_str() + 1, "%2u:%2u%n:%2u%n", &hour, &minute, &usedTime,
-                              &second, &usedTime);
-    if (t < 2 || static_cast<size_t>(usedTime) + 1 != rest.size()) return false;
-  }
-  TDateTime date;
-  TDateTime time;
-  if (!TryEncodeDate(static_cast<uint16_t>(year), static_cast<uint16_t>(month),
-                     static_cast<uint16_t>(day), date) ||
-      !TryEncodeTime(static_cast<uint16_t>(hour), static_cast<uint16_t>(minute),
-                     static_cast<uint16_t>(second), 0, time)) {
-    return false;
-  }
-  value = date + time;
-  return true;
-}
-
 }  // namespace
-
-TDateTime ParseDateArgument(const std::string& text) {
-  TDateTime value;
-  if (ParseIso(text, value) || TryStrToDateTime(text, value)) return value;
-  throw EConvertError("'" + text + "' is not a date (use 2026-11-23 or 23/11/2026)");
-}
 
 void HelpDate() {
   std::printf(
@@ -60,8 +29,8 @@ void HelpDate() {
 }
 
 int RunDate(const Args& arguments) {
-  const Args args = Parse(arguments, {}, {}).words;
-  if (args.size() != 1) throw Misuse("expects one DATE (see `cuadrante help date`)");
+  const Args args =
+      Parse(arguments, {{}, {1, 1, "expects one DATE (see `cuadrante help date`)"}}).words;
   const TFecha date(ParseDateArgument(args[0]));
   std::printf("date         %s\n", Long(date).c_str());
   std::printf("value        %lld seconds from 30/12/1899\n", static_cast<long long>(date.Value()));

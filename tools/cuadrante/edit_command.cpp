@@ -12,17 +12,19 @@
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/time/basicpoint.h"
 #include "cuadrante/time/cyclepoint.h"
+#include "cuadrante/time/isotext.h"
 #include "cuadrante/time/storedtext.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/documents.h"
+#include "tools/cuadrante/edit_command.h"
 
 namespace cuadrante::tool {
 namespace {
 
 // "8", "7.5" or "7:30" hours as seconds, as plans write them.
 int64_t ParseHours(const std::string& text) {
-  const auto seconds = roster::ParseHours(text);
+  const auto seconds = cuadrante::ParseHours(text);
   if (!seconds) throw EConvertError("--hours '" + text + "' is no length (use 8, 7.5 or 7:30)");
-  return *seconds;
+  return seconds->Value();
 }
 
 TTimesGroup ParseEvery(const std::string& text) {
@@ -44,14 +46,14 @@ TTimesGroup ParseEvery(const std::string& text) {
 std::string StoredText(const Options& options, bool rule) {
   const TFecha start(ParseDateArgument(options.Need("--start")));
   const int64_t seconds = ParseHours(options.Need("--hours"));
-  const auto type = NumberOption(options, "--type", 0, kTimePointTypeCount - 1, tptTimetable);
+  const auto type = options.Number("--type", tptTimetable);
   std::string text;
   if (rule) {
     TCyclePoint cycle(start, static_cast<TTimePointType>(type), TDuration(seconds));
-    cycle.Level = static_cast<short>(NumberOption(options, "--level", SHRT_MIN, SHRT_MAX, 1));
+    cycle.Level = static_cast<short>(options.Number("--level", 1));
     cycle.Periodicity = ParseEvery(options.Get("--every", "week"));
     cycle.WithWeekend = options.Flag("--weekend");
-    cycle.CycleTag = static_cast<int32_t>(NumberOption(options, "--tag", INT32_MIN, INT32_MAX, 0));
+    cycle.CycleTag = static_cast<int32_t>(options.Number("--tag", 0));
     // The rule's last occurrence may start on the --until day.
     if (options.Has("--until"))
       cycle.EndDate = TFecha(ParseDateArgument(options.Need("--until"))).EndOfDay();
@@ -59,7 +61,7 @@ std::string StoredText(const Options& options, bool rule) {
   } else {
     TBasicPoint point(start, TDuration(seconds));
     point.Type = static_cast<TTimePointType>(type);
-    point.Level = static_cast<short>(NumberOption(options, "--level", SHRT_MIN, SHRT_MAX, 1));
+    point.Level = static_cast<short>(options.Number("--level", 1));
     text = point.WriteToStr();
   }
   if (const std::string why = StoredTextProblem(text); !why.empty())
@@ -94,10 +96,15 @@ void Append(const std::string& path, const std::string& stored, DocumentKind kin
   }
 }
 
-const std::initializer_list<const char*> kPointOptions = {"--start", "--hours", "--type",
-                                                          "--level"};
-const std::initializer_list<const char*> kRuleOptions = {"--start", "--hours", "--type", "--level",
-                                                         "--every", "--until", "--tag"};
+// What a point is made of; a rule adds its repetition.
+std::vector<Option> PointOptions() {
+  return {Value("--start"), Value("--hours"), Number("--type", 0, kTimePointTypeCount - 1),
+          Number("--level", SHRT_MIN, SHRT_MAX)};
+}
+std::vector<Option> RuleOptions() {
+  return Join(PointOptions(), {Value("--every"), Value("--until"),
+                               Number("--tag", INT32_MIN, INT32_MAX), Flag("--weekend")});
+}
 
 }  // namespace
 
@@ -117,8 +124,8 @@ void HelpRule() {
 }
 
 int RunRule(const Args& args) {
-  const Options options = Parse(args, kRuleOptions, {"--weekend"});
-  if (!options.words.empty()) throw Misuse("takes no file (see `cuadrante help rule`)");
+  const Options options =
+      Parse(args, {RuleOptions(), {0, 0, "takes no file (see `cuadrante help rule`)"}});
   std::printf("%s\n", StoredText(options, true).c_str());
   return 0;
 }
@@ -135,17 +142,17 @@ void HelpRules() {
 }
 
 int RunRules(const Args& args) {
-  const Options options = Parse(args, kRuleOptions, {"--weekend"});
-  if (options.words.size() != 2 || options.words[0] != "add")
-    throw Misuse("expects add RULES.xml (see `cuadrante help rules`)");
+  const std::string misuse = "expects add RULES.xml (see `cuadrante help rules`)";
+  const Options options = Parse(args, {RuleOptions(), {2, 2, misuse}});
+  if (options.words[0] != "add") throw Misuse(misuse);
   Append(options.words[1], StoredText(options, true), DocumentKind::kRules);
   return 0;
 }
 
 int RunPointsAdd(const Args& args) {
-  const Options options = Parse(args, kPointOptions, {});
-  if (options.words.size() != 2 || options.words[0] != "add")
-    throw Misuse("expects add POINTS.xml (see `cuadrante help points`)");
+  const std::string misuse = "expects add POINTS.xml (see `cuadrante help points`)";
+  const Options options = Parse(args, {PointOptions(), {2, 2, misuse}});
+  if (options.words[0] != "add") throw Misuse(misuse);
   Append(options.words[1], StoredText(options, false), DocumentKind::kPoints);
   return 0;
 }

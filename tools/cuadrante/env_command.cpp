@@ -1,13 +1,18 @@
 // `cuadrante env ...` on the environment document and `cuadrante config ...`
 // on the configuration INI file, both through the global manager.
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "cuadrante/documents/inifile.h"
+#include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/port/files.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/globalmgr.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/documents.h"
+#include "tools/cuadrante/env_command.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -19,6 +24,41 @@ std::string Why(const std::string& failed, const std::string& path) {
 }
 
 }  // namespace
+
+namespace {
+std::string environmentOption;
+}  // namespace
+
+void CheckEnvironmentDocument(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) return;
+  if (!std::filesystem::is_regular_file(path, error)) {
+    throw EFOpenError(path + ": is no regular file");
+  }
+  TXMLDocument document;
+  try {
+    document.LoadFromXML(ReadWholeFile(path, kSettingsFileLimit));
+  } catch (const Exception& e) {
+    throw EConvertError(path + ": " + e.Message + " (left as it is)");
+  }
+  if (document.DocumentElement().Name() != "DATAPACKET") {
+    throw EConvertError(path + ": is no environment document (its root is " +
+                        std::string(document.DocumentElement().Name()) + ", not DATAPACKET)");
+  }
+}
+
+std::string ConfigPath(const std::string& name) {
+  const char* config = std::getenv("XDG_CONFIG_HOME");
+  // XDG asks that a relative value be ignored.
+  if (config != nullptr && config[0] == '/') return std::string(config) + "/cuadrante/" + name;
+  const char* home = std::getenv("HOME");
+  return std::string(home != nullptr && home[0] != '\0' ? home : ".") + "/.config/cuadrante/" +
+         name;
+}
+
+const std::string& EnvironmentOption() { return environmentOption; }
+
+void SetEnvironmentOption(const std::string& path) { environmentOption = path; }
 
 void HelpEnv() {
   std::printf(
@@ -35,9 +75,9 @@ void HelpEnv() {
 }
 
 int RunEnv(const Args& arguments) {
-  const Options options = Parse(arguments, {}, {});
+  const Options options =
+      Parse(arguments, {{}, {1, SIZE_MAX, "expects get, set or show (see `cuadrante help env`)"}});
   const Args& args = options.words;
-  if (args.empty()) throw Misuse("expects get, set or show (see `cuadrante help env`)");
   const std::string path = _GlobalMgr.GetFileEnv();
   CheckEnvironmentDocument(path);
   const std::string& verb = args[0];
@@ -81,7 +121,7 @@ void HelpConfig() {
 }
 
 int RunConfig(const Args& arguments) {
-  const Options options = Parse(arguments, {"--file"}, {});
+  const Options options = Parse(arguments, {{Value("--file")}, {}});
   const Args& args = options.words;
   const bool given = options.Has("--file");
   const std::string path = given ? options.Need("--file") : ConfigPath("cuadrante.ini");

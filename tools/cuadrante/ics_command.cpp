@@ -1,6 +1,6 @@
 // `cuadrante ics` and `cuadrante ics-import`: rosters into the calendars on
 // people's phones, and what was booked there back into a point-set document.
-// Also the --tz option that the hours commands share.
+// Also the report of clock times that a zone skips or shows twice.
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -18,7 +18,8 @@
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/time/basicbox.h"
 #include "cuadrante/time/cyclepoint.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/documents.h"
+#include "tools/cuadrante/ics_command.h"
 #include "tools/cuadrante/labels.h"
 
 namespace cuadrante::tool {
@@ -144,22 +145,16 @@ struct Job {
   std::optional<TZone> zone;
 };
 
-Job ReadJob(const Options& options, const char* expected, const char* command) {
-  if (options.words.size() != 1)
-    throw Misuse(std::string("expects one ") + expected + " (see `cuadrante help " + command +
-                 "`)");
+Job ReadJob(const Options& options) {
   Job job{options.words[0], options.Get("-o", ""), {}, {}, ZoneOption(options)};
   RefuseOverwritingInput(job.path, job.output);
-  PlanRange(options, job.first, job.last);
+  const DayRange days = ReadDays(options);
+  job.first = days.first;
+  job.last = days.last;
   return job;
 }
 
 }  // namespace
-
-std::optional<TZone> ZoneOption(const Options& options) {
-  if (!options.Has("--tz")) return std::nullopt;
-  return TZone::Find(options.Need("--tz"));
-}
 
 void ReportWallProblems(const TBasicPointList& items, const TZone& zone) {
   std::set<int64_t> told;
@@ -209,16 +204,19 @@ void HelpIcs() {
 
 int RunIcs(const Args& args) {
   const Options options =
-      Parse(args, {"--from", "--to", "--month", "--employee", "--post", "--tz", "--previous", "-o"},
-            {"--rrule"});
-  const Job job = ReadJob(options, "DOCUMENT", "ics");
+      Parse(args, {Join(RangeOptions(true), {Value("--employee"), Value("--post"), Value("--tz"),
+                                             Value("--previous"), Value("-o"), Flag("--rrule")}),
+                   {1, 1, "expects one DOCUMENT (see `cuadrante help ics`)"}});
+  const Job job = ReadJob(options);
   const auto& [path, output, first, last, zone] = job;
 
   const bool plan = path != "-" && HoldsPlan(ReadWholeFile(path, kDocumentFileLimit));
   std::vector<roster::TCalendarEvent> events =
       plan ? EventsOfPlan(path, options, first, last)
            : EventsOfDocument(path, options, first, last, zone ? &*zone : nullptr);
-  const roster::TCalendarOptions writing{zone ? &*zone : nullptr, Stamp(), kCalendarFileLimit};
+  const roster::TCalendarOptions writing{zone ? &*zone : nullptr,
+                                         std::chrono::sys_seconds(std::chrono::seconds(Stamp())),
+                                         kCalendarFileLimit};
   std::optional<roster::TFollowed> followed;
   if (options.Has("--previous")) {
     // Read whole before anything is written: -o may name the same file.
@@ -298,8 +296,8 @@ void PrintImported(const std::vector<roster::TImportedEvent>& events, Format for
   };
   for (const roster::TImportedEvent& event : events) {
     const TDuration length(event.seconds);
-    table.Add({"0", when(event.start), when(TFecha(event.start.Value() + event.seconds)),
-               forPeople ? Trim(length.GetSmartString()) : std::to_string(event.seconds),
+    table.Add({"0", when(event.start), when(event.start + event.seconds),
+               forPeople ? Trim(length.GetSmartString()) : std::to_string(event.seconds.Value()),
                std::to_string(static_cast<int>(event.type)),
                TypeLabel(static_cast<int>(event.type)), event.code,
                forPeople ? Printable(event.summary) : event.summary});
@@ -309,9 +307,11 @@ void PrintImported(const std::vector<roster::TImportedEvent>& events, Format for
 
 int RunIcsImport(const Args& args) {
   const Options options = Parse(
-      args, {"--from", "--to", "--month", "--tz", "--type", "-o", "--format"}, {"--skip-bad"});
+      args, {Join(RangeOptions(true), {Value("--tz"), Number("--type", 0, kTimePointTypeCount - 1),
+                                       Value("-o"), FormatOption(), Flag("--skip-bad")}),
+             {1, 1, "expects one FILE.ics (see `cuadrante help ics-import`)"}});
   const Format format = ParseFormat(options);
-  const Job job = ReadJob(options, "FILE.ics", "ics-import");
+  const Job job = ReadJob(options);
   const auto& [path, output, first, last, zone] = job;
   // One wall clock for every zoned and UTC time: --tz, else the system's.
   std::optional<roster::TZoneChoice> local;
@@ -330,8 +330,7 @@ int RunIcsImport(const Args& args) {
                    Printable(event.why).c_str());
     };
   }
-  reading.defaultType = static_cast<TTimePointType>(
-      NumberOption(options, "--type", 0, kTimePointTypeCount - 1, reading.defaultType));
+  reading.defaultType = static_cast<TTimePointType>(options.Number("--type", reading.defaultType));
   const std::string text = path == "-"
                                ? ReadStandardInput(kCalendarFileLimit, "too large for a calendar")
                                : std::string(ReadWholeFile(path, kCalendarFileLimit));

@@ -16,9 +16,21 @@
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/translate.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/arguments.h"
+#include "tools/cuadrante/coding_command.h"
+#include "tools/cuadrante/cycles_command.h"
+#include "tools/cuadrante/date_command.h"
+#include "tools/cuadrante/edit_command.h"
+#include "tools/cuadrante/env_command.h"
+#include "tools/cuadrante/ics_command.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/operation_command.h"
+#include "tools/cuadrante/plan_command.h"
+#include "tools/cuadrante/point_command.h"
+#include "tools/cuadrante/points_command.h"
+#include "tools/cuadrante/render_command.h"
 #include "tools/cuadrante/solve_command.h"
+#include "tools/cuadrante/validate_command.h"
 
 namespace {
 
@@ -103,37 +115,14 @@ void PrintUsage(std::FILE* out) {
 // --env PATH names the environment document (by default the one in the
 // user's configuration folder).
 void TakeGlobalOptions(std::vector<std::string>& args) {
-  std::string dictionary;
-  bool collect = false;
-  for (size_t i = 0; i < args.size();) {
-    const std::string& arg = args[i];
-    if (arg == "--") break;  // what follows is no option
-    if (arg == "--collect") {
-      collect = true;
-      args.erase(args.begin() + static_cast<std::ptrdiff_t>(i));
-      continue;
-    }
-    const size_t equals = arg.find('=');
-    const std::string option = arg.substr(0, equals);
-    if (option != "--dict" && option != "--env") {
-      ++i;
-      continue;
-    }
-    const bool joined = equals != std::string::npos;
-    if (!joined && i + 1 == args.size()) {
-      throw cuadrante::tool::Misuse(option + (option == "--dict"
-                                                  ? " needs a settings file"
-                                                  : " needs the path of a document"));
-    }
-    const std::string value = joined ? arg.substr(equals + 1) : args[i + 1];
-    args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
-               args.begin() + static_cast<std::ptrdiff_t>(i) + (joined ? 1 : 2));
-    if (option == "--dict") {
-      dictionary = value;
-    } else {
-      cuadrante::tool::SetEnvironmentOption(value);
-    }
-  }
+  using cuadrante::tool::Flag;
+  using cuadrante::tool::Value;
+  const cuadrante::tool::Options global = cuadrante::tool::TakeOptions(
+      args, {Value("--dict", "a settings file"), Value("--env", "the path of a document"),
+             Flag("--collect")});
+  const std::string dictionary = global.Get("--dict", "");
+  const bool collect = global.Flag("--collect");
+  if (global.Has("--env")) cuadrante::tool::SetEnvironmentOption(global.Need("--env"));
   if (collect && dictionary.empty()) throw cuadrante::tool::Misuse("--collect needs --dict INI");
   if (!dictionary.empty()) cuadrante::tool::UseDictionary(dictionary, collect);
   const std::string& environment = cuadrante::tool::EnvironmentOption();
@@ -160,56 +149,43 @@ const Command* Find(std::string_view name) {
   return nullptr;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::vector<std::string> args(argv + 1, argv + argc);
+// `help`, `help COMMAND` and `help help`.
+int RunHelp(const std::vector<std::string>& args) {
   if (args.empty()) {
-    PrintUsage(stderr);
-    return cuadrante::tool::kMisuse;
-  }
-  const std::string name = args.front();
-  args.erase(args.begin());
-  if (name == "--version" || name == "version") {
-    std::printf("cuadrante %s\n", CUADRANTE_VERSION);
+    PrintUsage(stdout);
     return 0;
   }
-  if (name == "help" || name == "--help" || name == "-h") {
-    if (args.empty()) {
-      PrintUsage(stdout);
-      return 0;
-    }
-    if (args.front() == "help") {
-      std::printf(
-          "usage: cuadrante help [COMMAND]\n\n"
-          "Lists the commands, or explains one with examples (as `cuadrante COMMAND\n"
-          "--help` does).\n");
-      return 0;
-    }
-    if (const Command* command = Find(args.front())) {
-      command->help();
-      return 0;
-    }
-    std::fprintf(stderr, "cuadrante help: unknown command '%s'; `cuadrante help` lists them\n",
-                 cuadrante::tool::Printable(args.front()).c_str());
-    return cuadrante::tool::kMisuse;
+  if (args.front() == "help") {
+    std::printf(
+        "usage: cuadrante help [COMMAND]\n\n"
+        "Lists the commands, or explains one with examples (as `cuadrante COMMAND\n"
+        "--help` does).\n");
+    return 0;
   }
-  const Command* command = Find(name);
-  if (command == nullptr) {
-    std::fprintf(stderr, "cuadrante: unknown command '%s'; `cuadrante help` lists them\n",
-                 cuadrante::tool::Printable(name).c_str());
-    return cuadrante::tool::kMisuse;
+  if (const Command* command = Find(args.front())) {
+    command->help();
+    return 0;
   }
+  std::fprintf(stderr, "cuadrante help: unknown command '%s'; `cuadrante help` lists them\n",
+               cuadrante::tool::Printable(args.front()).c_str());
+  return cuadrante::tool::kMisuse;
+}
+
+// Whether --help or -h comes before any "--".
+bool AsksForHelp(const std::vector<std::string>& args) {
   for (const std::string& arg : args) {
-    if (arg == "--") break;
-    if (arg == "--help" || arg == "-h") {
-      command->help();
-      return 0;
-    }
+    if (arg == "--") return false;
+    if (arg == "--help" || arg == "-h") return true;
   }
+  return false;
+}
+
+// Runs `command` with the options of every command taken out first, and
+// turns what it raises into one line on stderr and the exit status.
+int RunCommand(const Command& command, const std::string& name, std::vector<std::string>& args) {
   try {
     TakeGlobalOptions(args);
-    const int status = command->run(args);
+    const int status = command.run(args);
     EndTRANS();
     // Output that never reached its reader is a failure, whatever the command
     // thought: a full disk or a closed pipe must not pass for success.
@@ -229,4 +205,32 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "cuadrante %s: %s\n", name.c_str(), OneLine(e.what()).c_str());
     return cuadrante::tool::kBadInput;
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) {
+    PrintUsage(stderr);
+    return cuadrante::tool::kMisuse;
+  }
+  const std::string name = args.front();
+  args.erase(args.begin());
+  if (name == "--version" || name == "version") {
+    std::printf("cuadrante %s\n", CUADRANTE_VERSION);
+    return 0;
+  }
+  if (name == "help" || name == "--help" || name == "-h") return RunHelp(args);
+  const Command* command = Find(name);
+  if (command == nullptr) {
+    std::fprintf(stderr, "cuadrante: unknown command '%s'; `cuadrante help` lists them\n",
+                 cuadrante::tool::Printable(name).c_str());
+    return cuadrante::tool::kMisuse;
+  }
+  if (AsksForHelp(args)) {
+    command->help();
+    return 0;
+  }
+  return RunCommand(*command, name, args);
 }

@@ -18,8 +18,9 @@
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/services/messagesmgr.h"
 #include "cuadrante/services/translate.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/env_command.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/operation_command.h"
 #include "tools/cuadrante/operation_scope.h"
 
 namespace cuadrante::tool {
@@ -33,14 +34,16 @@ struct DemoOptions {
 };
 
 DemoOptions ParseOptions(const Args& args) {
-  const Options given = Parse(args, {"--steps", "--step-ms", "--stop-at"}, {"--fail"});
+  const Options given = Parse(args, {{Number("--steps", 1, 100000), Number("--step-ms", 0, 1000),
+                                      Number("--stop-at", 1, 100000), Flag("--fail")},
+                                     {}});
   if (!given.words.empty())
     throw Misuse("unknown argument '" + Printable(given.words.front()) +
                  "' (see `cuadrante help demo-operation`)");
   DemoOptions options;
-  options.steps = static_cast<int>(NumberOption(given, "--steps", 1, 100000, options.steps));
-  options.stepMs = static_cast<int>(NumberOption(given, "--step-ms", 0, 1000, options.stepMs));
-  options.stopAt = static_cast<int>(NumberOption(given, "--stop-at", 1, 100000, options.stopAt));
+  options.steps = static_cast<int>(given.Number("--steps", options.steps));
+  options.stepMs = static_cast<int>(given.Number("--step-ms", options.stepMs));
+  options.stopAt = static_cast<int>(given.Number("--stop-at", options.stopAt));
   options.fail = given.Flag("--fail");
   return options;
 }
@@ -148,30 +151,10 @@ void HelpDemoOperation() {
       "  cuadrante demo-operation --fail --step-ms 5\n");
 }
 
-int RunDemoOperation(const Args& args) {
-  const DemoOptions options = ParseOptions(args);
-  DemoEnvironment environment(EnvironmentOption());
-  ManagerScope scope;
-  TUnderOperationMgr& manager = *_UnderOperationMgr;
-  std::printf("monitor %s (ZV_MON_TIMEOUT in %s)\n", manager.MonitorEnabled ? "on" : "off",
-              environment.Describe().c_str());
+namespace {
 
-  // Set when the work function is over, so that the command doesn't end
-  // under a thread that still reports.
-  std::promise<void> finished;
-  std::future<void> workDone = finished.get_future();
-  TUnderOperation* op = manager.GetNewOperation();
-  const int32_t id = op->GetID();
-  op->OnRunPhases = [&options, &finished](TUnderOperation* self) {
-    struct Signal {
-      std::promise<void>& promise;
-      ~Signal() { promise.set_value(); }
-    } signal{finished};
-    Work(self, options);
-  };
-  if (!manager.Run(id)) throw Exception("operation " + std::to_string(id) + " did not start");
-  std::printf("operation %d: %d steps of %d ms\n", id, options.steps, options.stepMs);
-
+// Draws the bar until the operation ends, and stops it at --stop-at.
+void Watch(TUnderOperationMgr& manager, int32_t id, const DemoOptions& options) {
   const bool live = ::isatty(STDOUT_FILENO) != 0;
   AnsiString info, shownPhase;
   TOperationProgress snapshot;
@@ -196,8 +179,11 @@ int RunDemoOperation(const Args& args) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   if (live) std::printf("\n");
-  workDone.wait();
+}
 
+// The record the manager keeps of the operation once its thread is gone,
+// and the messages the operation left.
+void PrintRecord(TUnderOperationMgr& manager, int32_t id) {
   TOperationProgress record;
   if (!manager.PopOperationInfo(id, record)) {
     throw Exception("the manager kept no record of operation " + std::to_string(id));
@@ -214,6 +200,36 @@ int RunDemoOperation(const Args& args) {
   std::printf("  %-13s %s\n", "result", record.GetXMLResult().c_str());
   const AnsiString messages = _MessagesMgr->PopMessages();
   if (!messages.empty()) std::printf("messages:\n%s\n", messages.c_str());
+}
+
+}  // namespace
+
+int RunDemoOperation(const Args& args) {
+  const DemoOptions options = ParseOptions(args);
+  DemoEnvironment environment(EnvironmentOption());
+  ManagerScope scope;
+  TUnderOperationMgr& manager = *_UnderOperationMgr;
+  std::printf("monitor %s (ZV_MON_TIMEOUT in %s)\n", manager.MonitorEnabled ? "on" : "off",
+              environment.Describe().c_str());
+
+  // Set when the work function is over, so that the command doesn't end
+  // under a thread that still reports.
+  std::promise<void> finished;
+  std::future<void> workDone = finished.get_future();
+  TUnderOperation* op = manager.GetNewOperation();
+  const int32_t id = op->GetID();
+  op->OnRunPhases = [&options, &finished](TUnderOperation* self) {
+    struct Signal {
+      std::promise<void>& promise;
+      ~Signal() { promise.set_value(); }
+    } signal{finished};
+    Work(self, options);
+  };
+  if (!manager.Run(id)) throw Exception("operation " + std::to_string(id) + " did not start");
+  std::printf("operation %d: %d steps of %d ms\n", id, options.steps, options.stepMs);
+  Watch(manager, id, options);
+  workDone.wait();
+  PrintRecord(manager, id);
   return 0;
 }
 

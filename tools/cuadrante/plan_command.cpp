@@ -16,8 +16,12 @@
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/formatsettings.h"
-#include "tools/cuadrante/commands.h"
+#include "cuadrante/time/isotext.h"
+#include "tools/cuadrante/documents.h"
+#include "tools/cuadrante/ics_command.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/plan_command.h"
+#include "tools/cuadrante/plan_render.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -69,10 +73,13 @@ const std::map<std::string, std::set<std::string>>& CommandOptions() {
 }
 
 Options ParsePlanOptions(const Args& args) {
-  return Parse(args,
-               {"--month", "--from", "--to", "--format", "--by", "--min-rest", "--max-week",
-                "--max-days", "-o", "--tz", "--employee", "--post"},
-               {});
+  return Parse(args, {Join(RangeOptions(true),
+                           {FormatOption(), Choice("--by", {"day", "week", "month"}),
+                            Value("--min-rest"), Value("--max-week"), Number("--max-days", 1, 3660),
+                            Value("-o"), Value("--tz"), Value("--employee"), Value("--post")}),
+                      {2, 2,
+                       "expects roster, hours, check or coverage and one PLAN.xml (see `cuadrante "
+                       "help plan`)"}});
 }
 
 void RefuseOptionsOf(const std::string& command, const Options& options) {
@@ -103,7 +110,9 @@ struct PlanJob {
 
 PlanJob ReadPlanJob(const Options& options) {
   PlanJob job;
-  PlanRange(options, job.first, job.last);
+  const DayRange days = ReadDays(options);
+  job.first = days.first;
+  job.last = days.last;
   const std::string& path = options.words[1];
   job.plan = LoadPlan(path);
   job.employee = options.Get("--employee", "");
@@ -137,9 +146,9 @@ void Warn(const PlanJob& job, const std::vector<roster::TPersonRoster>& rosters)
 // The plan's limits, with what the command line says instead.
 roster::TLimits Limits(const roster::TPlan& plan, const Options& options) {
   roster::TLimits limits = plan.limits;
-  const auto hours = [&](const char* name, int64_t& seconds) {
+  const auto hours = [&](const char* name, TDuration& seconds) {
     if (!options.Has(name)) return;
-    const auto parsed = roster::ParseHours(options.Need(name));
+    const auto parsed = cuadrante::ParseHours(options.Need(name));
     if (!parsed)
       throw Misuse(std::string(name) + " takes hours (8, 7.5 or 7:30), not '" + options.Need(name) +
                    "'");
@@ -148,7 +157,7 @@ roster::TLimits Limits(const roster::TPlan& plan, const Options& options) {
   hours("--min-rest", limits.minRestSeconds);
   hours("--max-week", limits.maxWeekSeconds);
   limits.maxConsecutiveDays =
-      static_cast<int>(NumberOption(options, "--max-days", 1, 3660, limits.maxConsecutiveDays));
+      static_cast<int>(options.Number("--max-days", limits.maxConsecutiveDays));
   return limits;
 }
 
@@ -203,7 +212,7 @@ int RunPlanCoverage(const Options& options) {
 // What one item shows in a roster cell: its shift code or type label, and
 // its clock unless it fills whole days.
 std::string CellText(const roster::TRosterItem& item) {
-  const bool wholeDays = item.seconds % kDay == 0 && item.start.Value() % kDay == 0;
+  const bool wholeDays = item.seconds.Value() % kDay == 0 && item.start.Value() % kDay == 0;
   std::string cell = item.code.empty() ? TypeLabel(item.type) : item.code;
   if (!wholeDays) cell += " " + Clock(item.start, item.End());
   return cell;
@@ -221,7 +230,7 @@ std::vector<std::string> DayCells(const roster::TPersonRoster& person, int64_t f
     if (item.cancelled != cancelled) continue;
     const bool shift = !item.code.empty();
     const int64_t start = shift ? item.start.Date() : std::max(item.start.Date(), from);
-    const int64_t end = shift ? item.start.Value() + 1 : std::min(item.End(), to);
+    const int64_t end = shift ? item.start.Value() + 1 : std::min(item.End().Value(), to);
     for (int64_t day = start; day < end; day += kDay) {
       if (day < from || day >= to) continue;
       std::string& slot = cells[static_cast<size_t>((day - from) / kDay)];
@@ -307,9 +316,8 @@ int RunPlanRoster(const Options& options) {
 roster::TPeriodKind ParseBy(const Options& options) {
   const std::string by = options.Get("--by", "week");
   if (by == "day") return roster::TPeriodKind::kDay;
-  if (by == "week") return roster::TPeriodKind::kWeek;
   if (by == "month") return roster::TPeriodKind::kMonth;
-  throw Misuse("--by takes day, week or month, not '" + Printable(by) + "'");
+  return roster::TPeriodKind::kWeek;
 }
 
 // A period's name: for a person "01/12/2026", "S49 30/11" or "dic 2026"; for
@@ -329,8 +337,8 @@ std::string PeriodName(TFecha start, roster::TPeriodKind by, bool forPeople) {
 
 std::vector<std::string> HoursCells(const roster::TPeriodHours& hours, bool forPeople) {
   const int64_t unit = roster::kShareUnits;
-  return {HoursText(hours.work * unit, forPeople), HoursText(hours.credit, forPeople),
-          HoursText(hours.other * unit, forPeople), HoursText(hours.contract, forPeople),
+  return {HoursText(hours.work.Value() * unit, forPeople), HoursText(hours.credit, forPeople),
+          HoursText(hours.other.Value() * unit, forPeople), HoursText(hours.contract, forPeople),
           HoursText(hours.Balance(), forPeople)};
 }
 
@@ -378,31 +386,6 @@ int RunPlanHours(const Options& options) {
 
 }  // namespace
 
-roster::TPlan LoadPlan(const std::string& path) {
-  const std::string text = path == "-"
-                               ? ReadStandardInput(kLargestDocumentBytes, "too large for a plan")
-                               : std::string(ReadWholeFile(path, kLargestDocumentBytes));
-  try {
-    return roster::ReadPlan(text);
-  } catch (const Exception& e) {
-    throw EConvertError(path + ": " + e.Message);
-  }
-}
-
-// --month YYYY-MM or --from/--to, as the roster command takes them.
-void PlanRange(const Options& options, TFecha& first, TFecha& last) {
-  if (options.Has("--month")) {
-    if (options.Has("--from") || options.Has("--to"))
-      throw Misuse("takes --month or --from and --to, not both");
-    const std::string& month = options.Need("--month");
-    first = ParseMonthArgument(month);
-    last = TFecha(first.EndOfMonth().Date());
-  } else {
-    ParseRange(options, first, last);
-    last = TFecha(last.Date());
-  }
-}
-
 void HelpPlan() {
   std::printf(
       "usage: cuadrante plan roster|hours|check|coverage|render PLAN.xml\n"
@@ -442,9 +425,6 @@ void HelpPlan() {
 
 int RunPlan(const Args& args) {
   const Options options = ParsePlanOptions(args);
-  if (options.words.size() != 2)
-    throw Misuse(
-        "expects roster, hours, check or coverage and one PLAN.xml (see `cuadrante help plan`)");
   RefuseOptionsOf(options.words[0], options);
   if (options.words[0] == "roster") return RunPlanRoster(options);
   if (options.words[0] == "hours") return RunPlanHours(options);

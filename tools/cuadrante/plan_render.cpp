@@ -13,7 +13,6 @@
 // text goes through the dictionary.
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <functional>
 #include <optional>
@@ -27,13 +26,13 @@
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/formatsettings.h"
-#include "tools/cuadrante/commands.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/plan_command.h"
+#include "tools/cuadrante/plan_render.h"
+#include "tools/cuadrante/svg.h"
+#include "tools/cuadrante/table.h"
 
 namespace cuadrante::tool {
-
-// Whom a picture shows; an empty function shows everyone.
-using ShowsEmployee = std::function<bool(const roster::TEmployee&)>;
 
 namespace {
 
@@ -63,37 +62,6 @@ constexpr const char* kFrame = "#8c8c8c";
 constexpr const char* kNotch = "#111111";
 constexpr const char* kCancelled = "#6e6e6e";
 
-// Qualitative colours for the plan's shifts, by their place in the plan
-// (Tableau 10, red last: red speaks of breaches and gaps here). Shifts past
-// the tenth step round the hue circle by the golden angle, which keeps any
-// two of them apart.
-constexpr const char* kShiftPalette[] = {"#4e79a7", "#f28e2b", "#59a14f", "#b07aa1", "#76b7b2",
-                                         "#edc948", "#9c755f", "#ff9da7", "#bab0ac", "#e15759"};
-constexpr size_t kPaletteSize = sizeof kShiftPalette / sizeof kShiftPalette[0];
-
-std::string HueFill(size_t index) {
-  const double hue = std::fmod(static_cast<double>(index) * 137.508, 360.0);
-  const double lightness = index % 2 == 0 ? 0.45 : 0.62, saturation = 0.55;
-  const double chroma = (1 - std::fabs(2 * lightness - 1)) * saturation;
-  const double second = chroma * (1 - std::fabs(std::fmod(hue / 60, 2.0) - 1));
-  double rgb[3] = {0, 0, 0};
-  const int sector = static_cast<int>(hue / 60) % 6;
-  const int big[6] = {0, 1, 1, 2, 2, 0}, small[6] = {1, 0, 2, 1, 0, 2};
-  rgb[big[sector]] = chroma;
-  rgb[small[sector]] = second;
-  char text[16];
-  const auto channel = [&](double value) {
-    return static_cast<unsigned>(std::lround((value + lightness - chroma / 2) * 255));
-  };
-  std::snprintf(text, sizeof text, "#%02x%02x%02x", channel(rgb[0]), channel(rgb[1]),
-                channel(rgb[2]));
-  return text;
-}
-
-std::string ShiftFill(size_t index) {
-  return index < kPaletteSize ? kShiftPalette[index] : HueFill(index);
-}
-
 // The place of the shift that `code` names in the plan, or nothing.
 std::optional<size_t> ShiftIndex(const roster::TPlan& plan, const std::string& code) {
   if (code.empty()) return std::nullopt;
@@ -101,17 +69,6 @@ std::optional<size_t> ShiftIndex(const roster::TPlan& plan, const std::string& c
     if (plan.shifts[i].code == code) return i;
   }
   return std::nullopt;
-}
-
-// A whole-day absence is drawn in a light tint of its type's colour, solid, so
-// that the shifts beside it stand out; print and screen show the same.
-std::string Tint(const std::string& fill) {
-  const unsigned value = static_cast<unsigned>(std::stoul(fill.substr(1), nullptr, 16));
-  char text[16];
-  const auto mix = [](unsigned channel) { return (channel * 45 + 255 * 55) / 100; };
-  std::snprintf(text, sizeof text, "#%02x%02x%02x", mix(value >> 16), mix((value >> 8) & 0xFF),
-                mix(value & 0xFF));
-  return text;
 }
 
 bool IsWeekBreach(roster::TBreachKind kind) {
@@ -136,42 +93,35 @@ class TPicture {
     return Left() + static_cast<int>((clamped - first_) * kDayWidth / kDay);
   }
 
-  void Put(const char* format, ...) __attribute__((format(printf, 2, 3))) {
-    char buffer[768];
-    va_list list;
-    va_start(list, format);
-    std::vsnprintf(buffer, sizeof buffer, format, list);
-    va_end(list);
-    svg_ += buffer;
-  }
-
-  // A rect over [from, to) at least 2 px wide; `title` is its tooltip.
+  // A rect over [from, to) at least 2 px wide, with `more` attributes after
+  // its fill; `title` is its tooltip.
   void Rect(const char* cls, int64_t from, int64_t to, int y, int height, const std::string& fill,
-            const std::string& extra, const std::string& title) {
+            const Attributes& more, const std::string& title) {
     const int x0 = X(from), x1 = std::max(X(to), X(from) + 2);
-    Put("<rect class=\"%s\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\"%s>", cls, x0,
-        y, x1 - x0, height, fill.c_str(), extra.c_str());
-    svg_ += title.empty() ? "</rect>\n" : "<title>" + Escape(title) + "</title></rect>\n";
-  }
-
-  void Text(int x, int y, const std::string& text, const std::string& extra = "") {
-    svg_ += "<text x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(y) + "\"" + extra + ">" +
-            Escape(text) + "</text>\n";
+    Attributes attributes = {{"class", cls},     {"x", x0},          {"y", y},
+                             {"width", x1 - x0}, {"height", height}, {"fill", fill}};
+    attributes.insert(attributes.end(), more.begin(), more.end());
+    svg_.Rect(attributes, title);
   }
 
   // A horizontal rule across the labels and the days, on whole pixels.
   void Rule(const char* cls, int y) {
-    Put("<line class=\"%s\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\" "
-        "shape-rendering=\"crispEdges\"/>\n",
-        cls, kMargin, y, Width() - kMargin, y, kFrame);
+    svg_.Line({{"class", cls},
+               {"x1", kMargin},
+               {"y1", y},
+               {"x2", Width() - kMargin},
+               {"y2", y},
+               {"stroke", kFrame},
+               {"shape-rendering", "crispEdges"}});
   }
 
-  std::string& Svg() { return svg_; }
+  SvgWriter& Svg() { return svg_; }
+  const SvgWriter& Svg() const { return svg_; }
 
  private:
   int64_t first_;
   int64_t days_;
-  std::string svg_;
+  SvgWriter svg_;
 };
 
 // First fit by start: spans whose pictures would overlap go on lanes of their
@@ -246,26 +196,28 @@ struct LegendEntry {
 };
 
 void DrawDays(TPicture& picture, const std::set<int64_t>& holidays, int y) {
-  auto& svg = picture.Svg();
-  svg += "<g class=\"days\" fill=\"#333333\">\n";
+  SvgWriter& svg = picture.Svg();
+  svg.Group({{"class", "days"}, {"fill", "#333333"}});
   for (int64_t day = 0; day < picture.Days(); ++day) {
     const TFecha date(picture.First() + day * kDay);
     const int x = picture.X(date.Value());
     const bool holiday = holidays.count(day) != 0;
     // The settings' short names, translated: a cut of the long one could split a character.
-    picture.Text(x + 3, y + 12, FormatSettings.ShortDayNames[date.DayOfWeek() % 7],
-                 " font-size=\"9\"");
-    picture.Text(x + 3, y + 24, std::to_string(date.Day()),
-                 holiday ? std::string(" font-weight=\"bold\" fill=\"") + kHolidayMark + "\"" : "");
+    svg.Text(x + 3, y + 12, FormatSettings.ShortDayNames[date.DayOfWeek() % 7],
+             {{"font-size", "9"}});
+    svg.Text(x + 3, y + 24, std::to_string(date.Day()),
+             holiday ? Attributes{{"font-weight", "bold"}, {"fill", kHolidayMark}} : Attributes{});
     if (holiday) {
-      picture.Put(
-          "<rect class=\"holiday-day\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"3\" "
-          "fill=\"%s\"><title>%s</title></rect>\n",
-          x + 1, y + kDaysHeight - 4, kDayWidth - 2, kHolidayMark,
-          Escape(Say("Festivo del plan") + " " + date.ToString("dd/mm/yyyy")).c_str());
+      svg.Rect({{"class", "holiday-day"},
+                {"x", x + 1},
+                {"y", y + kDaysHeight - 4},
+                {"width", kDayWidth - 2},
+                {"height", 3},
+                {"fill", kHolidayMark}},
+               Say("Festivo del plan") + " " + date.ToString("dd/mm/yyyy"));
     }
   }
-  svg += "</g>\n";
+  svg.EndGroup();
 }
 
 // Weekends, holidays and the day lines from `top` to `bottom`, under what
@@ -275,18 +227,24 @@ void DrawColumns(TPicture& picture, const std::set<int64_t>& holidays, int top, 
   for (int64_t day = 0; day < picture.Days(); ++day) {
     const TFecha date(picture.First() + day * kDay);
     const int x = picture.X(date.Value());
+    SvgWriter& svg = picture.Svg();
     if (holidays.count(day) != 0) {
-      picture.Put(
-          "<rect class=\"holiday\" data-day=\"%s\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
-          "fill=\"%s\"/>\n",
-          date.ToString("yyyy-mm-dd").c_str(), x, top, kDayWidth, bottom - top, kHolidayFill);
+      svg.Rect({{"class", "holiday"},
+                {"data-day", date.ToString("yyyy-mm-dd")},
+                {"x", x},
+                {"y", top},
+                {"width", kDayWidth},
+                {"height", bottom - top},
+                {"fill", kHolidayFill}});
     } else if (date.DayOfWeek() >= 6) {
-      picture.Put(
-          "<rect class=\"weekend\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\"/>\n", x,
-          top, kDayWidth, bottom - top, kWeekendFill);
+      svg.Rect({{"class", "weekend"},
+                {"x", x},
+                {"y", top},
+                {"width", kDayWidth},
+                {"height", bottom - top},
+                {"fill", kWeekendFill}});
     }
-    picture.Put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#dddddd\"/>\n", x, top, x,
-                bottom);
+    svg.Line({{"x1", x}, {"y1", top}, {"x2", x}, {"y2", bottom}, {"stroke", "#dddddd"}});
   }
 }
 
@@ -328,10 +286,14 @@ BoxPlace PlaceBox(const TPicture& picture, const Block& block, size_t index, int
 // An outline struck through: it was planned, and it is not worked.
 void DrawCancelled(TPicture& picture, const roster::TRosterItem& item, const BoxPlace& box) {
   picture.Rect("cancelled", item.start.Value(), item.End(), box.y, box.height, "none",
-               std::string(" stroke=\"") + kCancelled + "\" stroke-dasharray=\"3,2\"",
+               {{"stroke", kCancelled}, {"stroke-dasharray", "3,2"}},
                Say("Anulado por ausencia") + ": " + box.label + " " + box.times);
-  picture.Put("<line class=\"strike\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\"/>\n",
-              box.x, box.y + box.height, box.x + box.width, box.y, kCancelled);
+  picture.Svg().Line({{"class", "strike"},
+                      {"x1", box.x},
+                      {"y1", box.y + box.height},
+                      {"x2", box.x + box.width},
+                      {"y2", box.y},
+                      {"stroke", kCancelled}});
 }
 
 // The fill of an item without a shift, noted for the legend once a type and
@@ -349,13 +311,14 @@ std::string UseTypeFill(int type, bool wholeDays, Colours& colours) {
 void DrawBox(TPicture& picture, const roster::TRosterItem& item, const BoxPlace& box,
              const std::string& fill) {
   picture.Rect("box", item.start.Value(), item.End(), box.y, box.height, fill,
-               " data-type=\"" + std::to_string(item.type) + "\" data-code=\"" + Escape(item.code) +
-                   "\" stroke=\"#555555\" stroke-width=\"0.5\"",
+               {{"data-type", static_cast<int>(item.type)},
+                {"data-code", item.code},
+                {"stroke", "#555555"},
+                {"stroke-width", "0.5"}},
                box.label + " " + box.times);
   if (!item.code.empty() && box.width >= 6 * static_cast<int>(Characters(item.code)) + 8) {
-    picture.Text(
-        box.x + box.width / 2, box.y + 11, item.code,
-        std::string(" font-size=\"9\" text-anchor=\"middle\" fill=\"") + InkFor(fill) + "\"");
+    picture.Svg().Text(box.x + box.width / 2, box.y + 11, item.code,
+                       {{"font-size", "9"}, {"text-anchor", "middle"}, {"fill", InkFor(fill)}});
   }
 }
 
@@ -368,11 +331,14 @@ void DrawMidnights(TPicture& picture, const roster::TRosterItem& item, const Box
     if (midnight < picture.First()) continue;
     colours.midnight = true;
     const int mx = picture.X(midnight);
-    picture.Put(
-        "<line class=\"midnight\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\" "
-        "stroke-width=\"2\"><title>%s</title></line>\n",
-        mx, box.y - 2, mx, box.y + box.height + 2, kNotch,
-        Escape(Say("Sigue tras la medianoche") + ": " + box.label + " " + box.times).c_str());
+    picture.Svg().Line({{"class", "midnight"},
+                        {"x1", mx},
+                        {"y1", box.y - 2},
+                        {"x2", mx},
+                        {"y2", box.y + box.height + 2},
+                        {"stroke", kNotch},
+                        {"stroke-width", "2"}},
+                       Say("Sigue tras la medianoche") + ": " + box.label + " " + box.times);
   }
 }
 
@@ -385,7 +351,8 @@ void DrawItem(TPicture& picture, const roster::TRosterItem& item, const BoxPlace
     return;
   }
   const std::optional<size_t> shift = ShiftIndex(colours.plan, item.code);
-  const bool wholeDays = !shift && item.seconds % kDay == 0 && item.start.Value() % kDay == 0;
+  const bool wholeDays =
+      !shift && item.seconds.Value() % kDay == 0 && item.start.Value() % kDay == 0;
   if (shift) colours.shiftsDrawn[*shift] = true;
   const std::string fill = shift ? ShiftFill(*shift) : UseTypeFill(item.type, wholeDays, colours);
   DrawBox(picture, item, box, fill);
@@ -397,7 +364,7 @@ void DrawBreachMarks(TPicture& picture, const Block& block, int blockTop) {
   for (const roster::TBreach* breach : block.marks) {
     picture.Rect("breach", breach->from.Value(),
                  std::max(breach->to.Value(), breach->from.Value() + 1), blockTop + 1, 2,
-                 kBreachRed, "", Say(roster::BreachName(breach->kind)) + ": " + breach->detail);
+                 kBreachRed, {}, Say(roster::BreachName(breach->kind)) + ": " + breach->detail);
   }
 }
 
@@ -412,30 +379,35 @@ void DrawWeekBands(TPicture& picture, const Block& block, int blockTop) {
     if (x1 - x0 < 2) continue;
     const int wy = weeksTop + block.weekLane[i] * kWeekLane + 2;
     const std::string name = Say(roster::BreachName(breach.kind));
-    picture.Put(
-        "<rect class=\"week-breach\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\" "
-        "stroke=\"%s\"><title>%s</title></rect>\n",
-        x0, wy, x1 - x0, kWeekLane - 4, kWeekBand, kBreachRed,
-        Escape(name + ": " + breach.detail).c_str());
+    picture.Svg().Rect({{"class", "week-breach"},
+                        {"x", x0},
+                        {"y", wy},
+                        {"width", x1 - x0},
+                        {"height", kWeekLane - 4},
+                        {"fill", kWeekBand},
+                        {"stroke", kBreachRed}},
+                       name + ": " + breach.detail);
     if (static_cast<double>(Characters(name)) * 5 + 8 <= x1 - x0)
-      picture.Text(
-          x0 + 4, wy + 8, name,
-          std::string(" class=\"week-label\" font-size=\"8\" fill=\"") + kBreachRed + "\"");
+      picture.Svg().Text(x0 + 4, wy + 8, name,
+                         {{"class", "week-label"}, {"font-size", "8"}, {"fill", kBreachRed}});
   }
 }
 
 void DrawBlock(TPicture& picture, const Block& block, int y, Colours& colours) {
   const roster::TPersonRoster& person = *block.person;
-  picture.Put("<g class=\"person\" data-employee=\"%s\" data-y=\"%d\" data-height=\"%d\">\n",
-              Escape(person.employee->id).c_str(), y, block.Height());
+  picture.Svg().Group({{"class", "person"},
+                       {"data-employee", person.employee->id},
+                       {"data-y", y},
+                       {"data-height", block.Height()}});
   picture.Rule("frame", y);
   picture.Rule("frame", y + block.Height());
-  picture.Text(kMargin + 8, y + block.Height() / 2 + 4, person.employee->name, " class=\"name\"");
+  picture.Svg().Text(kMargin + 8, y + block.Height() / 2 + 4, person.employee->name,
+                     {{"class", "name"}});
   for (size_t i = 0; i < person.items.size(); ++i)
     DrawItem(picture, person.items[i], PlaceBox(picture, block, i, y), colours);
   DrawBreachMarks(picture, block, y);
   DrawWeekBands(picture, block, y);
-  picture.Svg() += "</g>\n";
+  picture.Svg().EndGroup();
 }
 
 // Whether a picture with the filter `shows` shows `employee`.
@@ -559,23 +531,25 @@ void DrawDaysBand(TPicture& body, const Layout& layout, size_t index,
 }
 
 void DrawPostHeading(TPicture& body, const Band& band) {
-  body.Text(kMargin, band.y + 14,
-            band.post == nullptr ? Say("Sin puesto") : band.post->code + " " + band.post->name,
-            " font-weight=\"bold\"");
+  body.Svg().Text(
+      kMargin, band.y + 14,
+      band.post == nullptr ? Say("Sin puesto") : band.post->code + " " + band.post->name,
+      {{"font-weight", "bold"}});
 }
 
 void DrawCoverage(TPicture& body, const Band& band, const std::vector<roster::TCoverageGap>& gaps) {
-  body.Svg() += "<g class=\"coverage\">\n";
-  body.Text(kMargin + 8, band.y + 14, Say("Cobertura"), " fill=\"#555555\" font-style=\"italic\"");
+  body.Svg().Group({{"class", "coverage"}});
+  body.Svg().Text(kMargin + 8, band.y + 14, Say("Cobertura"),
+                  {{"fill", "#555555"}, {"font-style", "italic"}});
   for (const auto& gap : gaps) {
     if (gap.post != band.post) continue;
     const bool missing = gap.Shortfall() > 0;
     body.Rect("gap", gap.from.Value(), gap.to.Value(), band.y + 5, kRowHeight - 10,
-              missing ? kBreachRed : kSurplus, "",
+              missing ? kBreachRed : kSurplus, {},
               Say(missing ? "faltan" : "sobran") + " " + std::to_string(std::abs(gap.Shortfall())) +
                   ": " + Span(gap.from.Value(), gap.to.Value()));
   }
-  body.Svg() += "</g>\n";
+  body.Svg().EndGroup();
 }
 
 // The rows of the body, top to bottom; `colours` learns what they use.
@@ -623,31 +597,48 @@ std::vector<LegendEntry> ColourEntries(const roster::TPlan& plan, const Colours&
 // A legend key: a bar of `fill`, `height` px tall, in the middle of its row.
 std::function<void(TPicture&, int)> KeyBar(const char* fill, int height) {
   return [fill, height](TPicture& p, int ly) {
-    p.Put("<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"%d\" fill=\"%s\"/>\n",
-          kMargin, ly + 7 - height / 2, height, fill);
+    p.Svg().Rect({{"class", "key"},
+                  {"x", kMargin},
+                  {"y", ly + 7 - height / 2},
+                  {"width", 14},
+                  {"height", height},
+                  {"fill", fill}});
   };
 }
 
 void DrawCancelledKey(TPicture& p, int ly) {
-  p.Put(
-      "<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"12\" "
-      "fill=\"none\" stroke=\"%s\" stroke-dasharray=\"3,2\"/>\n"
-      "<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\"/>\n",
-      kMargin, ly + 1, kCancelled, kMargin, ly + 13, kMargin + 14, ly + 1, kCancelled);
+  p.Svg().Rect({{"class", "key"},
+                {"x", kMargin},
+                {"y", ly + 1},
+                {"width", 14},
+                {"height", 12},
+                {"fill", "none"},
+                {"stroke", kCancelled},
+                {"stroke-dasharray", "3,2"}});
+  p.Svg().Line({{"x1", kMargin},
+                {"y1", ly + 13},
+                {"x2", kMargin + 14},
+                {"y2", ly + 1},
+                {"stroke", kCancelled}});
 }
 
 void DrawMidnightKey(TPicture& p, int ly) {
-  p.Put(
-      "<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"%s\" "
-      "stroke-width=\"2\"/>\n",
-      kMargin + 7, ly, kMargin + 7, ly + 14, kNotch);
+  p.Svg().Line({{"x1", kMargin + 7},
+                {"y1", ly},
+                {"x2", kMargin + 7},
+                {"y2", ly + 14},
+                {"stroke", kNotch},
+                {"stroke-width", "2"}});
 }
 
 void DrawWeekKey(TPicture& p, int ly) {
-  p.Put(
-      "<rect class=\"key\" x=\"%d\" y=\"%d\" width=\"14\" height=\"10\" "
-      "fill=\"%s\" stroke=\"%s\"/>\n",
-      kMargin, ly + 2, kWeekBand, kBreachRed);
+  p.Svg().Rect({{"class", "key"},
+                {"x", kMargin},
+                {"y", ly + 2},
+                {"width", 14},
+                {"height", 10},
+                {"fill", kWeekBand},
+                {"stroke", kBreachRed}});
 }
 
 // The marks the rows use, then the count of each kind of breach and gap.
@@ -676,33 +667,32 @@ void AddMarkEntries(std::vector<LegendEntry>& legend, const Colours& colours, bo
 
 // The SVG's opening, its white ground and the title.
 void DrawHeader(TPicture& picture, TFecha first, TFecha last, int height) {
-  const int width = picture.Width();
-  picture.Put(
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
-      "width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\" font-family=\"DejaVu Sans, Arial, "
-      "sans-serif\" font-size=\"11\">\n<rect width=\"%d\" height=\"%d\" fill=\"#ffffff\"/>\n",
-      width, height, width, height, width, height);
-  picture.Text(
+  picture.Svg().Open(picture.Width(), height);
+  picture.Svg().Text(
       kMargin, kMargin + 12,
       Say("Cuadrante") + " " + first.ToString("dd/mm/yyyy") + " - " + last.ToString("dd/mm/yyyy"),
-      " font-size=\"14\" font-weight=\"bold\"");
+      {{"font-size", "14"}, {"font-weight", "bold"}});
 }
 
 void DrawLegend(TPicture& picture, const std::vector<LegendEntry>& legend, int top) {
-  picture.Svg() += "<g class=\"legend\">\n";
+  SvgWriter& svg = picture.Svg();
+  svg.Group({{"class", "legend"}});
   int ly = top;
   for (const LegendEntry& entry : legend) {
     if (entry.key) {
       entry.key(picture, ly);
     } else {
-      picture.Put(
-          "<rect x=\"%d\" y=\"%d\" width=\"14\" height=\"14\" fill=\"%s\" stroke=\"#555555\"/>\n",
-          kMargin, ly, entry.fill.c_str());
+      svg.Rect({{"x", kMargin},
+                {"y", ly},
+                {"width", 14},
+                {"height", 14},
+                {"fill", entry.fill},
+                {"stroke", "#555555"}});
     }
-    picture.Text(kMargin + 20, ly + 11, entry.text);
+    svg.Text(kMargin + 20, ly + 11, entry.text);
     ly += kLegendRow;
   }
-  picture.Svg() += "</g>\n";
+  svg.EndGroup();
 }
 
 // To stdout for "-"; else to the file, atomically, with a line of what it holds.
@@ -749,15 +739,12 @@ int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const st
   const int legendTop = layout.bottom + 16;
   DrawHeader(picture, first, last,
              legendTop + kLegendRow * static_cast<int>(legend.size()) + kMargin);
-  picture.Svg() += body.Svg();
+  picture.Svg().Append(body.Svg());
   DrawLegend(picture, legend, legendTop);
-  picture.Svg() += "</svg>\n";
-  WritePicture(output, picture.Svg(), people.blocks.size(), breaches.size(), gaps.size());
+  picture.Svg().Close();
+  WritePicture(output, picture.Svg().Document(), people.blocks.size(), breaches.size(),
+               gaps.size());
   return 0;
-}
-
-int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const std::string& output) {
-  return RunPlanRender(plan, first, last, output, ShowsEmployee());
 }
 
 }  // namespace cuadrante::tool

@@ -4,8 +4,8 @@
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicpoint.h"
-#include "tools/cuadrante/commands.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/point_command.h"
 
 namespace cuadrante::tool {
 
@@ -19,8 +19,8 @@ void HelpPoint() {
 }
 
 int RunPoint(const Args& arguments) {
-  const Args args = Parse(arguments, {}, {}).words;
-  if (args.size() != 1) throw Misuse("expects one stored text (see `cuadrante help point`)");
+  const Args args =
+      Parse(arguments, {{}, {1, 1, "expects one stored text (see `cuadrante help point`)"}}).words;
   // The library ignores a short text in silence; a person deserves to be told.
   TVectorStrings fields;
   if (RutinasText::GetStrings(args[0], ";", fields) < 4) {

@@ -15,8 +15,11 @@
 #include "cuadrante/runtime/formatsettings.h"
 #include "cuadrante/text/rutinasnumbers.h"
 #include "cuadrante/vocabulary/basicdefines.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/documents.h"
+#include "tools/cuadrante/edit_command.h"
+#include "tools/cuadrante/ics_command.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/points_command.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -41,18 +44,23 @@ std::string Hours(int64_t seconds, bool forPeople) {
 }
 
 TTimePointType ParseType(const Options& options) {
-  return static_cast<TTimePointType>(
-      NumberOption(options, "--type", 0, kTimePointTypeCount - 1, tptNone));
+  return static_cast<TTimePointType>(options.Number("--type", tptNone));
+}
+
+// What `points` and `grid` both take.
+std::vector<Option> SelectionOptions() {
+  return Join(RangeOptions(false),
+              {Number("--type", 0, kTimePointTypeCount - 1), FormatOption(), Value("--tz")});
 }
 
 // The points of the document at `path` that belong to --from .. --to, when
 // they are given, and are of --type, when it is given; sorted by start.
 void LoadSelection(const std::string& path, const Options& options, TBasicPointMgr& kept) {
   const TTimePointType type = ParseType(options);
-  const bool ranged = options.Has("--from") || options.Has("--to");
-  TFecha from;
-  TFecha to;
-  if (ranged) ParseRange(options, from, to);
+  const std::optional<DayRange> days = ReadOptionalDays(options);
+  const bool ranged = days.has_value();
+  const TFecha from = ranged ? days->first : TFecha();
+  const TFecha to = ranged ? days->LastSecond() : TFecha();
   LoadDocument(path, kept);
   kept.Sort();
   if (!ranged && type == tptNone) return;
@@ -74,7 +82,7 @@ std::string Describe(const TBasicPoint& point) {
 
 // The seconds that really pass over the point in `zone`.
 int64_t Elapsed(const TBasicPoint& point, const TZone* zone) {
-  return zone->Elapsed(point.GetInicio(), TFecha(point.EndValue()));
+  return zone->Elapsed(point.GetInicio(), TFecha(point.EndValue())).Value();
 }
 
 }  // namespace
@@ -119,8 +127,9 @@ void PrintHours(const roster::TDayHours& hours, bool byMonth, Format format) {
     if (!forPeople) cells.push_back(row.period.ToString("yyyy-mm-dd"));
     cells.push_back(std::to_string(row.type));
     cells.push_back(TypeLabel(row.type));
-    for (const int64_t seconds : row.days) cells.push_back(Hours(seconds, forPeople));
-    cells.push_back(forPeople ? usrFormatTime(row.total, tfHours) : Hours(row.total, false));
+    for (const TDuration seconds : row.days) cells.push_back(Hours(seconds.Value(), forPeople));
+    cells.push_back(forPeople ? usrFormatTime(row.total.Value(), tfHours)
+                              : Hours(row.total.Value(), false));
     table.Add(std::move(cells));
   }
   table.Print(format);
@@ -129,7 +138,7 @@ void PrintHours(const roster::TDayHours& hours, bool byMonth, Format format) {
   for (const auto kind :
        {roster::THoursKind::kWork, roster::THoursKind::kAbsence, roster::THoursKind::kOther}) {
     std::printf("%s%s %s", kind == roster::THoursKind::kWork ? "" : ", ", roster::KindName(kind),
-                Trim(usrFormatTime(hours.Total(kind), tfHours)).c_str());
+                Trim(usrFormatTime(hours.Total(kind).Value(), tfHours)).c_str());
   }
   std::printf("\n");
 }
@@ -198,11 +207,9 @@ void HelpPoints() {
 
 int RunPoints(const Args& args) {
   if (!args.empty() && args[0] == "add") return RunPointsAdd(args);
-  const Options options = Parse(args, {"--from", "--to", "--type", "--format", "--tz"}, {});
+  const Options options = Parse(
+      args, {SelectionOptions(), {1, 1, "expects one FILE.xml (see `cuadrante help points`)"}});
   const Format format = ParseFormat(options);
-  if (options.words.size() != 1) {
-    throw Misuse("expects one FILE.xml (see `cuadrante help points`)");
-  }
   const std::optional<TZone> zone = ZoneOption(options);
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
@@ -246,12 +253,11 @@ void HelpGrid() {
 }
 
 int RunGrid(const Args& args) {
-  const Options options = Parse(args, {"--by", "--type", "--from", "--to", "--format", "--tz"}, {});
+  const Options options =
+      Parse(args, {Join(SelectionOptions(), {Choice("--by", {"week", "month"})}),
+                   {1, 1, "expects one FILE.xml (see `cuadrante help grid`)"}});
   const Format format = ParseFormat(options);
-  if (options.words.size() != 1) throw Misuse("expects one FILE.xml (see `cuadrante help grid`)");
-  const std::string by = options.Get("--by", "week");
-  if (by != "week" && by != "month") throw Misuse("--by takes week or month, not '" + by + "'");
-  const TTimesGroup group = by == "week" ? tgWeek : tgMonth;
+  const TTimesGroup group = options.Get("--by", "week") == "week" ? tgWeek : tgMonth;
   const std::optional<TZone> zone = ZoneOption(options);
   TBasicPointMgr set;
   LoadSelection(options.words[0], options, set);
@@ -259,8 +265,9 @@ int RunGrid(const Args& args) {
   if (zone) ReportWallProblems(set.Points, *zone);
   TFecha from;
   TFecha to;
-  if (options.Has("--from") || options.Has("--to")) {
-    ParseRange(options, from, to);
+  if (const std::optional<DayRange> days = ReadOptionalDays(options)) {
+    from = days->first;
+    to = days->LastSecond();
   } else if (!set.Points.empty()) {
     // From the first point's day to the day of the last second that any point holds.
     int64_t last = set.Points.front()->StartValue();

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -21,80 +21,12 @@
 #include "cuadrante/services/translate.h"
 #include "cuadrante/text/rutinastext.h"
 #include "cuadrante/time/basicbox.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/documents.h"
 #include "tools/cuadrante/labels.h"
+#include "tools/cuadrante/render_command.h"
+#include "tools/cuadrante/svg.h"
 
 namespace cuadrante::tool {
-
-namespace {
-
-// How many bytes of `text` from `at` make one character an XML document may
-// hold, 0 when they make none: a byte of no valid UTF-8 sequence, a control
-// character other than tab and line ends, and U+FFFE and U+FFFF.
-size_t XmlCharacterLength(std::string_view text, size_t at) {
-  const auto lead = static_cast<unsigned char>(text[at]);
-  if (lead < 0x80) return lead >= 0x20 || lead == '\t' || lead == '\n' || lead == '\r' ? 1 : 0;
-  for (size_t length = 2; length <= 4 && at + length <= text.size(); ++length) {
-    const std::string_view sequence = text.substr(at, length);
-    if (!IsValidUtf8(sequence)) continue;
-    return sequence == "\xEF\xBF\xBE" || sequence == "\xEF\xBF\xBF" ? 0 : length;
-  }
-  return 0;
-}
-
-}  // namespace
-
-std::string Escape(const std::string& text) {
-  std::string out;
-  out.reserve(text.size());
-  for (size_t at = 0; at < text.size();) {
-    const size_t length = XmlCharacterLength(text, at);
-    if (length == 0) {
-      // What a picture cannot carry shows as the replacement character, so
-      // the file stays well-formed and the reader still sees that a
-      // character was there.
-      out += "\xEF\xBF\xBD";
-      ++at;
-      continue;
-    }
-    switch (text[at]) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out.append(text, at, length);
-    }
-    at += length;
-  }
-  return out;
-}
-
-// One colour a type, told apart by hue on screen and by lightness in grey
-// print (their greys lie 15 apart, from 30 to 240); the library's own colour
-// table gives three types one colour.
-static constexpr const char* kTypeFills[kTimePointTypeCount] = {
-    "#969696", "#d0edd0", "#1a4d94", "#eda761", "#c2223d", "#f9ede7", "#a054c6",
-    "#5f1818", "#23adc9", "#f2d95c", "#218664", "#ad96dc", "#abdd79", "#1e1e1e"};
-
-std::string TypeFill(int type) {
-  return type >= 0 && type < kTimePointTypeCount ? kTypeFills[type] : kTypeFills[0];
-}
-
-// Dark text on light fills, white on dark ones.
-const char* InkFor(const std::string& fill) {
-  const unsigned value = static_cast<unsigned>(std::stoul(fill.substr(1), nullptr, 16));
-  const unsigned luma = 299 * (value >> 16) + 587 * ((value >> 8) & 0xFF) + 114 * (value & 0xFF);
-  return luma > 140000 ? "#1a1a1a" : "#ffffff";
-}
 
 namespace {
 
@@ -268,152 +200,180 @@ std::string BoxTimes(const TBasicBox& box) {
   return box.GetInicio().ToString("hh:nn") + "-" + TFecha(box.EndValue()).ToString("hh:nn");
 }
 
-std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, View view) {
-  std::map<int, bool> types;  // the types drawn, for the legend
-  for (const Row& row : rows) {
-    for (const Piece& piece : row.pieces) types.emplace(static_cast<int>(piece.box->Type), true);
-  }
+// Where the picture's parts go, from its rows.
+struct Frame {
+  int rowWidth = 0;
   int rowsHeight = 0;
+  int width = 0;
+  int top = 0;  // of the first row
+  int x = 0;    // of the rows' left edge
+};
+
+Frame Measure(const std::vector<Row>& rows, View view) {
+  Frame frame;
   for (const Row& row : rows)
-    rowsHeight += static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) + kRowGap;
-  const int rowWidth = RowWidth(view);
-  const double scale = PixelsPerMinute(view);
-  const int width = kMargin * 2 + kRowLabelWidth + rowWidth;
-  const int top = kMargin + 24 + kAxisHeight;
-  const int legendTop = top + rowsHeight + 12;
-  const int height =
-      legendTop + kLegendRow * static_cast<int>(std::max<size_t>(1, types.size())) + kMargin;
-  const int x = kMargin + kRowLabelWidth;
+    frame.rowsHeight += static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) + kRowGap;
+  frame.rowWidth = RowWidth(view);
+  frame.width = kMargin * 2 + kRowLabelWidth + frame.rowWidth;
+  frame.top = kMargin + 24 + kAxisHeight;
+  frame.x = kMargin + kRowLabelWidth;
+  return frame;
+}
 
-  std::string svg;
-  char buffer[512];
-  const auto put = [&](const char* format, auto... values) {
-    std::snprintf(buffer, sizeof buffer, format, values...);
-    svg += buffer;
-  };
-  const auto text = [&](int tx, int ty, const std::string& content, const char* extra = "") {
-    svg += "<text x=\"" + std::to_string(tx) + "\" y=\"" + std::to_string(ty) + "\"" + extra + ">" +
-           Escape(content) + "</text>\n";
-  };
-  put("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\" "
-      "font-family=\"DejaVu Sans, Arial, sans-serif\" font-size=\"11\">\n",
-      width, height, width, height);
-  put("<rect width=\"%d\" height=\"%d\" fill=\"#ffffff\"/>\n", width, height);
-  text(kMargin, kMargin + 12,
-       Say("Cuadrante") + " " + from.ToString("dd/mm/yyyy") + " - " + to.ToString("dd/mm/yyyy"),
-       " font-size=\"14\" font-weight=\"bold\"");
-
-  // The axis: a labelled line a column (every two hours by day, a weekday by
-  // week, a day of the month by month), fainter lines between, and by week
-  // the hours 6, 12 and 18 of every day.
+// The axis: a labelled line a column (every two hours by day, a weekday by
+// week, a day of the month by month), fainter lines between, and by week
+// the hours 6, 12 and 18 of every day.
+void DrawAxis(SvgWriter& svg, const Frame& frame, View view) {
   const int columns = Columns(view);
   const int columnWidth = ColumnWidth(view);
   const int minorPerColumn = view == View::kWeek ? 4 : 1;
   const int axisY = kMargin + 24;
-  const int axisBottom = top + rowsHeight - kRowGap;
-  svg += "<g class=\"axis\" fill=\"#333333\">\n";
+  const int axisBottom = frame.top + frame.rowsHeight - kRowGap;
+  svg.Group({{"class", "axis"}, {"fill", "#333333"}});
   for (int i = 1; i < columns * minorPerColumn; ++i) {
     if (i % minorPerColumn == 0) continue;
-    const int tx = x + columnWidth * i / minorPerColumn;
-    put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#eeeeee\"/>\n", tx, top, tx,
-        axisBottom);
-    text(tx - 4, axisY + 28, std::to_string(6 * (i % minorPerColumn)),
-         " font-size=\"8\" fill=\"#777777\"");
+    const int tx = frame.x + columnWidth * i / minorPerColumn;
+    svg.Line(
+        {{"x1", tx}, {"y1", frame.top}, {"x2", tx}, {"y2", axisBottom}, {"stroke", "#eeeeee"}});
+    svg.Text(tx - 4, axisY + 28, std::to_string(6 * (i % minorPerColumn)),
+             {{"font-size", "8"}, {"fill", "#777777"}});
   }
   for (int i = 0; i <= columns; ++i) {
-    const int tx = x + columnWidth * i;
+    const int tx = frame.x + columnWidth * i;
     const bool labelled = view != View::kDay || i % 2 == 0;
     if (labelled || i == columns) {
-      put("<line x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\" stroke=\"#d0d0d0\"/>\n", tx, axisY + 18,
-          tx, axisBottom);
+      svg.Line(
+          {{"x1", tx}, {"y1", axisY + 18}, {"x2", tx}, {"y2", axisBottom}, {"stroke", "#d0d0d0"}});
     }
     if (i == columns || !labelled) continue;
     const std::string label = view == View::kDay ? (i < 10 ? "0" : "") + std::to_string(i) + ":00"
                               : view == View::kWeek ? FormatSettings.ShortDayNames[(i + 1) % 7]
                                                     : std::to_string(i + 1);
-    text(tx + 3, axisY + 12, label);
+    svg.Text(tx + 3, axisY + 12, label);
   }
-  svg += "</g>\n";
+  svg.EndGroup();
+}
 
-  int y = top;
-  for (const Row& row : rows) {
-    const int rowHeight = static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) - kLaneGap;
-    const int drawn =
-        static_cast<int>(static_cast<double>(row.end - row.origin.Value()) / 60.0 * scale);
-    svg += "<g class=\"row\">\n";
-    text(kMargin, y + 16, row.label);
-    put("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"none\" stroke=\"#e4e4e4\"/>\n",
-        x, y, rowWidth, rowHeight);
-    // The day of the month over each day of a week row.
-    if (view == View::kWeek) {
-      for (int day = 0; day < 7; ++day) {
-        text(x + day * columnWidth + 3, y - 2,
-             std::to_string(TFecha(row.origin.Value() + day * int64_t{86400}).Day()),
-             " class=\"day\" font-size=\"8\" fill=\"#777777\"");
-      }
-    }
-    // What lies outside the range, or past a short month's end, is greyed:
-    // it is not free, it was not asked for.
-    const auto minutesInto = [&row](int64_t value) {
-      return static_cast<double>(value - row.origin.Value()) / 60.0;
-    };
-    const int before = std::clamp(static_cast<int>(minutesInto(from.Value()) * scale), 0, rowWidth);
-    const int after = std::clamp(
-        std::min(static_cast<int>(minutesInto(to.Value() + 1) * scale), drawn), 0, rowWidth);
-    if (before > 0) {
-      put("<rect class=\"outside\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
-          "fill=\"#f0f0f0\"/>\n",
-          x, y, before, rowHeight);
-    }
-    if (after < rowWidth) {
-      put("<rect class=\"outside\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
-          "fill=\"#f0f0f0\"/>\n",
-          x + after, y, rowWidth - after, rowHeight);
-    }
-    for (const Piece& piece : row.pieces) {
-      const TBasicBox& box = *piece.box;
-      const int by = y + static_cast<int>(piece.lane) * (kLaneHeight + kLaneGap);
-      const int bw = piece.right - piece.left;
-      const std::string code = Trim(box.Code);
-      const std::string label =
-          code.empty() ? TypeLabel(box.Type) : TypeLabel(box.Type) + " " + code;
-      const std::string times = BoxTimes(box);
-      const std::string fill = TypeFill(box.Type);
-      put("<rect class=\"box\" data-type=\"%d\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" "
-          "fill=\"%s\" stroke=\"#555555\" stroke-width=\"0.5\">",
-          static_cast<int>(box.Type), x + piece.left, by, bw, kLaneHeight, fill.c_str());
-      svg += "<title>" + Escape(label + ": " + box.ToString(4)) + "</title></rect>\n";
-      // About 6.5 px a character at this size. The widest text that fits is
-      // shown: type, code and times; type and code; the code alone; a box
-      // narrower still is left to its tooltip rather than spilling over.
-      const auto fits = [bw](const std::string& candidate) {
-        return !candidate.empty() && static_cast<double>(Characters(candidate)) * 6.5 + 6 <= bw;
-      };
-      for (const std::string& shown :
-           {times.empty() ? std::string() : label + " " + times, label, code}) {
-        if (!fits(shown)) continue;
-        text(x + piece.left + 3, by + 16, shown,
-             (std::string(" fill=\"") + InkFor(fill) + "\"").c_str());
-        break;
-      }
-    }
-    svg += "</g>\n";
-    y += rowHeight + kLaneGap + kRowGap;
+// A box of a row at `x`, `y`, with the widest text that fits.
+void DrawPiece(SvgWriter& svg, const Piece& piece, int x, int y) {
+  const TBasicBox& box = *piece.box;
+  const int by = y + static_cast<int>(piece.lane) * (kLaneHeight + kLaneGap);
+  const int bw = piece.right - piece.left;
+  const std::string code = Trim(box.Code);
+  const std::string label = code.empty() ? TypeLabel(box.Type) : TypeLabel(box.Type) + " " + code;
+  const std::string times = BoxTimes(box);
+  const std::string fill = TypeFill(box.Type);
+  svg.Rect({{"class", "box"},
+            {"data-type", static_cast<int>(box.Type)},
+            {"x", x + piece.left},
+            {"y", by},
+            {"width", bw},
+            {"height", kLaneHeight},
+            {"fill", fill},
+            {"stroke", "#555555"},
+            {"stroke-width", "0.5"}},
+           label + ": " + box.ToString(4));
+  // About 6.5 px a character at this size. The widest text that fits is
+  // shown: type, code and times; type and code; the code alone; a box
+  // narrower still is left to its tooltip rather than spilling over.
+  const auto fits = [bw](const std::string& candidate) {
+    return !candidate.empty() && static_cast<double>(Characters(candidate)) * 6.5 + 6 <= bw;
+  };
+  for (const std::string& shown :
+       {times.empty() ? std::string() : label + " " + times, label, code}) {
+    if (!fits(shown)) continue;
+    svg.Text(x + piece.left + 3, by + 16, shown, {{"fill", InkFor(fill)}});
+    break;
   }
+}
 
-  svg += "<g class=\"legend\">\n";
-  int ly = legendTop;
-  if (types.empty()) text(kMargin, ly + 12, Say("Sin intervalos en el periodo"));
-  for (const auto& entry : types) {
-    const int type = entry.first;
-    put("<rect x=\"%d\" y=\"%d\" width=\"14\" height=\"14\" fill=\"%s\" stroke=\"#555555\"/>\n",
-        kMargin, ly, TypeFill(type).c_str());
-    text(kMargin + 20, ly + 11, std::to_string(type) + " " + TypeLabel(type));
+// One row at `y`: its label and frame, the day numbers of a week, what lies
+// outside the range greyed, and its boxes. Gives the row's height.
+int DrawRow(SvgWriter& svg, const Row& row, const Frame& frame, int y, TFecha from, TFecha to,
+            View view) {
+  const double scale = PixelsPerMinute(view);
+  const int x = frame.x;
+  const int rowWidth = frame.rowWidth;
+  const int rowHeight = static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) - kLaneGap;
+  const int drawn =
+      static_cast<int>(static_cast<double>(row.end - row.origin.Value()) / 60.0 * scale);
+  svg.Group({{"class", "row"}});
+  svg.Text(kMargin, y + 16, row.label);
+  svg.Rect({{"x", x},
+            {"y", y},
+            {"width", rowWidth},
+            {"height", rowHeight},
+            {"fill", "none"},
+            {"stroke", "#e4e4e4"}});
+  // The day of the month over each day of a week row.
+  if (view == View::kWeek) {
+    for (int day = 0; day < 7; ++day) {
+      svg.Text(x + day * ColumnWidth(view) + 3, y - 2,
+               std::to_string(TFecha(row.origin.Value() + day * int64_t{86400}).Day()),
+               {{"class", "day"}, {"font-size", "8"}, {"fill", "#777777"}});
+    }
+  }
+  // What lies outside the range, or past a short month's end, is greyed:
+  // it is not free, it was not asked for.
+  const auto minutesInto = [&row](int64_t value) {
+    return static_cast<double>(value - row.origin.Value()) / 60.0;
+  };
+  const int before = std::clamp(static_cast<int>(minutesInto(from.Value()) * scale), 0, rowWidth);
+  const int after = std::clamp(
+      std::min(static_cast<int>(minutesInto(to.Value() + 1) * scale), drawn), 0, rowWidth);
+  const auto outside = [&](int left, int width) {
+    svg.Rect({{"class", "outside"},
+              {"x", left},
+              {"y", y},
+              {"width", width},
+              {"height", rowHeight},
+              {"fill", "#f0f0f0"}});
+  };
+  if (before > 0) outside(x, before);
+  if (after < rowWidth) outside(x + after, rowWidth - after);
+  for (const Piece& piece : row.pieces) DrawPiece(svg, piece, x, y);
+  svg.EndGroup();
+  return rowHeight;
+}
+
+// A swatch and label for each type drawn, in the order of their numbers.
+void DrawLegend(SvgWriter& svg, const std::set<int>& types, int top) {
+  svg.Group({{"class", "legend"}});
+  int ly = top;
+  if (types.empty()) svg.Text(kMargin, ly + 12, Say("Sin intervalos en el periodo"));
+  for (const int type : types) {
+    svg.Rect({{"x", kMargin},
+              {"y", ly},
+              {"width", 14},
+              {"height", 14},
+              {"fill", TypeFill(type)},
+              {"stroke", "#555555"}});
+    svg.Text(kMargin + 20, ly + 11, std::to_string(type) + " " + TypeLabel(type));
     ly += kLegendRow;
   }
-  svg += "</g>\n</svg>\n";
-  return svg;
+  svg.EndGroup();
+}
+
+std::string Draw(const std::vector<Row>& rows, TFecha from, TFecha to, View view) {
+  std::set<int> types;  // the types drawn, for the legend
+  for (const Row& row : rows) {
+    for (const Piece& piece : row.pieces) types.insert(static_cast<int>(piece.box->Type));
+  }
+  const Frame frame = Measure(rows, view);
+  const int legendTop = frame.top + frame.rowsHeight + 12;
+  const int height =
+      legendTop + kLegendRow * static_cast<int>(std::max<size_t>(1, types.size())) + kMargin;
+  SvgWriter svg;
+  svg.Open(frame.width, height);
+  svg.Text(kMargin, kMargin + 12,
+           Say("Cuadrante") + " " + from.ToString("dd/mm/yyyy") + " - " + to.ToString("dd/mm/yyyy"),
+           {{"font-size", "14"}, {"font-weight", "bold"}});
+  DrawAxis(svg, frame, view);
+  int y = frame.top;
+  for (const Row& row : rows) y += DrawRow(svg, row, frame, y, from, to, view) + kLaneGap + kRowGap;
+  DrawLegend(svg, types, legendTop);
+  svg.Close();
+  return svg.Document();
 }
 
 }  // namespace
@@ -438,12 +398,10 @@ void HelpRender() {
 }
 
 int RunRender(const Args& args) {
-  const Options options = Parse(args, {"--from", "--to", "-o", "--by"}, {});
-  if (options.words.size() != 1) throw Misuse("expects one document (see `cuadrante help render`)");
-  const auto by = options.values.find("--by");
-  const std::string group = by == options.values.end() ? "week" : by->second;
-  if (group != "week" && group != "day" && group != "month")
-    throw Misuse("--by takes week, day or month, not '" + group + "'");
+  const Options options = Parse(
+      args, {Join(RangeOptions(false), {Value("-o"), Choice("--by", {"week", "day", "month"})}),
+             {1, 1, "expects one document (see `cuadrante help render`)"}});
+  const std::string group = options.Get("--by", "week");
   const std::string& output = options.Need("-o");
   if (options.words[0] != "-" && output != "-") {
     // Links and other names of the same file count: the picture would replace
@@ -453,9 +411,9 @@ int RunRender(const Args& args) {
       throw Misuse("-o " + output + " is the input document; write the picture elsewhere");
     }
   }
-  TFecha from;
-  TFecha to;
-  ParseRange(options, from, to);
+  const DayRange days = ReadDays(options);
+  const TFecha from = days.first;
+  const TFecha to = days.LastSecond();
 
   const View view = group == "day" ? View::kDay : group == "month" ? View::kMonth : View::kWeek;
   std::vector<Row> rows = MakeRows(from, to, view);

@@ -19,6 +19,7 @@
 #include "cuadrante/solver/exact.h"
 #include "cuadrante/solver/instancefile.h"
 #include "cuadrante/solver/search.h"
+#include "tools/cuadrante/documents.h"
 #include "tools/cuadrante/operation_scope.h"
 
 namespace cuadrante::tool {
@@ -244,8 +245,10 @@ void HelpSolve() {
 
 int RunSolve(const Args& args) {
   const Options options =
-      Parse(args, {"--time-limit", "--seed", "--moves", "--workers", "-o", "--format"},
-            {"--exact", "--no-exact", "--score"});
+      Parse(args, {{Number("--time-limit", 1, kLongestTimeLimit), Number("--seed", 0, INT64_MAX),
+                    Number("--moves", 1, INT64_MAX), Number("--workers", 1, 2), Value("-o"),
+                    FormatOption(), Flag("--exact"), Flag("--no-exact"), Flag("--score")},
+                   {}});
   const Format format = ParseFormat(options);
   if (format == Format::kXml) throw Misuse("solve prints text, csv or json");
   if (options.Flag("--score")) return Score(options, format);
@@ -256,11 +259,10 @@ int RunSolve(const Args& args) {
   const std::string& path = options.words[0];
   const TInstance instance = solver::ReadInstanceFile(path);
   TSearchOptions search;
-  search.timeLimitSeconds =
-      static_cast<double>(NumberOption(options, "--time-limit", 1, kLongestTimeLimit, 10));
-  search.seed = static_cast<uint64_t>(NumberOption(options, "--seed", 0, INT64_MAX, 1));
-  search.maxMoves = static_cast<uint64_t>(NumberOption(options, "--moves", 1, INT64_MAX, 0));
-  search.workers = static_cast<int>(NumberOption(options, "--workers", 1, 2, 2));
+  search.timeLimitSeconds = static_cast<double>(options.Number("--time-limit", 10));
+  search.seed = static_cast<uint64_t>(options.Number("--seed", 1));
+  search.maxMoves = static_cast<uint64_t>(options.Number("--moves", 0));
+  search.workers = static_cast<int>(options.Number("--workers", 2));
   if (options.Flag("--exact")) {
     search.exact = true;
   } else if (!options.Flag("--no-exact") && search.maxMoves == 0) {

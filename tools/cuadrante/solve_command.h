@@ -2,7 +2,7 @@
 // benchmark, or scores a roster someone else made.
 #pragma once
 
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/arguments.h"
 
 namespace cuadrante::tool {
 

@@ -12,7 +12,7 @@
 
 #include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/runtime/sysutils.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/arguments.h"
 
 namespace cuadrante::tool {
 

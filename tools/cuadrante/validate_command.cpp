@@ -10,7 +10,8 @@
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
-#include "tools/cuadrante/commands.h"
+#include "tools/cuadrante/documents.h"
+#include "tools/cuadrante/validate_command.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -76,8 +77,7 @@ void HelpValidate() {
 }
 
 int RunValidate(const Args& arguments) {
-  const Options options = Parse(arguments, {}, {});
-  if (options.words.empty()) throw Misuse("expects one FILE.xml or more");
+  const Options options = Parse(arguments, {{}, {1, SIZE_MAX, "expects one FILE.xml or more"}});
   int status = 0;
   for (const std::string& path : options.words) {
     if (path != "-") {
