@@ -64,6 +64,11 @@ printf 'SECTION_HORIZON\n1000000000\n' >"$work/huge.txt"
 expect 1 'huge.txt:2: ' solve "$work/huge.txt"
 expect 1 'missing.txt' solve "$work/missing.txt"
 
+# A move budget leaves a time limit given beside it in force: the run ends
+# at the limit, far short of the budget.
+check "--time-limit holds beside --moves" bash -c "timeout 60 '$tool' solve '$data/Instance1.txt' \
+  --moves 9000000000000 --time-limit=1 --no-exact >/dev/null 2>&1; [ \$? -ne 124 ]"
+
 # Misuse.
 expect 2 'time-limit' solve "$data/Instance1.txt" --time-limit 0
 expect 2 'workers' solve "$data/Instance1.txt" --workers 3

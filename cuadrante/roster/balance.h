@@ -34,7 +34,10 @@ struct TPeriodHours {
   int64_t contract = 0;  // units
   int64_t credit = 0;    // units
 
-  int64_t Balance() const { return work.Value() * kShareUnits + credit - contract; }  // units
+  // Work and other hours in units, to set beside the contract and credit.
+  int64_t WorkUnits() const { return work.Value() * kShareUnits; }
+  int64_t OtherUnits() const { return other.Value() * kShareUnits; }
+  int64_t Balance() const { return WorkUnits() + credit - contract; }  // units
   TPeriodHours& operator+=(const TPeriodHours& more);
 };
 

@@ -49,6 +49,10 @@ enum class TBreachKind {
   kTooManyDays,
 };
 CUADRANTE_API const char* BreachName(TBreachKind kind);  // "overlap", "short rest", ...
+// A breach of a whole week's hours, not of one day or shift.
+constexpr bool IsWeekBreach(TBreachKind kind) {
+  return kind == TBreachKind::kWeekOverMaximum || kind == TBreachKind::kWeekOverContract;
+}
 
 struct TBreach {
   const TEmployee* employee = nullptr;  // borrowed from the plan

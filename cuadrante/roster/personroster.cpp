@@ -188,4 +188,17 @@ TDayHours HoursOf(const TPersonRoster& roster, TFecha firstDay, TFecha lastDay, 
   return hours;
 }
 
+std::vector<int> DaysShown(const TRosterItem& item, TFecha firstDay, int days) {
+  const int64_t from = firstDay.Date();
+  const int64_t to = from + days * kSecondsPerDay;
+  const bool shift = !item.code.empty();
+  const int64_t start = shift ? item.start.Date() : std::max(item.start.Date(), from);
+  const int64_t end = shift ? item.start.Value() + 1 : std::min(item.End().Value(), to);
+  std::vector<int> shown;
+  for (int64_t day = start; day < end; day += kSecondsPerDay) {
+    if (day >= from && day < to) shown.push_back(static_cast<int>((day - from) / kSecondsPerDay));
+  }
+  return shown;
+}
+
 }  // namespace cuadrante::roster

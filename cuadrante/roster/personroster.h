@@ -38,7 +38,17 @@ struct TRosterItem {
   TFecha End() const { return start + seconds; }
   // Counts in hours, checks and coverage.
   bool Counts() const { return !cancelled; }
+  // Starts at midnight and lasts whole days: shown without a clock.
+  bool FillsWholeDays() const {
+    return start.Value() % kSecondsPerDay == 0 && seconds.Value() % kSecondsPerDay == 0;
+  }
 };
+
+// The days, as offsets from `firstDay` (a midnight) within the next `days`,
+// on which `item` shows in a roster: a shift on the day it starts only (the
+// night belongs to the evening it begins), any other item on every day it
+// touches.
+CUADRANTE_API std::vector<int> DaysShown(const TRosterItem& item, TFecha firstDay, int days);
 
 struct TPersonRoster {
   const TEmployee* employee = nullptr;  // borrowed from the plan

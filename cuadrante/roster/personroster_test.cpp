@@ -5,6 +5,8 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "cuadrante/runtime/datetime.h"
 
@@ -30,6 +32,37 @@ std::vector<std::string> Seen(const TPersonRoster& roster) {
                    std::to_string(item.seconds.Value() / 60));
   }
   return seen;
+}
+
+// A shift shows on the day it starts and nowhere else; any other item on
+// every day of the range it touches, and not on a day it merely ends at.
+TEST(DaysShown, AShiftOnItsFirstDayOtherItemsOnEveryDayTheyTouch) {
+  const TFecha first = At(2026, 12, 7);
+  const auto item = [](TFecha start, int64_t hours, std::string code) {
+    TRosterItem it;
+    it.start = start;
+    it.seconds = TDuration(hours * 3600);
+    it.code = std::move(code);
+    return it;
+  };
+  const struct {
+    TRosterItem item;
+    std::vector<int> days;
+  } cases[] = {
+      {item(At(2026, 12, 7, 22), 10, "N"), {0}},    // a night, on its evening only
+      {item(At(2026, 12, 6, 22), 10, "N"), {}},     // begun the evening before the range
+      {item(At(2026, 12, 9, 22), 10, "N"), {2}},    // the last day's night
+      {item(At(2026, 12, 10, 8), 8, "M"), {}},      // after the range
+      {item(At(2026, 12, 5), 72, ""), {0}},         // leave from before, to midnight of day 1
+      {item(At(2026, 12, 6), 96, ""), {0, 1, 2}},   // leave past the range's end
+      {item(At(2026, 12, 8, 22), 10, ""), {1, 2}},  // an item without a code spans its days
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(DaysShown(c.item, first, 3), c.days) << c.item.start.ToString("dd/mm hh:nn");
+  }
+  EXPECT_TRUE(item(At(2026, 12, 7), 48, "").FillsWholeDays());
+  EXPECT_FALSE(item(At(2026, 12, 7, 1), 24, "").FillsWholeDays());
+  EXPECT_FALSE(item(At(2026, 12, 7), 25, "").FillsWholeDays());
 }
 
 TEST(BuildRosters, UnrollsRulesRotationsAndItemsIntoEachPersonsItems) {

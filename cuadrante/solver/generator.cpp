@@ -27,7 +27,8 @@ TInstance GenerateInstance(const TShape& shape, uint64_t seed) {
   const int workDays = std::max(1, shape.days * 9 / 14);
   for (int e = 0; e < shape.employees; ++e) {
     TEmployee person;
-    person.id = "E" + std::to_string(e);
+    person.id = "E";
+    person.id += std::to_string(e);
     for (int s = 0; s < shape.shiftTypes; ++s) {
       const bool never = shape.shiftTypes > 1 && uniform(0, 4) == 0;
       person.maxShifts.push_back(never ? 0 : (uniform(0, 2) == 0 ? std::max(1, shape.days / 4) : shape.days));

@@ -263,7 +263,7 @@ DayRange ReadDays(const Options& options) {
   range.last = TFecha(TFecha(ParseDateArgument(to)).Date());
   if (range.last < range.first)
     throw EConvertError("the range " + from + " .. " + to + " ends before it starts");
-  if ((range.LastSecond() - range.first).Value() / 86400 > kLongestRangeInDays)
+  if ((range.LastSecond() - range.first).Value() / kSecondsPerDay > kLongestRangeInDays)
     throw EConvertError("the range " + from + " .. " + to + " is longer than ten years");
   return range;
 }

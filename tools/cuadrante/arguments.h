@@ -87,7 +87,10 @@ struct Options {
 
   // The value of `name`; misuse "needs NAME" when it was not given.
   const std::string& Need(const std::string& name) const;
-  bool Has(const std::string& name) const { return values.count(name) != 0; }
+  // Whether a value or a number of that name was given.
+  bool Has(const std::string& name) const {
+    return values.count(name) != 0 || numbers.count(name) != 0;
+  }
   // A copy: `otherwise` is often a temporary.
   std::string Get(const std::string& name, const std::string& otherwise) const;
   bool Flag(const std::string& name) const;

@@ -26,8 +26,6 @@
 namespace cuadrante::tool {
 namespace {
 
-constexpr int64_t kDay = 86400;
-
 // "07-15" for whole hours, "07:30-15:30" otherwise.
 std::string Clock(TFecha start, int64_t end) {
   const bool whole = start.Value() % 3600 == 0 && end % 3600 == 0;
@@ -212,28 +210,20 @@ int RunPlanCoverage(const Options& options) {
 // What one item shows in a roster cell: its shift code or type label, and
 // its clock unless it fills whole days.
 std::string CellText(const roster::TRosterItem& item) {
-  const bool wholeDays = item.seconds.Value() % kDay == 0 && item.start.Value() % kDay == 0;
   std::string cell = item.code.empty() ? TypeLabel(item.type) : item.code;
-  if (!wholeDays) cell += " " + Clock(item.start, item.End());
+  if (!item.FillsWholeDays()) cell += " " + Clock(item.start, item.End());
   return cell;
 }
 
-// The person's items by day of the range: a shift shows on the day it
-// starts (the night that began the evening before shows on its own day when
-// that day is drawn), leave and other items on every day of the range they
-// touch. `cancelled` picks the planned work that absence cancelled.
+// The person's items by day of the range, as roster::DaysShown places them.
+// `cancelled` picks the planned work that absence cancelled.
 std::vector<std::string> DayCells(const roster::TPersonRoster& person, int64_t from, int days,
                                   bool cancelled) {
   std::vector<std::string> cells(static_cast<size_t>(days));
-  const int64_t to = from + days * kDay;
   for (const auto& item : person.items) {
     if (item.cancelled != cancelled) continue;
-    const bool shift = !item.code.empty();
-    const int64_t start = shift ? item.start.Date() : std::max(item.start.Date(), from);
-    const int64_t end = shift ? item.start.Value() + 1 : std::min(item.End().Value(), to);
-    for (int64_t day = start; day < end; day += kDay) {
-      if (day < from || day >= to) continue;
-      std::string& slot = cells[static_cast<size_t>((day - from) / kDay)];
+    for (const int day : roster::DaysShown(item, TFecha(from), days)) {
+      std::string& slot = cells[static_cast<size_t>(day)];
       slot += (slot.empty() ? "" : "/") + CellText(item);
     }
   }
@@ -251,13 +241,13 @@ void PrintRosterList(const PlanJob& job, const std::vector<roster::TPersonRoster
                          {"items", "items", 0},
                          {"cancelled", "cancelled", 0}});
   table.Stream(format);
-  const int days = static_cast<int>((job.last.Value() - job.first.Value()) / kDay) + 1;
+  const int days = static_cast<int>((job.last.Value() - job.first.Value()) / kSecondsPerDay) + 1;
   for (const auto& person : rosters) {
     if (!job.Shows(*person.employee)) continue;
     const auto held = DayCells(person, job.first.Value(), days, false);
     const auto cancelled = DayCells(person, job.first.Value(), days, true);
     for (int day = 0; day < days; ++day) {
-      const TFecha date(job.first.Value() + day * kDay);
+      const TFecha date(job.first.Value() + day * kSecondsPerDay);
       table.Add({person.employee->id, person.employee->post, IsoDay(date),
                  roster::IsoWeekName(date), held[static_cast<size_t>(day)],
                  cancelled[static_cast<size_t>(day)]});
@@ -276,18 +266,18 @@ void PrintRosterWeeks(const PlanJob& job, const std::vector<roster::TPersonRoste
     heads.push_back(
         {"d" + std::to_string(day + 1), FormatSettings.ShortDayNames[(day + 1) % 7], 14});
   Table table("roster", std::move(heads));
-  const int64_t rangeEnd = job.last.Value() + kDay;
+  const int64_t rangeEnd = job.last.Value() + kSecondsPerDay;
   const std::string outside = Say("fuera");
   for (const auto& person : rosters) {
     if (!job.Shows(*person.employee)) continue;
     for (TFecha week = job.first.StartOfWeek(); week.Value() < rangeEnd;
-         week = TFecha(week.Value() + 7 * kDay)) {
+         week = TFecha(week.Value() + 7 * kSecondsPerDay)) {
       const auto days = DayCells(person, week.Value(), 7, false);
       std::vector<std::string> cells = {
           person.employee->id, person.employee->post,
           "S" + std::to_string(week.Week()) + " " + week.ToString("dd/mm")};
       for (int day = 0; day < 7; ++day) {
-        const int64_t date = week.Value() + day * kDay;
+        const int64_t date = week.Value() + day * kSecondsPerDay;
         const std::string& held = days[static_cast<size_t>(day)];
         // The night that began the evening before the range still shows
         // on its own day.
@@ -336,9 +326,8 @@ std::string PeriodName(TFecha start, roster::TPeriodKind by, bool forPeople) {
 }
 
 std::vector<std::string> HoursCells(const roster::TPeriodHours& hours, bool forPeople) {
-  const int64_t unit = roster::kShareUnits;
-  return {HoursText(hours.work.Value() * unit, forPeople), HoursText(hours.credit, forPeople),
-          HoursText(hours.other.Value() * unit, forPeople), HoursText(hours.contract, forPeople),
+  return {HoursText(hours.WorkUnits(), forPeople), HoursText(hours.credit, forPeople),
+          HoursText(hours.OtherUnits(), forPeople), HoursText(hours.contract, forPeople),
           HoursText(hours.Balance(), forPeople)};
 }
 

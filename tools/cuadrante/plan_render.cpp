@@ -49,7 +49,6 @@ constexpr int kTitleHeight = 20;
 constexpr int kDaysHeight = 30;
 constexpr int kPeoplePerHeader = 25;
 constexpr int kLegendRow = 22;
-constexpr int64_t kDay = 86400;
 constexpr int64_t kMostDays = 62;
 
 constexpr const char* kBreachRed = "#d7191c";
@@ -71,26 +70,21 @@ std::optional<size_t> ShiftIndex(const roster::TPlan& plan, const std::string& c
   return std::nullopt;
 }
 
-bool IsWeekBreach(roster::TBreachKind kind) {
-  return kind == roster::TBreachKind::kWeekOverMaximum ||
-         kind == roster::TBreachKind::kWeekOverContract;
-}
-
 class TPicture {
  public:
   TPicture(TFecha first, TFecha last)
-      : first_(first.Value()), days_((last.Value() - first.Value()) / kDay + 1) {}
+      : first_(first.Value()), days_((last.Value() - first.Value()) / kSecondsPerDay + 1) {}
 
   int Width() const { return kMargin * 2 + kLabelWidth + static_cast<int>(days_) * kDayWidth; }
   int Left() const { return kMargin + kLabelWidth; }
   int64_t First() const { return first_; }
   int64_t Days() const { return days_; }
-  int64_t End() const { return first_ + days_ * kDay; }
+  int64_t End() const { return first_ + days_ * kSecondsPerDay; }
 
   // The x of a moment, clamped to the picture's days.
   int X(int64_t at) const {
     const int64_t clamped = std::clamp<int64_t>(at, first_, End());
-    return Left() + static_cast<int>((clamped - first_) * kDayWidth / kDay);
+    return Left() + static_cast<int>((clamped - first_) * kDayWidth / kSecondsPerDay);
   }
 
   // A rect over [from, to) at least 2 px wide, with `more` attributes after
@@ -169,7 +163,7 @@ Block MakeBlock(const TPicture& picture, const roster::TPersonRoster& person,
   spans.clear();
   for (const auto& breach : breaches) {
     if (breach.employee != person.employee) continue;
-    if (!IsWeekBreach(breach.kind)) {
+    if (!roster::IsWeekBreach(breach.kind)) {
       block.marks.push_back(&breach);
       continue;
     }
@@ -199,7 +193,7 @@ void DrawDays(TPicture& picture, const std::set<int64_t>& holidays, int y) {
   SvgWriter& svg = picture.Svg();
   svg.Group({{"class", "days"}, {"fill", "#333333"}});
   for (int64_t day = 0; day < picture.Days(); ++day) {
-    const TFecha date(picture.First() + day * kDay);
+    const TFecha date(picture.First() + day * kSecondsPerDay);
     const int x = picture.X(date.Value());
     const bool holiday = holidays.count(day) != 0;
     // The settings' short names, translated: a cut of the long one could split a character.
@@ -225,7 +219,7 @@ void DrawDays(TPicture& picture, const std::set<int64_t>& holidays, int y) {
 void DrawColumns(TPicture& picture, const std::set<int64_t>& holidays, int top, int bottom) {
   if (bottom <= top) return;
   for (int64_t day = 0; day < picture.Days(); ++day) {
-    const TFecha date(picture.First() + day * kDay);
+    const TFecha date(picture.First() + day * kSecondsPerDay);
     const int x = picture.X(date.Value());
     SvgWriter& svg = picture.Svg();
     if (holidays.count(day) != 0) {
@@ -326,8 +320,8 @@ void DrawBox(TPicture& picture, const roster::TRosterItem& item, const BoxPlace&
 // it, so a night reads as going on into the next day's column.
 void DrawMidnights(TPicture& picture, const roster::TRosterItem& item, const BoxPlace& box,
                    Colours& colours) {
-  for (int64_t midnight = (item.start.Value() / kDay + 1) * kDay;
-       midnight < item.End() && midnight <= picture.End(); midnight += kDay) {
+  for (int64_t midnight = (item.start.Value() / kSecondsPerDay + 1) * kSecondsPerDay;
+       midnight < item.End() && midnight <= picture.End(); midnight += kSecondsPerDay) {
     if (midnight < picture.First()) continue;
     colours.midnight = true;
     const int mx = picture.X(midnight);
@@ -351,8 +345,7 @@ void DrawItem(TPicture& picture, const roster::TRosterItem& item, const BoxPlace
     return;
   }
   const std::optional<size_t> shift = ShiftIndex(colours.plan, item.code);
-  const bool wholeDays =
-      !shift && item.seconds.Value() % kDay == 0 && item.start.Value() % kDay == 0;
+  const bool wholeDays = !shift && item.FillsWholeDays();
   if (shift) colours.shiftsDrawn[*shift] = true;
   const std::string fill = shift ? ShiftFill(*shift) : UseTypeFill(item.type, wholeDays, colours);
   DrawBox(picture, item, box, fill);
@@ -512,7 +505,7 @@ Layout LayOut(const People& people) {
 std::set<int64_t> HolidayColumns(const roster::TPlan& plan, const TPicture& picture) {
   std::set<int64_t> holidays;
   for (const TFecha& day : plan.holidays) {
-    const int64_t at = (day.Value() - picture.First()) / kDay;
+    const int64_t at = (day.Value() - picture.First()) / kSecondsPerDay;
     if (day.Value() >= picture.First() && at < picture.Days()) holidays.insert(at);
   }
   return holidays;
@@ -648,8 +641,10 @@ void AddMarkEntries(std::vector<LegendEntry>& legend, const Colours& colours, bo
   if (colours.cancelled) legend.push_back({"", Say("Anulado por ausencia"), DrawCancelledKey});
   if (colours.midnight) legend.push_back({"", Say("Sigue tras la medianoche"), DrawMidnightKey});
   if (holidays) legend.push_back({"", Say("Festivo del plan"), KeyBar(kHolidayFill, 12)});
-  const size_t weekBreaches = static_cast<size_t>(std::count_if(
-      breaches.begin(), breaches.end(), [](const auto& b) { return IsWeekBreach(b.kind); }));
+  const size_t weekBreaches =
+      static_cast<size_t>(std::count_if(breaches.begin(), breaches.end(), [](const auto& b) {
+        return roster::IsWeekBreach(b.kind);
+      }));
   legend.push_back(
       {"",
        std::to_string(breaches.size() - weekBreaches) + " " + Say("incumplimientos (plan check)"),
@@ -715,7 +710,7 @@ void WritePicture(const std::string& output, const std::string& svg, size_t peop
 
 int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const std::string& output,
                   const ShowsEmployee& shows) {
-  if ((last.Value() - first.Value()) / kDay + 1 > kMostDays)
+  if ((last.Value() - first.Value()) / kSecondsPerDay + 1 > kMostDays)
     throw EConvertError("a plan picture shows at most " + std::to_string(kMostDays) +
                         " days; draw a shorter range");
   const auto rosters = roster::BuildRosters(plan, first, last);

@@ -129,8 +129,8 @@ std::vector<Row> MakeRows(TFecha from, TFecha to, View view) {
                                         : from.StartOfMonth();
   size_t count = 0;
   for (TFecha probe = origin; probe <= to; ++count) {
-    probe = view == View::kDay    ? TFecha(probe.Value() + 86400)
-            : view == View::kWeek ? TFecha(probe.Value() + 7 * 86400)
+    probe = view == View::kDay    ? TFecha(probe.Value() + kSecondsPerDay)
+            : view == View::kWeek ? TFecha(probe.Value() + 7 * kSecondsPerDay)
                                   : TFecha(probe.EndOfMonth().Value() + 1);
   }
   if (count > kMostRows) {
@@ -140,8 +140,8 @@ std::vector<Row> MakeRows(TFecha from, TFecha to, View view) {
   }
   rows.reserve(count);
   while (origin <= to) {
-    const int64_t end = view == View::kDay    ? origin.Value() + 86400
-                        : view == View::kWeek ? origin.Value() + 7 * 86400
+    const int64_t end = view == View::kDay    ? origin.Value() + kSecondsPerDay
+                        : view == View::kWeek ? origin.Value() + 7 * kSecondsPerDay
                                               : origin.EndOfMonth().Value() + 1;
     const std::string label = view == View::kDay    ? origin.ToString("ddd dd/mm/yyyy")
                               : view == View::kWeek ? "S" + std::to_string(origin.Week()) + " " +
@@ -196,7 +196,7 @@ void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, View v
 // What a box says when there is room: its type and code, and the clock times
 // of a piece shorter than a day.
 std::string BoxTimes(const TBasicBox& box) {
-  if (box.GetDurationValue() >= 86400) return "";
+  if (box.GetDurationValue() >= kSecondsPerDay) return "";
   return box.GetInicio().ToString("hh:nn") + "-" + TFecha(box.EndValue()).ToString("hh:nn");
 }
 
@@ -309,7 +309,7 @@ int DrawRow(SvgWriter& svg, const Row& row, const Frame& frame, int y, TFecha fr
   if (view == View::kWeek) {
     for (int day = 0; day < 7; ++day) {
       svg.Text(x + day * ColumnWidth(view) + 3, y - 2,
-               std::to_string(TFecha(row.origin.Value() + day * int64_t{86400}).Day()),
+               std::to_string(TFecha(row.origin.Value() + day * int64_t{kSecondsPerDay}).Day()),
                {{"class", "day"}, {"font-size", "8"}, {"fill", "#777777"}});
     }
   }
