@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -10,6 +9,7 @@
 
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/testing/faultyfilesystem.h"
+#include "cuadrante/testing/processes.h"
 #include "cuadrante/testing/testsupport.h"
 
 namespace {
@@ -199,25 +199,13 @@ TEST_F(TIniFileTest, EveryFailingStepOfAWriteKeepsTheOldFile) {
 TEST_F(TIniFileTest, ProcessesWritingAtOnceLoseNoKey) {
   // Two processes write keys of their own; then both write one key, and one
   // whole value wins.
-  const auto writeKeys = [&](const std::string& prefix) {
+  ASSERT_TRUE(cuadrante::testing::InChildren(2, [&](int child) {
+    const std::string prefix = child == 0 ? "a" : "b";
     TIniFile ini(path_);
     for (int i = 0; i < 300; ++i) ini.WriteString("GENERAL", prefix + std::to_string(i), "v");
     ini.WriteString("GENERAL", "shared", std::string(5000, prefix[0]));
-  };
-  pid_t children[2];
-  for (int i = 0; i < 2; ++i) {
-    children[i] = ::fork();
-    ASSERT_GE(children[i], 0);
-    if (children[i] == 0) {
-      writeKeys(i == 0 ? "a" : "b");
-      ::_exit(0);
-    }
-  }
-  for (pid_t child : children) {
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
+    return true;
+  }));
   const TIniFile ini(path_);
   TStringList keys;
   ini.ReadSection("GENERAL", keys);

@@ -13,6 +13,8 @@ namespace {
 
 using cuadrante::TXMLDocument;
 using cuadrante::TXMLNode;
+using cuadrante::testing::ErrorOf;
+using cuadrante::testing::RaisesWith;
 using cuadrante::testing::TempFolder;
 using cuadrante::testing::WriteText;
 
@@ -23,14 +25,13 @@ const std::string kDeclaration = R"(<?xml version="1.0" encoding="UTF-8" standal
 // that is no XML must not.
 std::string ParseErrorOf(const std::string& text, bool limit = false) {
   TXMLDocument doc;
-  try {
-    doc.LoadFromXML(text);
-  } catch (const EXMLDocError& e) {
-    EXPECT_FALSE(doc.DocumentElement()) << "a failed load must leave the document empty";
-    EXPECT_EQ(dynamic_cast<const cuadrante::EXMLLimitError*>(&e) != nullptr, limit) << e.Message;
-    return e.Message;
-  }
-  return "";
+  return ErrorOf<EXMLDocError>(
+      [&] { doc.LoadFromXML(text); },
+      [&](const EXMLDocError& e) {
+        EXPECT_FALSE(doc.DocumentElement()) << "a failed load must leave the document empty";
+        EXPECT_EQ(dynamic_cast<const cuadrante::EXMLLimitError*>(&e) != nullptr, limit)
+            << e.Message;
+      });
 }
 
 TEST(TXMLDocument, WritesTheDeclarationAndOneElementALine) {
@@ -183,13 +184,9 @@ TEST(TXMLDocument, FilesComeBackAndParseErrorsNameThePath) {
   EXPECT_EQ(back.SaveToXML(), doc.SaveToXML());
 
   WriteText(path, "<DATAPACKET>");
-  try {
-    back.LoadFromFile(path);
-    ADD_FAILURE() << "a malformed file must raise";
-  } catch (const EXMLDocError& e) {
-    EXPECT_TRUE(e.Message.starts_with("'" + path + "': XML text is not well-formed at offset"))
-        << e.Message;
-  }
+  const std::string malformed = ErrorOf<EXMLDocError>([&] { back.LoadFromFile(path); });
+  EXPECT_TRUE(malformed.starts_with("'" + path + "': XML text is not well-formed at offset"))
+      << malformed;
 }
 
 // `depth` elements nested, each on a line of its own, with `text` innermost.
@@ -308,14 +305,9 @@ TEST(TXMLDocument, SavesToAFileOnlyWhatLoadsBack) {
   // A byte more than the loader reads, or no document element at all: the
   // file keeps what it held.
   doc.DocumentElement().AddChild("c");
-  try {
-    doc.SaveToFile(path, text.size());
-    ADD_FAILURE() << "a text longer than the limit was written";
-  } catch (const cuadrante::EXMLLimitError& e) {
-    EXPECT_NE(e.Message.find("more than " + std::to_string(text.size()) + " bytes"),
-              std::string::npos)
-        << e.Message;
-  }
+  EXPECT_TRUE(
+      RaisesWith<cuadrante::EXMLLimitError>([&] { doc.SaveToFile(path, text.size()); },
+                                            "more than " + std::to_string(text.size()) + " bytes"));
   EXPECT_THROW(TXMLDocument().SaveToFile(path), EXMLDocError);
   EXPECT_EQ(cuadrante::testing::ReadText(path), text);
 }

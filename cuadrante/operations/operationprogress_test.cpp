@@ -66,7 +66,8 @@ TEST(TOperationProgress, ReadsOnlyNineFieldsAndStopsAtABadNumber) {
   TManualTicks ticks(100);
   for (const auto& c : cases) {
     TOperationProgress record;
-    EXPECT_EQ(cuadrante::testing::ConvertErrorOf([&] { record.ReadFromStr(c.text); }), c.error)
+    EXPECT_EQ(cuadrante::testing::ErrorOf<EConvertError>([&] { record.ReadFromStr(c.text); }),
+              c.error)
         << c.text;
     EXPECT_EQ(record.WriteToStr(), c.after) << c.text;
   }

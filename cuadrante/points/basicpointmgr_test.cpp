@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
@@ -17,9 +18,7 @@ constexpr int64_t kDay = 86400;
 constexpr int64_t kHour = 3600;
 
 // Seconds of a wall-clock date and time.
-int64_t At(uint16_t year, uint16_t month, uint16_t day, int64_t hour = 0) {
-  return static_cast<int64_t>(EncodeDate(year, month, day).Val) * kDay + hour * kHour;
-}
+using cuadrante::testing::SecondsAt;
 
 // A point that counts its live instances, so that a test sees what a set
 // destroys, hands over or leaks.
@@ -173,7 +172,7 @@ TEST(TBasicPointMgr, QueriesThatAnswerOneThingAndTheTextsOfTheSet) {
   // Neighbours of one type that overlap, each told on a line of its own
   // behind the caller's text; another type between them hides an overlap.
   TBasicPointMgr day;
-  const int64_t base = At(2024, 3, 5);
+  const int64_t base = SecondsAt(2024, 3, 5);
   const int hours[][3] = {{8, 12, 2},  {11, 13, 2}, {12, 13, 3}, {13, 37, 3},
                           {36, 38, 3}, {37, 40, 1}, {37, 50, 3}};
   for (auto [from, to, type] : hours)
@@ -194,8 +193,9 @@ TEST(TBasicPointMgr, QueriesThatAnswerOneThingAndTheTextsOfTheSet) {
 
 TEST(TBasicPointMgr, WalksThatNeedNoTimeline) {
   TBasicPointMgr set;
-  const int64_t starts[] = {At(2024, 3, 31, 23), At(2023, 3, 1), At(2024, 4, 1),
-                            At(2024, 2, 29, 23), At(2021, 3, 15)};
+  const int64_t starts[] = {SecondsAt(2024, 3, 31, 23), SecondsAt(2023, 3, 1),
+                            SecondsAt(2024, 4, 1), SecondsAt(2024, 2, 29, 23),
+                            SecondsAt(2021, 3, 15)};
   const int groups[] = {0, 255, 0, 1, 1};
   for (int i = 0; i < 5; ++i) {
     set.Add(new Counted(starts[i], kHour));
@@ -203,7 +203,8 @@ TEST(TBasicPointMgr, WalksThatNeedNoTimeline) {
   }
   const TBasicPointList& p = set.Points;
   // The month by its number, in every year, on a list in any order.
-  EXPECT_EQ(set.GetPointsInMonth(TFecha(At(2030, 3, 10))), (TBasicPointList{p[0], p[1], p[4]}));
+  EXPECT_EQ(set.GetPointsInMonth(TFecha(SecondsAt(2030, 3, 10))),
+            (TBasicPointList{p[0], p[1], p[4]}));
   // Groups compared as integers: no value outside the 8 bits aliases one.
   EXPECT_EQ(set.GetPointsGroup(0), (TBasicPointList{p[0], p[2]}));
   EXPECT_EQ(set.GetPointsGroup(255), (TBasicPointList{p[1]}));
@@ -253,7 +254,7 @@ int64_t WeekStart(int64_t value) {
 
 TEST(TBasicPointMgr, BisectingQueriesAgreeWithPlainScans) {
   std::mt19937 rng(20240305);
-  const int64_t base = At(2024, 1, 1);
+  const int64_t base = SecondsAt(2024, 1, 1);
   for (int round = 0; round < 8; ++round) {
     // The first round runs on an empty set. Built in random arrival order,
     // AddUnique must still give the timeline.

@@ -12,6 +12,7 @@
 
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/services/globalmgr.h"
+#include "cuadrante/testing/values.h"
 #include "cuadrante/time/basicbox.h"
 #include "cuadrante/time/cyclepoint.h"
 #include "cuadrante/time/rutinasfecha.h"
@@ -21,9 +22,7 @@ namespace {
 constexpr int64_t kHour = 3600;
 constexpr int64_t kDay = 86400;
 
-TFecha At(uint16_t y, uint16_t m, uint16_t d, int64_t hour = 0) {
-  return TFecha(TFecha(TDateTime(EncodeDate(y, m, d))).Value() + hour * kHour);
-}
+using cuadrante::testing::At;
 
 TCyclePoint Rule(TFecha start, int64_t seconds, TTimesGroup every, bool weekend = false,
                  TFecha end = TFecha()) {

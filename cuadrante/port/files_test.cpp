@@ -21,22 +21,11 @@ namespace {
 namespace fs = std::filesystem;
 using cuadrante::testing::CheckEveryFault;
 using cuadrante::testing::NamesIn;
+using cuadrante::testing::RaisesWith;
 using cuadrante::testing::ReadText;
 using cuadrante::testing::TempFolder;
 using cuadrante::testing::TFaultyFileSystem;
 using cuadrante::testing::WriteText;
-
-// Whether `f` raises an E whose message holds `text`; what it did instead, if not.
-template <typename E, typename F>
-::testing::AssertionResult RaisesWith(F f, const std::string& text) {
-  try {
-    f();
-  } catch (const E& e) {
-    if (e.Message.find(text) != std::string::npos) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << e.Message;
-  }
-  return ::testing::AssertionFailure() << "nothing raised";
-}
 
 TEST(Files, SplitsPathsAtTheLastSlash) {
   struct Case {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "cuadrante/port/interlocked.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
@@ -151,12 +152,8 @@ TEST(TThread, RunsAtItsPriorityAndReportsARefusedStart) {
       });
   TSeen seen;
   TProbe probe(seen);
-  try {
-    probe.Resume();
-    ADD_FAILURE() << "no EThread";
-  } catch (const EThread& e) {
-    EXPECT_EQ(e.Message, "Thread creation error: Resource temporarily unavailable");
-  }
+  EXPECT_EQ(cuadrante::testing::ErrorOf<EThread>([&] { probe.Resume(); }),
+            "Thread creation error: Resource temporarily unavailable");
   EXPECT_TRUE(probe.Suspended());
   cuadrante::SetThreadLauncher(previous);
   probe.Resume();  // a refused start can be tried again

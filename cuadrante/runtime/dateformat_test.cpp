@@ -14,16 +14,13 @@
 
 namespace {
 
-using cuadrante::testing::ConvertErrorOf;
+using cuadrante::testing::ErrorOf;
 using cuadrante::testing::SettingsGuard;
 
-TDateTime At(uint16_t y, uint16_t m, uint16_t d, uint16_t h = 0, uint16_t n = 0, uint16_t s = 0,
-             uint16_t z = 0) {
-  return EncodeDateTime(y, m, d, h, n, s, z);
-}
+using cuadrante::testing::Stamp;
 
 // Thursday 5 March 2026 at 08:07:09.045.
-const TDateTime kThu = At(2026, 3, 5, 8, 7, 9, 45);
+const TDateTime kThu = Stamp(2026, 3, 5, 8, 7, 9, 45);
 
 TEST(FormatDateTime, WritesEveryFieldAndCopiesTheRest) {
   // Years are padded; day names start on Sunday, month names on January, UTF-8
@@ -37,13 +34,13 @@ TEST(FormatDateTime, WritesEveryFieldAndCopiesTheRest) {
       {kThu, "ddd dddd mmm mmmm", "jue jueves mar marzo"},
       {kThu, "h:n:s z zzz", "8:7:9 45 045"},
       {kThu, "y yyy", "26 2026"},
-      {At(2005, 1, 1), "yy", "05"},
-      {At(5, 1, 1), "yyyy", "0005"},
-      {At(2026, 11, 29), "dddd ddd", "domingo dom"},
-      {At(2026, 11, 28), "dddd ddd", "sábado sáb"},
-      {At(2026, 1, 31), "mmmm mmm", "enero ene"},
-      {At(2026, 12, 1), "mmmm mmm", "diciembre dic"},
-      {At(2026, 9, 1), "mmmmmm", "septiembre"},
+      {Stamp(2005, 1, 1), "yy", "05"},
+      {Stamp(5, 1, 1), "yyyy", "0005"},
+      {Stamp(2026, 11, 29), "dddd ddd", "domingo dom"},
+      {Stamp(2026, 11, 28), "dddd ddd", "sábado sáb"},
+      {Stamp(2026, 1, 31), "mmmm mmm", "enero ene"},
+      {Stamp(2026, 12, 1), "mmmm mmm", "diciembre dic"},
+      {Stamp(2026, 9, 1), "mmmmmm", "septiembre"},
       {kThu, "hh:mm", "08:07"},
       {kThu, "h:m", "8:7"},
       {kThu, "mm/dd hh:mm", "03/05 08:07"},
@@ -61,7 +58,7 @@ TEST(FormatDateTime, WritesEveryFieldAndCopiesTheRest) {
       {kThu, "ñ dd", "ñ 05"},
       {kThu, "c", "05/03/2026 08:07:09"},
       {kThu, "", "05/03/2026 08:07:09"},
-      {At(2026, 3, 5), "c", "05/03/2026"},
+      {Stamp(2026, 3, 5), "c", "05/03/2026"},
       {kThu, "t tt", "08:07 08:07:09"},
       {kThu, "ddddd", "05/03/2026"},
       {kThu, "dddddd", "jueves, 5 de marzo de 2026"}};
@@ -84,24 +81,24 @@ TEST(FormatDateTime, WritesEveryFieldAndCopiesTheRest) {
 }
 
 TEST(DateTimeToStr, LeavesOutTheTimeOnlyAtExactMidnight) {
-  EXPECT_EQ(DateTimeToStr(At(2026, 3, 5)), "05/03/2026");
-  EXPECT_EQ(DateTimeToStr(At(2026, 3, 5, 0, 0, 1)), "05/03/2026 00:00:01");
-  EXPECT_EQ(DateTimeToStr(At(2026, 3, 5, 0, 0, 0, 400)), "05/03/2026 00:00:00");
+  EXPECT_EQ(DateTimeToStr(Stamp(2026, 3, 5)), "05/03/2026");
+  EXPECT_EQ(DateTimeToStr(Stamp(2026, 3, 5, 0, 0, 1)), "05/03/2026 00:00:01");
+  EXPECT_EQ(DateTimeToStr(Stamp(2026, 3, 5, 0, 0, 0, 400)), "05/03/2026 00:00:00");
   EXPECT_EQ(DateString(kThu), "05/03/2026");
-  EXPECT_EQ(TimeToStr(At(2026, 3, 5)), "00:00:00");
+  EXPECT_EQ(TimeToStr(Stamp(2026, 3, 5)), "00:00:00");
   // A count that is no number reads as the origin rather than failing.
   EXPECT_EQ(DateTimeToStr(TDateTime(std::numeric_limits<double>::quiet_NaN())), "30/12/1899");
   // Rounding to the millisecond carries into the next day's date.
-  EXPECT_EQ(DateTimeToStr(TDateTime(At(2026, 3, 5, 23, 59, 59, 999).Val + 0.6 / MSecsPerDay)),
+  EXPECT_EQ(DateTimeToStr(TDateTime(Stamp(2026, 3, 5, 23, 59, 59, 999).Val + 0.6 / MSecsPerDay)),
             "06/03/2026");
 }
 
 TEST(StrToDateTime, ReadsADateWithAnOptionalTime) {
   const std::pair<const char*, TDateTime> cases[] = {
-      {"5/3/2026 8:07", At(2026, 3, 5, 8, 7)},
-      {"05/03/2026 08:07:09.5", At(2026, 3, 5, 8, 7, 9, 500)},
+      {"5/3/2026 8:07", Stamp(2026, 3, 5, 8, 7)},
+      {"05/03/2026 08:07:09.5", Stamp(2026, 3, 5, 8, 7, 9, 500)},
       {" \t05/03/2026   08:07:09.045  ", kThu},
-      {"29/02/2024 23:59:59", At(2024, 2, 29, 23, 59, 59)},
+      {"29/02/2024 23:59:59", Stamp(2024, 2, 29, 23, 59, 59)},
       {"12:00", TDateTime(0.5)},  // a time alone is a time on day 0
       // Before the origin the time still counts forward from midnight.
       {"29/12/1899 06:00", TDateTime(-1.25)},
@@ -114,24 +111,25 @@ TEST(StrToDateTime, ReadsADateWithAnOptionalTime) {
   for (const auto& [text, year] : years) EXPECT_EQ(YearOf(StrToDateTime(text)), year) << text;
 
   // What DateTimeToStr writes reads back, under other settings too.
-  for (const TDateTime t : {At(1, 1, 1), At(9999, 12, 31, 23, 59, 59), At(1899, 12, 31, 12)}) {
+  for (const TDateTime t :
+       {Stamp(1, 1, 1), Stamp(9999, 12, 31, 23, 59, 59), Stamp(1899, 12, 31, 12)}) {
     EXPECT_EQ(StrToDateTime(DateTimeToStr(t)).Val, t.Val) << DateTimeToStr(t);
   }
   SettingsGuard guard;
   FormatSettings.ShortDateFormat = "yyyy-mm-dd";
   FormatSettings.DateSeparator = '-';
   FormatSettings.TimeSeparator = '.';
-  EXPECT_EQ(StrToDateTime(DateTimeToStr(kThu)).Val, At(2026, 3, 5, 8, 7, 9).Val);
+  EXPECT_EQ(StrToDateTime(DateTimeToStr(kThu)).Val, Stamp(2026, 3, 5, 8, 7, 9).Val);
   FormatSettings.ShortDateFormat = "mm/dd/yyyy";
   FormatSettings.DateSeparator = '/';
-  EXPECT_EQ(StrToDateTime("03/05/2026").Val, At(2026, 3, 5).Val);
+  EXPECT_EQ(StrToDateTime("03/05/2026").Val, Stamp(2026, 3, 5).Val);
   EXPECT_THROW(StrToDateTime("13/05/2026"), EConvertError);
   // Letters inside quotes are text, not fields.
   FormatSettings.ShortDateFormat = "'day' yy/mm/dd";
-  EXPECT_EQ(StrToDateTime("26/03/05").Val, At(2026, 3, 5).Val);
+  EXPECT_EQ(StrToDateTime("26/03/05").Val, Stamp(2026, 3, 5).Val);
   // A format that lacks a field still reads three numbers; the missing one last.
   FormatSettings.ShortDateFormat = "mmmm yyyy";
-  EXPECT_EQ(StrToDateTime("03/2026/05").Val, At(2026, 3, 5).Val);
+  EXPECT_EQ(StrToDateTime("03/2026/05").Val, Stamp(2026, 3, 5).Val);
 }
 
 TEST(StrToDateTime, RefusesWhatIsNoDateTimeNamingTheText) {
@@ -158,7 +156,7 @@ TEST(StrToDateTime, RefusesWhatIsNoDateTimeNamingTheText) {
                              "05/03/2026 08:07 09:00",
                              "05/03/2026 08:07:09.1234"};
   for (const char* text : bad) {
-    EXPECT_EQ(ConvertErrorOf([text] { StrToDateTime(text); }),
+    EXPECT_EQ(ErrorOf<EConvertError>([text] { StrToDateTime(text); }),
               "'" + std::string(text) + "' is not a valid date and time");
     TDateTime value(7.0);
     EXPECT_FALSE(TryStrToDateTime(text, value)) << text;
@@ -175,16 +173,17 @@ TEST(StrToDateTime, RefusesWhatIsNoDateTimeNamingTheText) {
     EXPECT_EQ(TryStrToDateTime(full.substr(0, length), value), complete.count(length) == 1)
         << "'" << full.substr(0, length) << "'";
   }
-  EXPECT_EQ(StrToDateTime(full.substr(0, 21)).Val, At(2026, 3, 5, 8, 7, 9).Val);  // ".0"
-  EXPECT_EQ(StrToDateTime(full.substr(0, 8)).Val, At(2020, 3, 5).Val);            // "20"
+  EXPECT_EQ(StrToDateTime(full.substr(0, 21)).Val, Stamp(2026, 3, 5, 8, 7, 9).Val);  // ".0"
+  EXPECT_EQ(StrToDateTime(full.substr(0, 8)).Val, Stamp(2020, 3, 5).Val);            // "20"
 
   // The date and the time alone have messages of their own.
-  EXPECT_EQ(StrToDate(" 05/03/2026 ").Val, At(2026, 3, 5).Val);
+  EXPECT_EQ(StrToDate(" 05/03/2026 ").Val, Stamp(2026, 3, 5).Val);
   EXPECT_EQ(StrToTime(" 08:07:09 ").Val, EncodeTime(8, 7, 9, 0).Val);
-  EXPECT_EQ(ConvertErrorOf([] { StrToDate("05/03/2026 08:07"); }),
+  EXPECT_EQ(ErrorOf<EConvertError>([] { StrToDate("05/03/2026 08:07"); }),
             "'05/03/2026 08:07' is not a valid date");
-  EXPECT_EQ(ConvertErrorOf([] { StrToDate("08:07"); }), "'08:07' is not a valid date");
-  EXPECT_EQ(ConvertErrorOf([] { StrToTime("05/03/2026"); }), "'05/03/2026' is not a valid time");
+  EXPECT_EQ(ErrorOf<EConvertError>([] { StrToDate("08:07"); }), "'08:07' is not a valid date");
+  EXPECT_EQ(ErrorOf<EConvertError>([] { StrToTime("05/03/2026"); }),
+            "'05/03/2026' is not a valid time");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
@@ -34,10 +35,7 @@ std::string Text(TDateTime t) {
   return text;
 }
 
-TDateTime At(uint16_t y, uint16_t m, uint16_t d, uint16_t h = 0, uint16_t n = 0, uint16_t s = 0,
-             uint16_t z = 0) {
-  return EncodeDateTime(y, m, d, h, n, s, z);
-}
+using cuadrante::testing::Stamp;
 
 TDateTime Day(int64_t serial) { return TDateTime(static_cast<double>(serial)); }
 
@@ -77,18 +75,18 @@ TEST(DateTime, EveryDayFromYearOneToYear9999DecodesAndEncodesBack) {
   // 29 December 1899 at 06:00.
   EXPECT_EQ(DayOfTheWeek(TDateTime(-1.25)), 5);
   EXPECT_EQ(Text(TDateTime(-1.25)), "1899-12-29 06:00:00.000");
-  EXPECT_EQ(At(1899, 12, 29, 6).Val, -1.25);
+  EXPECT_EQ(Stamp(1899, 12, 29, 6).Val, -1.25);
   // The origin day itself is the first that adds its time: 06:00 is +0.25.
-  EXPECT_EQ(At(1899, 12, 30, 6).Val, 0.25);
-  EXPECT_EQ(DayOfTheYear(At(2024, 12, 31)), 366);
-  EXPECT_EQ(DayOfTheYear(At(2023, 3, 1)), 60);
+  EXPECT_EQ(Stamp(1899, 12, 30, 6).Val, 0.25);
+  EXPECT_EQ(DayOfTheYear(Stamp(2024, 12, 31)), 366);
+  EXPECT_EQ(DayOfTheYear(Stamp(2023, 3, 1)), 60);
 }
 
 TEST(DateTime, IsoWeeksAroundNewYear) {
   // Checked against `date +%G-%V` of GNU coreutils; the last day of the
   // calendar lies outside the walk below.
   uint16_t lastIsoYear = 0;
-  EXPECT_EQ(WeekOfTheYear(At(9999, 12, 31), lastIsoYear), 52);
+  EXPECT_EQ(WeekOfTheYear(Stamp(9999, 12, 31), lastIsoYear), 52);
   EXPECT_EQ(lastIsoYear, 9999);
 
   // Every day of years 2-9998 against a count of whole weeks from the Monday
@@ -114,42 +112,42 @@ TEST(DateTime, IsoWeeksAroundNewYear) {
 }
 
 TEST(DateTime, IncMonthAndIncYearClampToTheEndOfTheTargetMonth) {
-  const TDateTime jan31 = At(2024, 1, 31, 10, 15, 0, 250);
+  const TDateTime jan31 = Stamp(2024, 1, 31, 10, 15, 0, 250);
   const std::tuple<TDateTime, int, const char*> months[] = {
       {jan31, 1, "2024-02-29 10:15:00.250"},  // the time of day travels to the millisecond
       {jan31, 2, "2024-03-31 10:15:00.250"},  // from the original day, not a clamped one
       {IncMonth(jan31, 1), 1, "2024-03-29 10:15:00.250"},
-      {At(2024, 12, 31), 2, "2025-02-28 00:00:00.000"},
-      {At(2024, 3, 31), -1, "2024-02-29 00:00:00.000"},
-      {At(2024, 1, 15), -13, "2022-12-15 00:00:00.000"},
+      {Stamp(2024, 12, 31), 2, "2025-02-28 00:00:00.000"},
+      {Stamp(2024, 3, 31), -1, "2024-02-29 00:00:00.000"},
+      {Stamp(2024, 1, 15), -13, "2022-12-15 00:00:00.000"},
       // Counts past either end of the calendar stop at its ends.
-      {At(2024, 5, 31), INT_MAX, "9999-12-31 00:00:00.000"},
-      {At(2024, 5, 31), INT_MIN, "0001-01-31 00:00:00.000"},
-      {At(9999, 12, 31), 1, "9999-12-31 00:00:00.000"},
+      {Stamp(2024, 5, 31), INT_MAX, "9999-12-31 00:00:00.000"},
+      {Stamp(2024, 5, 31), INT_MIN, "0001-01-31 00:00:00.000"},
+      {Stamp(9999, 12, 31), 1, "9999-12-31 00:00:00.000"},
   };
   for (const auto& [from, count, to] : months)
     EXPECT_EQ(Text(IncMonth(from, count)), to) << Text(from);
 
-  const TDateTime leap = At(2024, 2, 29);
+  const TDateTime leap = Stamp(2024, 2, 29);
   EXPECT_EQ(Text(IncYear(leap, 1)), "2025-02-28 00:00:00.000");
   EXPECT_EQ(Text(IncYear(leap, 4)), "2028-02-29 00:00:00.000");
-  EXPECT_EQ(Text(IncYear(At(2000, 2, 29), 100)), "2100-02-28 00:00:00.000");
-  EXPECT_EQ(Text(IncYear(At(2024, 5, 31), INT_MAX)), "9999-12-31 00:00:00.000");
-  EXPECT_EQ(Text(IncYear(At(2024, 5, 31), INT_MIN)), "0001-01-31 00:00:00.000");
-  EXPECT_EQ(Text(IncDay(At(2024, 3, 1), -1)), "2024-02-29 00:00:00.000");
+  EXPECT_EQ(Text(IncYear(Stamp(2000, 2, 29), 100)), "2100-02-28 00:00:00.000");
+  EXPECT_EQ(Text(IncYear(Stamp(2024, 5, 31), INT_MAX)), "9999-12-31 00:00:00.000");
+  EXPECT_EQ(Text(IncYear(Stamp(2024, 5, 31), INT_MIN)), "0001-01-31 00:00:00.000");
+  EXPECT_EQ(Text(IncDay(Stamp(2024, 3, 1), -1)), "2024-02-29 00:00:00.000");
 }
 
 TEST(DateTime, DecodeRoundsToTheNearestMillisecond) {
-  const TDateTime base = At(2026, 3, 5, 10, 0, 0, 999);
+  const TDateTime base = Stamp(2026, 3, 5, 10, 0, 0, 999);
   EXPECT_EQ(Text(TDateTime(base.Val + 0.6 * kMs)), "2026-03-05 10:00:01.000");
   EXPECT_EQ(Text(TDateTime(base.Val + 0.4 * kMs)), "2026-03-05 10:00:00.999");
 
   // Rounding up to midnight carries into the next day, in the date as well.
-  const TDateTime lastMs = At(2024, 12, 31, 23, 59, 59, 999);
+  const TDateTime lastMs = Stamp(2024, 12, 31, 23, 59, 59, 999);
   const TDateTime carried(lastMs.Val + 0.6 * kMs);
   EXPECT_EQ(Text(carried), "2025-01-01 00:00:00.000");
   EXPECT_EQ(WeekOf(carried), 1);
-  EXPECT_EQ(CompareDate(carried, At(2025, 1, 1)), 0);
+  EXPECT_EQ(CompareDate(carried, Stamp(2025, 1, 1)), 0);
   EXPECT_EQ(Text(TDateTime(lastMs.Val + 0.4 * kMs)), "2024-12-31 23:59:59.999");
 
   // Any double decodes to some day of the calendar without failing.
@@ -162,35 +160,35 @@ TEST(DateTime, DecodeRoundsToTheNearestMillisecond) {
 }
 
 TEST(DateTime, PeriodBoundsStartAtMidnightAndEndAtTheLastMillisecond) {
-  const TDateTime wed = At(2026, 11, 25, 13, 45, 10, 500);
+  const TDateTime wed = Stamp(2026, 11, 25, 13, 45, 10, 500);
   const std::pair<TDateTime, TDateTime> cases[] = {
-      {StartOfTheDay(wed), At(2026, 11, 25)},
-      {EndOfTheDay(wed), At(2026, 11, 25, 23, 59, 59, 999)},
-      {StartOfTheWeek(wed), At(2026, 11, 23)},
-      {EndOfTheWeek(wed), At(2026, 11, 29, 23, 59, 59, 999)},
-      {StartOfTheMonth(wed), At(2026, 11, 1)},
-      {EndOfTheMonth(wed), At(2026, 11, 30, 23, 59, 59, 999)},
-      {StartOfTheYear(wed), At(2026, 1, 1)},
-      {EndOfTheYear(wed), At(2026, 12, 31, 23, 59, 59, 999)},
+      {StartOfTheDay(wed), Stamp(2026, 11, 25)},
+      {EndOfTheDay(wed), Stamp(2026, 11, 25, 23, 59, 59, 999)},
+      {StartOfTheWeek(wed), Stamp(2026, 11, 23)},
+      {EndOfTheWeek(wed), Stamp(2026, 11, 29, 23, 59, 59, 999)},
+      {StartOfTheMonth(wed), Stamp(2026, 11, 1)},
+      {EndOfTheMonth(wed), Stamp(2026, 11, 30, 23, 59, 59, 999)},
+      {StartOfTheYear(wed), Stamp(2026, 1, 1)},
+      {EndOfTheYear(wed), Stamp(2026, 12, 31, 23, 59, 59, 999)},
       {TimeOf(wed), EncodeTime(13, 45, 10, 500)},
       // Weeks run Monday to Sunday, also across the turn of the year.
-      {StartOfTheWeek(At(2026, 11, 29, 23, 59, 59, 999)), At(2026, 11, 23)},
-      {StartOfTheWeek(At(2026, 1, 1, 12)), At(2025, 12, 29)},
-      {EndOfTheMonth(At(2024, 2, 10)), At(2024, 2, 29, 23, 59, 59, 999)},
+      {StartOfTheWeek(Stamp(2026, 11, 29, 23, 59, 59, 999)), Stamp(2026, 11, 23)},
+      {StartOfTheWeek(Stamp(2026, 1, 1, 12)), Stamp(2025, 12, 29)},
+      {EndOfTheMonth(Stamp(2024, 2, 10)), Stamp(2024, 2, 29, 23, 59, 59, 999)},
   };
   for (const auto& [got, want] : cases) EXPECT_EQ(got.Val, want.Val) << Text(got);
 }
 
 TEST(DateTime, ComparisonsLookAtTheirPartAlone) {
-  const TDateTime morning = At(2026, 3, 5, 8);
-  const TDateTime evening = At(2026, 3, 5, 20);
-  const TDateTime nextDay = At(2026, 3, 6, 1);
+  const TDateTime morning = Stamp(2026, 3, 5, 8);
+  const TDateTime evening = Stamp(2026, 3, 5, 20);
+  const TDateTime nextDay = Stamp(2026, 3, 6, 1);
   EXPECT_EQ(CompareDate(morning, evening), 0);
   EXPECT_EQ(CompareDate(evening, nextDay), -1);
   EXPECT_EQ(CompareDate(nextDay, morning), 1);
   EXPECT_TRUE(SameDate(morning, evening) && !SameDate(evening, nextDay));
   EXPECT_EQ(CompareTime(morning, nextDay), 1);
-  EXPECT_EQ(CompareTime(morning, At(2020, 1, 1, 8)), 0);
+  EXPECT_EQ(CompareTime(morning, Stamp(2020, 1, 1, 8)), 0);
   EXPECT_EQ(CompareDateTime(morning, evening), -1);
   // Before the origin the day that is further back compares as earlier.
   EXPECT_EQ(CompareDateTime(TDateTime(-2.75), TDateTime(-1.25)), -1);

@@ -13,7 +13,7 @@
 
 namespace {
 
-using cuadrante::testing::ConvertErrorOf;
+using cuadrante::testing::ErrorOf;
 using cuadrante::testing::SettingsGuard;
 
 TEST(SysUtils, IntegersReadSignedDecimalsWithinTheirWidth) {
@@ -27,8 +27,9 @@ TEST(SysUtils, IntegersReadSignedDecimalsWithinTheirWidth) {
         "9223372036854775808", "-9223372036854775809", "99999999999999999999999"}) {
     EXPECT_THROW(StrToInt64(bad), EConvertError) << '"' << bad << '"';
   }
-  EXPECT_EQ(ConvertErrorOf([] { StrToInt64("12x"); }), "'12x' is not a valid integer value");
-  EXPECT_EQ(ConvertErrorOf([] { StrToInt64(""); }), "'' is not a valid integer value");
+  EXPECT_EQ(ErrorOf<EConvertError>([] { StrToInt64("12x"); }),
+            "'12x' is not a valid integer value");
+  EXPECT_EQ(ErrorOf<EConvertError>([] { StrToInt64(""); }), "'' is not a valid integer value");
 
   EXPECT_EQ(ToInt("2147483647"), INT_MAX);
   EXPECT_EQ(ToInt("-2147483648"), INT_MIN);
@@ -37,7 +38,7 @@ TEST(SysUtils, IntegersReadSignedDecimalsWithinTheirWidth) {
     EXPECT_THROW(ToInt(wide), EConvertError) << wide;
     EXPECT_EQ(ToIntDef(wide, 7), 7) << wide;
   }
-  EXPECT_EQ(ConvertErrorOf([] { ToInt("12x"); }), "'12x' is not a valid integer value");
+  EXPECT_EQ(ErrorOf<EConvertError>([] { ToInt("12x"); }), "'12x' is not a valid integer value");
   EXPECT_EQ(ToIntDef("-5", 7), -5);
   EXPECT_EQ(StrToIntDef("12x", 7), 7);
   EXPECT_EQ(ToIntDef("", 7), 7);
@@ -60,7 +61,7 @@ TEST(SysUtils, StrToFloatFollowsTheProcessSeparator) {
                             "1e5.5", "inf", "nan", "1e999", "0x1p3", "1 5"}) {
       EXPECT_THROW(StrToFloat(bad), EConvertError) << '"' << bad << '"';
     }
-    EXPECT_EQ(ConvertErrorOf([] { StrToFloat("1,5"); }),
+    EXPECT_EQ(ErrorOf<EConvertError>([] { StrToFloat("1,5"); }),
               "'1,5' is not a valid floating point value");
     double value = 9;
     EXPECT_FALSE(TryStrToFloat("x", value));
@@ -83,12 +84,14 @@ TEST(SysUtils, FloatToStrFFixedRoundsTheDecimalsAsTheyRead) {
       {-0.005, "-0.01"}, {1e-20, "0.00"},  {1.0 / 3, "0.33"},  {123.456, "123.46"}};
   for (const auto& [value, text] : cases)
     EXPECT_EQ(FloatToStrF(value, ffFixed, 10, 2), text) << value;
-  // Ten significant digits at most; more integer digits give the general form.
-  EXPECT_EQ(FloatToStrF(123456789.126, ffFixed, 10, 2), "123456789.10");
-  EXPECT_EQ(FloatToStrF(12345678901.0, ffFixed, 10, 2), "1.23456789E+10");
-  EXPECT_EQ(FloatToStrF(-1e15, ffFixed, 10, 2), "-1E+15");
-  EXPECT_EQ(FloatToStrF(9999999999.5, ffFixed, 10, 2), "1E+10");  // rounds past ten digits
-  EXPECT_EQ(FloatToStrF(9999999999.0, ffFixed, 10, 2), "9999999999.00");
+  // Ten significant digits at most; more integer digits give the general form,
+  // and 9999999999.5 rounds past ten digits.
+  const std::pair<double, const char*> wide[] = {{123456789.126, "123456789.10"},
+                                                 {12345678901.0, "1.23456789E+10"},
+                                                 {-1e15, "-1E+15"},
+                                                 {9999999999.5, "1E+10"},
+                                                 {9999999999.0, "9999999999.00"}};
+  for (const auto& [value, text] : wide) EXPECT_EQ(FloatToStrF(value, ffFixed, 10, 2), text);
   EXPECT_EQ(FloatToStrF(2.5, ffFixed, 10, 0), "3");
   EXPECT_EQ(FloatToStrF(1234567.5, ffNumber, 10, 2), "1,234,567.50");
 
@@ -109,11 +112,10 @@ TEST(SysUtils, CaseChangesComparisonsAndTrimKnowAccentedLetters) {
   EXPECT_LT(AnsiCompareText("ab", "abc"), 0);
   EXPECT_GT(AnsiCompareText("abc", "AB"), 0);
 
-  EXPECT_EQ(Trim("  a b \t\r\n"), "a b");
-  EXPECT_EQ(Trim("\x01x\x1F"), "x");
-  EXPECT_EQ(Trim(" \t "), "");
-  EXPECT_EQ(Trim(""), "");
-  EXPECT_EQ(Trim("ñ"), "ñ");  // UTF-8 bytes are above the blank
+  // UTF-8 bytes are above the blank.
+  for (const auto& [text, trimmed] :
+       {std::pair{"  a b \t\r\n", "a b"}, {"\x01x\x1F", "x"}, {" \t ", ""}, {"", ""}, {"ñ", "ñ"}})
+    EXPECT_EQ(Trim(text), trimmed) << text;
 }
 
 // ICU's strict conversion as the judge of what is UTF-8.

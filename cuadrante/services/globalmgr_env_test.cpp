@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -10,6 +9,7 @@
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/services/globalmgr.h"
 #include "cuadrante/testing/faultyfilesystem.h"
+#include "cuadrante/testing/processes.h"
 #include "cuadrante/testing/testsupport.h"
 
 namespace {
@@ -226,12 +226,8 @@ TEST_F(EnvironmentTest, ADocumentNestedAMillionDeepIsRefusedWithoutACrash) {
   for (int i = 0; i < 1000000; ++i) deep += "</S>";
   // As a text to set, the parser's error reaches the caller; as the file, it
   // counts as one that isn't XML and starts afresh.
-  try {
-    _GlobalMgr.SetNodeEnv("A", deep);
-    ADD_FAILURE() << "a million levels accepted";
-  } catch (const EXMLDocError& e) {
-    EXPECT_NE(e.Message.find("deeper than 256"), std::string::npos) << e.Message;
-  }
+  EXPECT_TRUE(cuadrante::testing::RaisesWith<EXMLDocError>(
+      [&] { _GlobalMgr.SetNodeEnv("A", deep); }, "deeper than 256"));
   // As the file it is well-formed all the same: refused, and left as it is.
   WriteText(path_, deep);
   EXPECT_FALSE(_GlobalMgr.SetNodeEnv("A", "<r><B>1</B></r>"));
@@ -361,25 +357,14 @@ TEST_F(EnvironmentTest, EveryFailingStepOfAChangeKeepsTheOldFile) {
 TEST_F(EnvironmentTest, ProcessesChangingTheDocumentAtOnceLoseNothing) {
   // Two processes set values of their own, then both set one value, and one
   // whole text wins.
-  pid_t children[2];
-  for (int i = 0; i < 2; ++i) {
-    children[i] = ::fork();
-    ASSERT_GE(children[i], 0);
-    if (children[i] == 0) {
-      const std::string prefix = i == 0 ? "a" : "b";
-      bool ok = true;
-      for (int k = 0; k < 300; ++k) {
-        ok = _GlobalMgr.SetValueEnv("GENERAL", prefix + std::to_string(k), "v") && ok;
-      }
-      ok = _GlobalMgr.SetValueEnv("GENERAL", "shared", std::string(3000, prefix[0])) && ok;
-      ::_exit(ok ? 0 : 1);
+  ASSERT_TRUE(cuadrante::testing::InChildren(2, [](int child) {
+    const std::string prefix = child == 0 ? "a" : "b";
+    bool ok = true;
+    for (int k = 0; k < 300; ++k) {
+      ok = _GlobalMgr.SetValueEnv("GENERAL", prefix + std::to_string(k), "v") && ok;
     }
-  }
-  for (pid_t child : children) {
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
+    return _GlobalMgr.SetValueEnv("GENERAL", "shared", std::string(3000, prefix[0])) && ok;
+  }));
   cuadrante::TXMLDocument document;
   document.LoadFromFile(path_);
   EXPECT_EQ(document.DocumentElement().FirstChild().ChildCount(), 601u);

@@ -1,7 +1,7 @@
 // What the unit tests share: a temporary folder per test, whole-file reads and
 // writes, a cap on file sizes to make writes fail half way, a guard that
-// restores the process-wide format settings, and the message of a failed
-// conversion. For tests only.
+// restores the process-wide format settings, and a plain point. Dates and
+// error messages are in values.h. For tests only.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,6 +17,7 @@
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
 #include "cuadrante/runtime/formatsettings.h"
+#include "cuadrante/testing/values.h"
 #include "cuadrante/time/basicpoint.h"
 
 namespace cuadrante::testing {
@@ -98,22 +99,6 @@ class SettingsGuard {
  private:
   TFormatSettings saved_ = FormatSettings;
 };
-
-// The message of the EConvertError that `convert` raises, or "" if it raises none.
-template <typename F>
-std::string ConvertErrorOf(F convert) {
-  try {
-    convert();
-  } catch (const EConvertError& e) {
-    return e.Message;
-  }
-  return "";
-}
-
-// Seconds of a wall-clock date and time.
-inline int64_t At(uint16_t year, uint16_t month, uint16_t day, int64_t hour, int64_t minute) {
-  return static_cast<int64_t>(EncodeDate(year, month, day).Val) * 86400 + hour * 3600 + minute * 60;
-}
 
 // A plain point of a start, a length in seconds and a type.
 inline TBasicPoint Point(int64_t start, int64_t duration, int type = 0) {

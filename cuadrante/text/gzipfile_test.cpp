@@ -31,11 +31,9 @@ const std::string kAllFields(
     43);
 constexpr size_t kHeaderCrcAt = 26;
 
+// Text of seven letters, which compresses.
 std::string RandomBytes(size_t n, unsigned seed) {
-  std::mt19937 random(seed);
-  std::string bytes(n, '\0');
-  for (char& c : bytes) c = static_cast<char>(random() % 7 + 'a');
-  return bytes;
+  return cuadrante::testing::RandomBytes(n, seed, 7, 'a');
 }
 
 std::string Gzip(const std::string& bytes) {
@@ -46,12 +44,7 @@ std::string Gzip(const std::string& bytes) {
 
 // The error GunzipFile raises on `stream`, or "" when it raises none.
 std::string ErrorOf(const std::string& stream, int64_t limit = kNoLimit) {
-  try {
-    GunzipFile(stream, limit);
-  } catch (const EGzipError& e) {
-    return e.what();
-  }
-  return "";
+  return cuadrante::testing::ErrorOf<EGzipError>([&] { GunzipFile(stream, limit); });
 }
 
 int Shell(const std::string& command) { return std::system(command.c_str()); }

@@ -12,7 +12,7 @@
 
 namespace {
 
-using cuadrante::testing::ConvertErrorOf;
+using cuadrante::testing::ErrorOf;
 using cuadrante::testing::SettingsGuard;
 
 constexpr double kSecond = 1.0 / 3600;  // in hours
@@ -26,7 +26,7 @@ TEST(StrToDoubleDef, UsesTheDefaultOnlyForTextWithoutAPoint) {
     }
     // A point is present, so the text is read again as "1,2x", which fails too:
     // the caller hears of it instead of getting the default.
-    EXPECT_EQ(ConvertErrorOf([] { StrToDoubleDef("1.2x", -7); }),
+    EXPECT_EQ(ErrorOf<EConvertError>([] { StrToDoubleDef("1.2x", -7); }),
               "'1,2x' is not a valid floating point value");
   }
   // Under "," the second reading turns the first point into the comma.

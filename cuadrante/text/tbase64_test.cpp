@@ -20,12 +20,7 @@ using cuadrante::testing::WriteText;
 
 const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-std::string RandomBytes(size_t n, unsigned seed) {
-  std::mt19937 random(seed);
-  std::string bytes(n, '\0');
-  for (char& c : bytes) c = static_cast<char>(random());
-  return bytes;
-}
+using cuadrante::testing::RandomBytes;
 
 // Base64 bit by bit, the way RFC 4648 describes it.
 std::string Reference(const std::string& bytes) {

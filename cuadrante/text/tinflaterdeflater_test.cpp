@@ -25,12 +25,7 @@ constexpr int kBase64 = 1;
 constexpr int kGzip = 2;
 constexpr int kPiece = 1048576;
 
-std::string RandomBytes(size_t n, unsigned seed) {
-  std::mt19937 random(seed);
-  std::string bytes(n, '\0');
-  for (char& c : bytes) c = static_cast<char>(random());
-  return bytes;
-}
+using cuadrante::testing::RandomBytes;
 
 // A memory stream that remembers the largest single write it took.
 class TRecordingStream : public TStringStream {

@@ -17,8 +17,8 @@ namespace {
 constexpr int64_t kDay = 86400;
 constexpr int64_t kHour = 3600;
 
-using cuadrante::testing::At;
 using cuadrante::testing::Point;
+using cuadrante::testing::SecondsAt;
 
 TBasicBox Box(int64_t start, int64_t duration) {
   const TBasicPoint p = Point(start, duration);
@@ -146,7 +146,7 @@ TEST(TBasicBox, TextFormRoundTripsAndShortTexts) {
 }
 
 TEST(TBasicBox, CalculateBoxesMapTheSpanOrTheWholeDays) {
-  const int64_t day = At(2026, 11, 23, 0, 0);
+  const int64_t day = SecondsAt(2026, 11, 23, 0, 0);
   // Whole days or the span; start, duration and origin; x0 and scale; then left and right.
   const std::tuple<bool, int64_t, int64_t, int64_t, int, double, int, int> cases[] = {
       // Starts before the origin: left 70 is clipped to x0 + 1, right counts from 70.
@@ -206,11 +206,11 @@ TEST(TBasicBox, CalculateBoxesMapTheSpanOrTheWholeDays) {
 }
 
 TEST(TBasicBox, SmartStringAndTheSharedStrings) {
-  TBasicBox box = Box(At(2026, 11, 23, 8, 5), 90 * 60);
+  TBasicBox box = Box(SecondsAt(2026, 11, 23, 8, 5), 90 * 60);
   box.Type = tptTimetable;
   box.SetCode("C7");
   box.SetDescription("Turno");
-  box.End = TFecha(At(2027, 1, 2, 9, 0));  // the stored end is the one shown
+  box.End = TFecha(SecondsAt(2027, 1, 2, 9, 0));  // the stored end is the one shown
   EXPECT_EQ(box.SmartString(), "Tipo:\t\t" + box.GetTypeStr() +
                                    "\r\nInicio:\t\t23/11/26 08:05\r\nFin:\t\t02/01/27 09:00"
                                    "\r\nDuración:\t\t" +

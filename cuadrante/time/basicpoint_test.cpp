@@ -19,8 +19,8 @@ namespace {
 constexpr int64_t kDay = 86400;
 constexpr int64_t kHour = 3600;
 
-using cuadrante::testing::At;
 using cuadrante::testing::Point;
+using cuadrante::testing::SecondsAt;
 
 // A borrowed pointer to a point that lives to the end of the full expression.
 const TBasicPoint* Of(const TBasicPoint& p) { return &p; }
@@ -48,7 +48,7 @@ TEST(TBasicPoint, ConstructionCopiesAssignmentAndTheDerivedEnd) {
   // -0.7, so the product falls short of -2520 and loses that second.
   const TDateTime monday = EncodeDate(2026, 11, 23);
   EXPECT_EQ(State(TBasicPoint(monday, 1.5f)),
-            std::to_string(At(2026, 11, 23, 0, 0)) + ";5400;0;1;0");
+            std::to_string(SecondsAt(2026, 11, 23, 0, 0)) + ";5400;0;1;0");
   EXPECT_EQ(TBasicPoint(monday, -0.7f).GetDurationValue(), -2519);
   // Hours no float conversion can hold must not be undefined behaviour.
   EXPECT_EQ(TBasicPoint(monday, std::numeric_limits<float>::quiet_NaN()).GetDurationValue(), 0);
@@ -77,8 +77,8 @@ TEST(TBasicPoint, ConstructionCopiesAssignmentAndTheDerivedEnd) {
   EXPECT_EQ(State(target), "100;60;3;4;0");
 
   // The day of the start, whatever its time.
-  const TBasicPoint p = Point(At(2026, 11, 23, 8, 30), 8 * kHour);
-  EXPECT_EQ(p.StartDate().Value(), At(2026, 11, 23, 0, 0));
+  const TBasicPoint p = Point(SecondsAt(2026, 11, 23, 8, 30), 8 * kHour);
+  EXPECT_EQ(p.StartDate().Value(), SecondsAt(2026, 11, 23, 0, 0));
   EXPECT_EQ(p.AsDate().Val, EncodeDate(2026, 11, 23).Val);
 }
 
@@ -228,12 +228,13 @@ TEST(TBasicPoint, PositionalTextOfFourFields) {
     EXPECT_THROW(p.ReadFromStr(text), EConvertError) << text;
     EXPECT_EQ(p.WriteToStr(), state) << text;
   }
-  EXPECT_EQ(cuadrante::testing::ConvertErrorOf([] { TBasicPoint().ReadFromStr("1;2;3;4x"); }),
-            "'4x' is not a valid integer value");
+  EXPECT_EQ(
+      cuadrante::testing::ErrorOf<EConvertError>([] { TBasicPoint().ReadFromStr("1;2;3;4x"); }),
+      "'4x' is not a valid integer value");
 }
 
 TEST(TBasicPoint, TextsForPeople) {
-  TBasicPoint p = Point(At(2026, 11, 23, 8, 30), 8 * kHour + 15 * 60, tptTimetable);
+  TBasicPoint p = Point(SecondsAt(2026, 11, 23, 8, 30), 8 * kHour + 15 * 60, tptTimetable);
   p.Group = 5;
   const char* const forms[] = {"8 h 15 min ", "08:30 - 16:45", "08:30 - 8 h 15 min ",
                                "23/11/2026 08:30 - 16:45"};
@@ -245,7 +246,7 @@ TEST(TBasicPoint, TextsForPeople) {
             "TYPE=2\t\tLEVEL=1\t\tGROUP=5");
 
   // The end text is the end that the point shows.
-  const StoredEndPoint box(At(2026, 11, 23, 8, 30), kHour, At(2026, 11, 24, 10, 0));
+  const StoredEndPoint box(SecondsAt(2026, 11, 23, 8, 30), kHour, SecondsAt(2026, 11, 24, 10, 0));
   EXPECT_EQ(box.ToString(1), "08:30 - 10:00");
   EXPECT_EQ(box.ToString(), "23/11/2026 08:30 - 24/11/2026 10:00");
 
@@ -270,7 +271,7 @@ TEST(TBasicPoint, StoredFormsRefuseAnEndPastTheLargestTime) {
   // Up to the last value is an end that exists.
   point.ReadFromStr(big + ";10;1;0");
   EXPECT_EQ(point.Duration.Value(), 10);
-  EXPECT_NE(cuadrante::testing::ConvertErrorOf([&] {
+  EXPECT_NE(cuadrante::testing::ErrorOf<EConvertError>([&] {
               point.ReadFromStr(big + ";11;1;0");
             }).find("largest time"),
             std::string::npos);

@@ -8,19 +8,15 @@
 
 #include "cuadrante/runtime/dateformat.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
 constexpr int64_t kDay = 86400;
 
-// A value built by plain arithmetic, independent of the conversions under test.
-int64_t ValueOf(uint16_t y, uint16_t m, uint16_t d, int h = 0, int n = 0, int s = 0) {
-  return static_cast<int64_t>(EncodeDate(y, m, d).Val) * kDay + h * 3600 + n * 60 + s;
-}
-
-TFecha At(uint16_t y, uint16_t m, uint16_t d, int h = 0, int n = 0, int s = 0) {
-  return TFecha(ValueOf(y, m, d, h, n, s));
-}
+// Values built by plain arithmetic, independent of the conversions under test.
+using cuadrante::testing::At;
+using cuadrante::testing::SecondsAt;
 
 // Seconds cannot silently become days or the other way round.
 static_assert(std::is_constructible_v<TFecha, int>);
@@ -39,10 +35,10 @@ static_assert(TFecha(5) < 6 && 7 > TFecha(5) && TFecha(-1) < 0 && TFecha() >= 0)
 
 TEST(TFecha, EverySecondComesBackThroughTheDayCount) {
   // Every second of days spread over the calendar, the origin included.
-  for (const int64_t day :
-       {int64_t{0}, int64_t{1}, ValueOf(1900, 2, 28) / kDay, ValueOf(1900, 3, 1) / kDay,
-        ValueOf(2000, 2, 29) / kDay, ValueOf(2026, 11, 23) / kDay, ValueOf(2100, 12, 31) / kDay,
-        ValueOf(5000, 6, 15) / kDay, ValueOf(9999, 12, 31) / kDay}) {
+  for (const int64_t day : {int64_t{0}, int64_t{1}, SecondsAt(1900, 2, 28) / kDay,
+                            SecondsAt(1900, 3, 1) / kDay, SecondsAt(2000, 2, 29) / kDay,
+                            SecondsAt(2026, 11, 23) / kDay, SecondsAt(2100, 12, 31) / kDay,
+                            SecondsAt(5000, 6, 15) / kDay, SecondsAt(9999, 12, 31) / kDay}) {
     for (int64_t second = 0; second < kDay; ++second) {
       const int64_t value = day * kDay + second;
       const TDateTime t = TFecha(value).AsDateTime();
@@ -52,7 +48,7 @@ TEST(TFecha, EverySecondComesBackThroughTheDayCount) {
   }
   // The first and last second of every day up to the end of the calendar: the
   // day count never truncates into the day before, nor rounds into the next.
-  const int64_t lastDay = ValueOf(9999, 12, 31) / kDay;
+  const int64_t lastDay = SecondsAt(9999, 12, 31) / kDay;
   for (int64_t day = 0; day <= lastDay; ++day) {
     const TFecha midnight(day * kDay);
     ASSERT_EQ(midnight.AsDateTime().Val, static_cast<double>(day)) << day;
@@ -65,16 +61,16 @@ TEST(TFecha, EverySecondComesBackThroughTheDayCount) {
 
 TEST(TFecha, ConversionFromTheDayCountDropsTheMillisecond) {
   const double day = EncodeDate(2026, 3, 5).Val;
-  const int64_t base = ValueOf(2026, 3, 5, 10, 15);
+  const int64_t base = SecondsAt(2026, 3, 5, 10, 15);
   const auto seconds = [&](double s) { return TDateTime(day + (10 * 3600 + 15 * 60 + s) / 86400); };
   EXPECT_EQ(TFecha(seconds(29.4)).Value(), base + 29);
   EXPECT_EQ(TFecha(seconds(29.999)).Value(), base + 29);   // dropped, not rounded
   EXPECT_EQ(TFecha(seconds(29.9996)).Value(), base + 30);  // rounds to 30.000 first
   // The runtime's period ends carry 999 ms, which fall to 23:59:59.
-  EXPECT_EQ(TFecha(EndOfTheDay(TDateTime(day))).Value(), ValueOf(2026, 3, 5, 23, 59, 59));
+  EXPECT_EQ(TFecha(EndOfTheDay(TDateTime(day))).Value(), SecondsAt(2026, 3, 5, 23, 59, 59));
   // The day is taken by truncation and the time apart from it, so a count
   // within half a millisecond of midnight reads as the start of its own day.
-  EXPECT_EQ(TFecha(TDateTime(day + 1 - 0.4 / MSecsPerDay)).Value(), ValueOf(2026, 3, 5));
+  EXPECT_EQ(TFecha(TDateTime(day + 1 - 0.4 / MSecsPerDay)).Value(), SecondsAt(2026, 3, 5));
   TFecha f(int64_t{7});
   f.SetValue(TDateTime(-1.25));            // before the origin the time of day counts forward
   EXPECT_EQ(f.Value(), -kDay + 6 * 3600);  // 29 December 1899, 06:00
@@ -99,12 +95,12 @@ TEST(TFecha, ReadsTheCalendar) {
 TEST(TFecha, PeriodStartsAndEndsAreWholeSeconds) {
   // The calendar's own ends carry 999 ms; these drop them.
   const TFecha wed = At(2026, 11, 25, 13, 45, 10);
-  EXPECT_EQ(wed.StartOfWeek().Value(), ValueOf(2026, 11, 23));
-  EXPECT_EQ(wed.EndOfWeek().Value(), ValueOf(2026, 11, 29, 23, 59, 59));
-  EXPECT_EQ(wed.StartOfMonth().Value(), ValueOf(2026, 11, 1));
-  EXPECT_EQ(wed.EndOfMonth().Value(), ValueOf(2026, 11, 30, 23, 59, 59));
-  EXPECT_EQ(wed.StartOfYear().Value(), ValueOf(2026, 1, 1));
-  EXPECT_EQ(wed.EndOfYear().Value(), ValueOf(2026, 12, 31, 23, 59, 59));
+  EXPECT_EQ(wed.StartOfWeek().Value(), SecondsAt(2026, 11, 23));
+  EXPECT_EQ(wed.EndOfWeek().Value(), SecondsAt(2026, 11, 29, 23, 59, 59));
+  EXPECT_EQ(wed.StartOfMonth().Value(), SecondsAt(2026, 11, 1));
+  EXPECT_EQ(wed.EndOfMonth().Value(), SecondsAt(2026, 11, 30, 23, 59, 59));
+  EXPECT_EQ(wed.StartOfYear().Value(), SecondsAt(2026, 1, 1));
+  EXPECT_EQ(wed.EndOfYear().Value(), SecondsAt(2026, 12, 31, 23, 59, 59));
   // Sunday 23:59:59 is the end of its own week, and one second before the next.
   const TFecha sunday = At(2026, 11, 29, 23, 59, 59);
   EXPECT_EQ(sunday.EndOfWeek(), sunday);
@@ -112,12 +108,12 @@ TEST(TFecha, PeriodStartsAndEndsAreWholeSeconds) {
   // The calendar's last week has no next one: its end is the answer, never a
   // date before the argument.
   EXPECT_EQ(At(9999, 12, 31, 12).StartOfNextWeek().Value(), kCalendarEnd);
-  EXPECT_EQ(At(9999, 12, 26, 12).StartOfNextWeek().Value(), ValueOf(9999, 12, 27));
+  EXPECT_EQ(At(9999, 12, 26, 12).StartOfNextWeek().Value(), SecondsAt(9999, 12, 27));
 
   // For every day of three decades, across years of 52 and 53 weeks, the next
   // week starts seven days after the week's start, and EndOfDay is one second
   // short of the next day.
-  for (int64_t day = ValueOf(2000, 1, 1) / kDay; day < ValueOf(2030, 1, 1) / kDay; ++day) {
+  for (int64_t day = SecondsAt(2000, 1, 1) / kDay; day < SecondsAt(2030, 1, 1) / kDay; ++day) {
     const TFecha f(day * kDay + (day * 7919) % kDay);
     ASSERT_EQ(f.StartOfNextWeek().Value(), f.StartOfWeek().Value() + 7 * kDay) << day;
     ASSERT_EQ(f.EndOfDay().Value(), day * kDay + kDay - 1) << day;
@@ -131,11 +127,11 @@ TEST(TFecha, IncDaysStepsOnePeriodOfTheGroup) {
   const std::tuple<TFecha, short, int64_t> cases[] = {
       {f, tgWeek, f.Value() + 604800},
       {f, tgFortnight, f.Value() + 1209600},
-      {f, tgMonth, ValueOf(2024, 2, 29, 10, 15)},
-      {At(2023, 1, 31, 10, 15), tgMonth, ValueOf(2023, 2, 28, 10, 15)},
-      {At(2025, 11, 30), tgQuarter, ValueOf(2026, 2, 28)},
-      {At(2023, 11, 30, 23, 59, 59), tgQuarter, ValueOf(2024, 2, 29, 23, 59, 59)},
-      {At(2024, 2, 29, 7), tgYear, ValueOf(2025, 2, 28, 7)},
+      {f, tgMonth, SecondsAt(2024, 2, 29, 10, 15)},
+      {At(2023, 1, 31, 10, 15), tgMonth, SecondsAt(2023, 2, 28, 10, 15)},
+      {At(2025, 11, 30), tgQuarter, SecondsAt(2026, 2, 28)},
+      {At(2023, 11, 30, 23, 59, 59), tgQuarter, SecondsAt(2024, 2, 29, 23, 59, 59)},
+      {At(2024, 2, 29, 7), tgYear, SecondsAt(2025, 2, 28, 7)},
       {f, 258, f.Value() + 604800},
       {f, -251, f.Value() + 1209600},  // 0xFF05
   };
@@ -175,7 +171,7 @@ TEST(TFecha, TextFormsReadBack) {
   EXPECT_EQ(TFecha(f.SmartString()), f);
   EXPECT_EQ(TFecha(TFecha(kDay / 2).SmartString()).Value(), kDay / 2);
 
-  EXPECT_EQ(TFecha(AnsiString("05/03/2026 08:07:09.999")).Value(), ValueOf(2026, 3, 5, 8, 7, 9));
+  EXPECT_EQ(TFecha(AnsiString("05/03/2026 08:07:09.999")).Value(), SecondsAt(2026, 3, 5, 8, 7, 9));
   EXPECT_THROW(TFecha(AnsiString("31/02/2026")), EConvertError);
   TFecha kept(int64_t{4242});
   EXPECT_THROW(kept.SetValue(AnsiString("not a date")), EConvertError);
@@ -188,7 +184,8 @@ TEST(TFecha, StartMinutesIsTheFractionOfTheHourCount) {
   EXPECT_EQ(TFecha().StartMinutes(), 0.0);
   EXPECT_EQ(TFecha(5400).StartMinutes(), 720.0);   // 1.5 h: half of 1440
   EXPECT_EQ(TFecha(-1800).StartMinutes(), 720.0);  // -0.5 h: fraction 0.5
-  for (const int64_t v : {int64_t{-1}, int64_t{1}, int64_t{3599}, ValueOf(2026, 3, 5, 8, 59, 59)}) {
+  for (const int64_t v :
+       {int64_t{-1}, int64_t{1}, int64_t{3599}, SecondsAt(2026, 3, 5, 8, 59, 59)}) {
     const double m = TFecha(v).StartMinutes();
     EXPECT_TRUE(m >= 0.0 && m < 1440.0) << v << ": " << m;
   }

@@ -16,9 +16,7 @@ namespace {
 using RutinasFecha::GetPairedFechas;
 using Lines = std::vector<std::string>;
 
-TFecha At(int year, int month, int day, int hour = 0) {
-  return TFecha(TDateTime(EncodeDate(year, month, day).Val + hour / 24.0));
-}
+using cuadrante::testing::At;
 
 // "dd/mm/yyyy-dd/mm/yyyy|Label|FullLabel" for each period, so a table row says it all.
 Lines Periods(TFecha start, TFecha end, int group) {
