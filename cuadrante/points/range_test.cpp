@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/testing/values.h"
 #include "cuadrante/time/cyclepoint.h"
 
 namespace {
@@ -11,9 +12,7 @@ using namespace cuadrante;
 
 constexpr int64_t kHour = 3600;
 
-TFecha At(int year, int month, int day, int hour = 0) {
-  return TFecha(EncodeDateTime(year, month, day, hour, 0, 0, 0));
-}
+using cuadrante::testing::At;
 
 TEST(Belongs, AnItemBelongsToTheDaysItSharesASecondWith) {
   const auto march1 = DaysRange(At(2026, 3, 1), At(2026, 3, 1));

@@ -6,13 +6,14 @@
 #include <string>
 
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
 using namespace cuadrante;
 using namespace cuadrante::roster;
 
-TFecha At(int year, int month, int day) { return TFecha(EncodeDate(year, month, day)); }
+using cuadrante::testing::At;
 
 constexpr int64_t kHour = 3600 * kShareUnits;
 

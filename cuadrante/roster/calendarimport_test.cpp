@@ -15,6 +15,7 @@
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/values.h"
 #include "cuadrante/time/basicbox.h"
 
 namespace {
@@ -22,9 +23,7 @@ namespace {
 using namespace cuadrante;
 using namespace cuadrante::roster;
 
-TFecha At(int year, int month, int day, int hour = 0, int minute = 0) {
-  return TFecha(EncodeDateTime(year, month, day, hour, minute, 0, 0));
-}
+using cuadrante::testing::At;
 
 TEST(LocalZone, TakesTzThenTheLinkThenTheRecordThenUtc) {
   const char* const madrid = "/usr/share/zoneinfo/Europe/Madrid";

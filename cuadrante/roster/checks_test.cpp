@@ -8,15 +8,14 @@
 #include <string>
 
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
 using namespace cuadrante;
 using namespace cuadrante::roster;
 
-TFecha At(int year, int month, int day, int hour = 0) {
-  return TFecha(EncodeDateTime(year, month, day, hour, 0, 0, 0));
-}
+using cuadrante::testing::At;
 
 const std::string kShifts =
     "<SHIFT code=\"M\" start=\"07:00\" hours=\"8\"/><SHIFT code=\"T\" start=\"15:00\" "

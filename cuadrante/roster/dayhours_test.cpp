@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
@@ -14,9 +15,7 @@ using namespace cuadrante::roster;
 constexpr int64_t kHour = 3600;
 constexpr int64_t kDay = 86400;
 
-TFecha At(int year, int month, int day, int hour = 0) {
-  return TFecha(EncodeDateTime(year, month, day, hour, 0, 0, 0));
-}
+using cuadrante::testing::At;
 
 TBasicPoint Item(TFecha start, int64_t seconds, TTimePointType type) {
   TBasicPoint item(start, TDuration(seconds));

@@ -18,6 +18,7 @@
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/values.h"
 #include "cuadrante/time/basicbox.h"
 #include "cuadrante/time/chrono.h"
 #include "cuadrante/time/zone.h"
@@ -27,9 +28,7 @@ namespace {
 using namespace cuadrante;
 using namespace cuadrante::roster;
 
-TFecha At(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-  return TFecha(EncodeDateTime(year, month, day, hour, minute, second, 0));
-}
+using cuadrante::testing::At;
 
 // The DTSTAMP the tests write: an instant in 2026.
 std::chrono::sys_seconds Stamp() {

@@ -9,15 +9,14 @@
 #include <vector>
 
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
 using namespace cuadrante;
 using namespace cuadrante::roster;
 
-TFecha At(int year, int month, int day, int hour = 0, int minute = 0) {
-  return TFecha(EncodeDateTime(year, month, day, hour, minute, 0, 0));
-}
+using cuadrante::testing::At;
 
 const std::string kShifts =
     "<SHIFT code=\"M\" start=\"07:00\" hours=\"8\"/><SHIFT code=\"T\" start=\"15:00\" "

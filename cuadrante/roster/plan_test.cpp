@@ -9,14 +9,13 @@
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/values.h"
 
 namespace {
 
 using cuadrante::roster::ReadPlan;
 
-TFecha At(int year, int month, int day, int hour = 0, int minute = 0) {
-  return TFecha(EncodeDateTime(year, month, day, hour, minute, 0, 0));
-}
+using cuadrante::testing::At;
 
 const std::string kHead =
     "<PLAN><POST code=\"UCI\"><NEED people=\"2\" from=\"07:00\" hours=\"8\" days=\"weekdays\"/>"

@@ -13,15 +13,14 @@
 
 #include "cuadrante/runtime/datetime.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/testing/values.h"
 #include "cuadrante/time/chrono.h"
 
 namespace {
 
 using namespace cuadrante;
 
-TFecha At(int year, int month, int day, int hour = 0, int minute = 0) {
-  return TFecha(EncodeDateTime(year, month, day, hour, minute, 0, 0));
-}
+using cuadrante::testing::At;
 
 const char* const kZones[] = {"Europe/Madrid", "America/New_York", "Australia/Sydney"};
 
