@@ -71,7 +71,7 @@ std::string Describe(const TBasicPointList& list) {
   return text;
 }
 
-struct Spec {
+struct Sketch {
   int64_t start, duration;
   int type;
   short level;
@@ -80,7 +80,7 @@ struct Spec {
   int tag;
 };
 
-Tracked* Make(const Spec& s) {
+Tracked* Make(const Sketch& s) {
   auto* p = new Tracked(s.start, s.duration, s.type, s.tag);
   p->Level = s.level;
   p->Group = s.group;
@@ -92,8 +92,8 @@ Tracked* Make(const Spec& s) {
 // overlaps, the last two need not.
 enum class Fill { kAddUnique, kMerge, kAdd, kAddSorted };
 
-void Build(TBasicPointMgr& set, const std::vector<Spec>& specs, Fill fill) {
-  for (const Spec& s : specs) {
+void Build(TBasicPointMgr& set, const std::vector<Sketch>& sketches, Fill fill) {
+  for (const Sketch& s : sketches) {
     Tracked* p = Make(s);
     if (fill == Fill::kAddUnique) {
       if (!set.AddUnique(p)) delete p;
@@ -114,12 +114,12 @@ struct Outcome {
 
 // Builds the set and the list afresh and merges the list, in one call or one
 // point at a time.
-Outcome MergeRound(const std::vector<Spec>& old, Fill fill, const std::vector<Spec>& specs,
+Outcome MergeRound(const std::vector<Sketch>& old, Fill fill, const std::vector<Sketch>& sketches,
                    bool bulk) {
   TBasicPointMgr set;
   Build(set, old, fill);
   TBasicPointList list;
-  for (const Spec& s : specs) list.push_back(Make(s));
+  for (const Sketch& s : sketches) list.push_back(Make(s));
   for (size_t i = 0; i < set.Points.size(); ++i) Name(set.Points[i], "o" + std::to_string(i));
   for (size_t j = 0; j < list.size(); ++j) Name(list[j], "l" + std::to_string(j));
   Tracked::clones.clear();
@@ -151,10 +151,10 @@ struct RoundShape {
   bool wide;  // each point near the bottom of the range, near 0 or near its top
 };
 
-Spec RandomSpec(std::mt19937_64& rng, const RoundShape& shape, int tag) {
+Sketch RandomSketch(std::mt19937_64& rng, const RoundShape& shape, int tag) {
   const int64_t bases[] = {INT64_MIN + 50, 0, INT64_MAX - 300 - shape.range};
   const int64_t base = shape.wide ? bases[rng() % 3] : shape.base;
-  Spec s{
+  Sketch s{
       base + static_cast<int64_t>(rng() % static_cast<uint64_t>(shape.range)),
       rng() % 8 == 0 ? 0 : 1 + static_cast<int64_t>(rng() % static_cast<uint64_t>(shape.longest)),
       1 + static_cast<int>(rng() % 3),
@@ -166,14 +166,14 @@ Spec RandomSpec(std::mt19937_64& rng, const RoundShape& shape, int tag) {
 }
 
 // Where a point ends, held at the top of the range as points hold it.
-int64_t EndOf(const Spec& s) {
+int64_t EndOf(const Sketch& s) {
   int64_t end = 0;
   return __builtin_add_overflow(s.start, s.duration, &end) ? INT64_MAX : end;
 }
 
 // In odd rounds, a point now and then that runs backwards or whose end 64
 // bits cannot hold (it reads as the top of the range).
-void Twist(std::mt19937_64& rng, const RoundShape& shape, Spec& s) {
+void Twist(std::mt19937_64& rng, const RoundShape& shape, Sketch& s) {
   if (!shape.odd || rng() % 6 != 0) return;
   if (shape.base > 0) {
     s.start = INT64_MAX - static_cast<int64_t>(rng() % 3);
@@ -183,32 +183,32 @@ void Twist(std::mt19937_64& rng, const RoundShape& shape, Spec& s) {
   }
 }
 
-std::vector<Spec> RandomList(std::mt19937_64& rng, const RoundShape& shape,
-                             const std::vector<Spec>& old) {
-  std::vector<Spec> list;
+std::vector<Sketch> RandomList(std::mt19937_64& rng, const RoundShape& shape,
+                               const std::vector<Sketch>& old) {
+  std::vector<Sketch> list;
   const int count =
       shape.listMin +
       static_cast<int>(rng() % static_cast<uint64_t>(shape.listMax - shape.listMin + 1));
   for (int j = 0; j < count; ++j) {
-    Spec s = RandomSpec(rng, shape, 1000 + j);
+    Sketch s = RandomSketch(rng, shape, 1000 + j);
     const int pick = static_cast<int>(rng() % 8);
     if (!old.empty() && pick == 0) {
-      const Spec& o = old[rng() % old.size()];
+      const Sketch& o = old[rng() % old.size()];
       s.start = o.start;
       s.duration = o.duration;
     } else if (!list.empty() && pick == 1) {
-      const Spec& o = list[rng() % list.size()];
+      const Sketch& o = list[rng() % list.size()];
       s.start = o.start;
       s.duration = o.duration;
     } else if (!old.empty() && pick == 2) {
-      const Spec& o = old[rng() % old.size()];
+      const Sketch& o = old[rng() % old.size()];
       if (rng() % 2 == 0) {
         s.start = EndOf(o);
       } else {
         s.start = o.start - s.duration;
       }
     } else if (!old.empty() && pick == 3) {
-      const Spec& o = old[rng() % old.size()];
+      const Sketch& o = old[rng() % old.size()];
       s.start = rng() % 2 == 0 ? o.start : EndOf(o);
       s.duration = 0;
     }
@@ -233,11 +233,11 @@ TEST(TBasicPointMgrMergeAll, EqualsMergingEachPointInTurn) {
                       : round % 10 < 8 ? Fill::kMerge
                       : round % 10 < 9 ? Fill::kAdd
                                        : Fill::kAddSorted;
-    std::vector<Spec> old;
+    std::vector<Sketch> old;
     const int oldCount = static_cast<int>(rng() % static_cast<uint64_t>(shape.oldCount + 1));
-    for (int i = 0; i < oldCount; ++i) old.push_back(RandomSpec(rng, shape, i));
-    for (Spec& s : old) Twist(rng, shape, s);
-    const std::vector<Spec> list = RandomList(rng, shape, old);
+    for (int i = 0; i < oldCount; ++i) old.push_back(RandomSketch(rng, shape, i));
+    for (Sketch& s : old) Twist(rng, shape, s);
+    const std::vector<Sketch> list = RandomList(rng, shape, old);
 
     const Outcome bulk = MergeRound(old, fill, list, true);
     const Outcome each = MergeRound(old, fill, list, false);
