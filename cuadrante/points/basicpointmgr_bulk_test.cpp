@@ -11,7 +11,7 @@
 
 namespace {
 
-std::string Text(const TBasicPoint* p);
+std::string Fields(const TBasicPoint* p);
 
 // A point that counts its live instances, carries a tag into its clones and
 // stores its end, as the screen boxes do (only RestartEnd updates it). It
@@ -34,7 +34,7 @@ class Tracked : public TBasicPoint {
   TBasicPoint* Instance() override {
     if (clonesLeft == 0) throw std::bad_alloc();
     if (clonesLeft > 0) --clonesLeft;
-    clones += Text(this) + " ";
+    clones += Fields(this) + " ";
     return new Tracked(*this);
   }
   TFecha GetEndDate() const override { return end_; }
@@ -50,16 +50,16 @@ class Tracked : public TBasicPoint {
   TFecha end_;
 };
 
-int TagOf(const TBasicPoint* p) { return static_cast<const Tracked*>(p)->Tag; }
+int TagOfTracked(const TBasicPoint* p) { return static_cast<const Tracked*>(p)->Tag; }
 const std::string& NameOf(const TBasicPoint* p) { return static_cast<const Tracked*>(p)->Name; }
 void Name(TBasicPoint* p, const std::string& name) { static_cast<Tracked*>(p)->Name = name; }
 
 // Every field: "[8,12)1/2/0/3#5>12": interval, type, level, group, duration
 // type, tag and stored end.
-std::string Text(const TBasicPoint* p) {
+std::string Fields(const TBasicPoint* p) {
   return "[" + std::to_string(p->StartValue()) + "," + std::to_string(p->EndValue()) + ")" +
          std::to_string(p->Type) + "/" + std::to_string(p->Level) + "/" + std::to_string(p->Group) +
-         "/" + std::to_string(p->Duration.Type()) + "#" + std::to_string(TagOf(p)) + ">" +
+         "/" + std::to_string(p->Duration.Type()) + "#" + std::to_string(TagOfTracked(p)) + ">" +
          std::to_string(p->GetEndDate().Value());
 }
 
@@ -67,7 +67,7 @@ std::string Text(const TBasicPoint* p) {
 // "new": a clone) and all its fields.
 std::string Describe(const TBasicPointList& list) {
   std::string text;
-  for (const TBasicPoint* p : list) text += NameOf(p) + ":" + Text(p) + " ";
+  for (const TBasicPoint* p : list) text += NameOf(p) + ":" + Fields(p) + " ";
   return text;
 }
 
@@ -90,20 +90,20 @@ Tracked* Make(const Sketch& s) {
 
 // The ways a set gets filled: the first two give a set in order without
 // overlaps, the last two need not.
-enum class Fill { kAddUnique, kMerge, kAdd, kAddSorted };
+enum class BuildBy { kAddUnique, kMerge, kAdd, kAddSorted };
 
-void Build(TBasicPointMgr& set, const std::vector<Sketch>& sketches, Fill fill) {
+void Build(TBasicPointMgr& set, const std::vector<Sketch>& sketches, BuildBy fill) {
   for (const Sketch& s : sketches) {
     Tracked* p = Make(s);
-    if (fill == Fill::kAddUnique) {
+    if (fill == BuildBy::kAddUnique) {
       if (!set.AddUnique(p)) delete p;
-    } else if (fill == Fill::kMerge) {
+    } else if (fill == BuildBy::kMerge) {
       if (!set.Merge(p)) delete p;
     } else {
       set.Add(p);
     }
   }
-  if (fill == Fill::kAddSorted) set.Sort();
+  if (fill == BuildBy::kAddSorted) set.Sort();
 }
 
 struct Outcome {
@@ -114,8 +114,8 @@ struct Outcome {
 
 // Builds the set and the list afresh and merges the list, in one call or one
 // point at a time.
-Outcome MergeRound(const std::vector<Sketch>& old, Fill fill, const std::vector<Sketch>& sketches,
-                   bool bulk) {
+Outcome MergeRound(const std::vector<Sketch>& old, BuildBy fill,
+                   const std::vector<Sketch>& sketches, bool bulk) {
   TBasicPointMgr set;
   Build(set, old, fill);
   TBasicPointList list;
@@ -229,10 +229,10 @@ TEST(TBasicPointMgrMergeAll, EqualsMergingEachPointInTurn) {
     if (round % 7 == 5) shape.base = INT64_MIN + 50;
     if (round % 100 == 1) shape = {-5000, 20000, 400, 400, 300, 1500, false, false};
     if (round % 100 == 51) shape = {0, 3000, 30, 300, 600, 900, false, true};
-    const Fill fill = round % 10 < 4   ? Fill::kAddUnique
-                      : round % 10 < 8 ? Fill::kMerge
-                      : round % 10 < 9 ? Fill::kAdd
-                                       : Fill::kAddSorted;
+    const BuildBy fill = round % 10 < 4   ? BuildBy::kAddUnique
+                         : round % 10 < 8 ? BuildBy::kMerge
+                         : round % 10 < 9 ? BuildBy::kAdd
+                                          : BuildBy::kAddSorted;
     std::vector<Sketch> old;
     const int oldCount = static_cast<int>(rng() % static_cast<uint64_t>(shape.oldCount + 1));
     for (int i = 0; i < oldCount; ++i) old.push_back(RandomSketch(rng, shape, i));
@@ -251,7 +251,7 @@ TEST(TBasicPointMgrMergeAll, EqualsMergingEachPointInTurn) {
 }
 
 // A point of a table: [from, to).
-struct Pt {
+struct Span {
   int64_t from, to;
 };
 
@@ -260,7 +260,7 @@ struct Pt {
 std::string Short(const TBasicPointList& list) {
   std::string text;
   for (const TBasicPoint* p : list) {
-    const std::string who = NameOf(p) == "new" ? "c" + std::to_string(TagOf(p)) : NameOf(p);
+    const std::string who = NameOf(p) == "new" ? "c" + std::to_string(TagOfTracked(p)) : NameOf(p);
     text += (text.empty() ? "" : " ") + who + "[" + std::to_string(p->StartValue()) + "," +
             std::to_string(p->EndValue()) + ")";
   }
@@ -269,7 +269,7 @@ std::string Short(const TBasicPointList& list) {
 
 TEST(TBasicPointMgrMergeAll, TakesDestroysOrHandsBackEachPointAsMergeDoes) {
   struct Case {
-    std::vector<Pt> set, list;
+    std::vector<Span> set, list;
     const char* points;      // the set afterwards
     const char* handedBack;  // the list afterwards
   };
@@ -302,12 +302,12 @@ TEST(TBasicPointMgrMergeAll, TakesDestroysOrHandsBackEachPointAsMergeDoes) {
   };
   for (const Case& c : cases) {
     TBasicPointMgr set;
-    for (const Pt& p : c.set) {
+    for (const Span& p : c.set) {
       ASSERT_TRUE(set.AddUnique(new Tracked(p.from, p.to - p.from, 1, 100)));
       Name(set.Points.back(), "o" + std::to_string(set.Points.size() - 1));
     }
     TBasicPointList list;
-    for (const Pt& p : c.list) {
+    for (const Span& p : c.list) {
       list.push_back(new Tracked(p.from, p.to - p.from, 2, static_cast<int>(list.size())));
       Name(list.back(), "l" + std::to_string(list.size() - 1));
     }
@@ -326,18 +326,18 @@ TEST(TBasicPointMgrMergeAll, TakesDestroysOrHandsBackEachPointAsMergeDoes) {
 TEST(TBasicPointMgrMergeAll, LeavesEveryPointSomewhereWhenACloneFails) {
   // The list needs three clones: two in front of the old points and one in
   // front of the point of no length.
-  const std::vector<Pt> oldPoints{{10, 20}, {30, 40}};
-  const std::vector<Pt> listPoints{{45, 45}, {0, 50}, {42, 60}, {15, 35}};
+  const std::vector<Span> oldPoints{{10, 20}, {30, 40}};
+  const std::vector<Span> listPoints{{45, 45}, {0, 50}, {42, 60}, {15, 35}};
   for (const bool inOrder : {true, false}) {
     // One point at a time, the reversed set needs two clones only.
     for (int allowed = 0; allowed < (inOrder ? 3 : 2); ++allowed) {
       SCOPED_TRACE(std::to_string(inOrder) + " " + std::to_string(allowed));
       TBasicPointMgr set;
-      for (const Pt& p : oldPoints) set.Add(new Tracked(p.from, p.to - p.from, 1, 100));
+      for (const Span& p : oldPoints) set.Add(new Tracked(p.from, p.to - p.from, 1, 100));
       // Out of order, the set is merged into one point at a time.
       if (!inOrder) std::reverse(set.Points.begin(), set.Points.end());
       TBasicPointList list;
-      for (const Pt& p : listPoints) {
+      for (const Span& p : listPoints) {
         list.push_back(new Tracked(p.from, p.to - p.from, 2, static_cast<int>(list.size())));
         list.back()->Duration = TDuration(p.to - p.from, static_cast<TDurationType>(7));
       }

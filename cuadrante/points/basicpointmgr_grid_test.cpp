@@ -10,24 +10,25 @@
 
 #include "cuadrante/points/basicpointmgr.h"
 #include "cuadrante/runtime/datetime.h"
+#include "cuadrante/testing/values.h"
+
+using cuadrante::testing::kDay;
+using cuadrante::testing::kHour;
 
 namespace {
-
-constexpr int64_t kDay = 86400;
-constexpr int64_t kHour = 3600;
 
 // Monday 23 November 2026, and an instant so many days and hours after it.
 const int64_t kMonday = static_cast<int64_t>(EncodeDate(2026, 11, 23).Val) * kDay;
 constexpr int64_t D(int64_t day, int64_t hour = 0) { return day * kDay + hour * kHour; }
 
 // A point: start from kMonday, duration, type.
-struct Pt {
+struct DayPoint {
   int64_t start, duration;
   int type;
 };
 
-void Load(TBasicPointMgr& set, const std::vector<Pt>& points) {
-  for (const Pt& p : points) {
+void LoadFromMonday(TBasicPointMgr& set, const std::vector<DayPoint>& points) {
+  for (const DayPoint& p : points) {
     set.Add(new TBasicPoint(TFecha(kMonday + p.start), TDuration(p.duration)));
     set.Points.back()->Type = static_cast<TTimePointType>(p.type);
   }
@@ -53,9 +54,9 @@ Lines Rows(const SetPointsGrid& grid) {
 }
 
 // The rows of the grid of `points` by `group` over [from, to], from kMonday.
-Lines Grid(const std::vector<Pt>& points, int group, int64_t from, int64_t to) {
+Lines Grid(const std::vector<DayPoint>& points, int group, int64_t from, int64_t to) {
   TBasicPointMgr set;
-  Load(set, points);
+  LoadFromMonday(set, points);
   return Rows(set.GetPointsGrid(static_cast<TTimesGroup>(group), TFecha(kMonday + from),
                                 TFecha(kMonday + to), tptNone));
 }
@@ -74,10 +75,10 @@ TEST(GetPointsGrid, RowsByPeriodAndTypeWithTheirDaysAndTotals) {
   }
   // In by the start: not one second before `from`, all of the day of `to`;
   // a range that ends before it begins is empty.
-  const std::vector<Pt> edges{{D(0, 8) - 1, D(0, 4), 2},
-                              {D(0, 8), D(0, 1), 2},
-                              {D(6, 23) + 3599, D(0, 1), 3},
-                              {D(7), D(0, 1), 3}};
+  const std::vector<DayPoint> edges{{D(0, 8) - 1, D(0, 4), 2},
+                                    {D(0, 8), D(0, 1), 2},
+                                    {D(6, 23) + 3599, D(0, 1), 3},
+                                    {D(7), D(0, 1), 3}};
   EXPECT_EQ(Grid(edges, tgWeek, D(0, 8), D(6)),
             (Lines{"23/11/2026 3 3600: 6:1 #7", "23/11/2026 2 3600: 0:1 #1"}));
   EXPECT_EQ(Grid(edges, tgWeek, D(6), D(0)), Lines{});
@@ -86,7 +87,7 @@ TEST(GetPointsGrid, RowsByPeriodAndTypeWithTheirDaysAndTotals) {
 TEST(GetPointsGrid, FiltersByTypeOrByASetOfTypes) {
   TBasicPointMgr set;
   const std::vector<int> all{20, 13, 3, 2, 1, 0, -1};
-  for (int type : all) Load(set, {{D(0, 8 + type % 10), 60, type}});
+  for (int type : all) LoadFromMonday(set, {{D(0, 8 + type % 10), 60, type}});
   const auto typesOf = [&set](auto filter) {
     std::vector<int> found;
     for (const ItemPointGrid& row :
@@ -110,11 +111,11 @@ TEST(GetTotalDuration, SumsByTypeAndByKindOfWork) {
   TBasicPointMgr set;
   EXPECT_EQ(set.GetDurationAssignable(TFecha(0), TFecha(kMonday)).Value(), 0);
   // Out of order on purpose for the sum over everything, which needs no order.
-  Load(set, {{D(2), 100, tptTimetable},
-             {0, 10, tptTask},
-             {D(1), 1000, tptFree},
-             {D(3), 10000, tptCover},
-             {D(4), 100000, tptSickLeave}});
+  LoadFromMonday(set, {{D(2), 100, tptTimetable},
+                       {0, 10, tptTask},
+                       {D(1), 1000, tptFree},
+                       {D(3), 10000, tptCover},
+                       {D(4), 100000, tptSickLeave}});
   EXPECT_EQ(set.GetTotalDuration(tptNone).Value(), 111110);
   EXPECT_EQ(set.GetTotalDuration(tptTimetable).Value(), 100);
 
@@ -141,7 +142,7 @@ TEST(GetPointsGrid, MatchesAPlainWalkOnRandomSets) {
     SCOPED_TRACE(round);
     TBasicPointMgr set;
     for (int64_t i = pick(0, 120); i > 0; --i)
-      Load(set, {{pick(0, D(80)), pick(0, D(0, 20)), static_cast<int>(pick(0, 4))}});
+      LoadFromMonday(set, {{pick(0, D(80)), pick(0, D(0, 20)), static_cast<int>(pick(0, 4))}});
     const TFecha from(kMonday + pick(-D(1), D(40))), to(kMonday + pick(0, D(90)));
     const bool week = round % 2 == 0;
     const auto type = static_cast<TTimePointType>(round % 3 == 0 ? 0 : round % 5);

@@ -16,17 +16,17 @@ namespace {
 // so that a test sees what a set creates, destroys or leaks, and from which
 // point each piece was cloned. Its end is stored, as the screen boxes keep
 // theirs, and only RestartEnd brings it up to date.
-class Counted : public TBasicPoint {
+class Tagged : public TBasicPoint {
  public:
-  Counted(int64_t start, int64_t duration, int type, int tag = 0)
+  Tagged(int64_t start, int64_t duration, int type, int tag = 0)
       : TBasicPoint(TFecha(start), TDuration(duration)), Tag(tag) {
     Type = static_cast<TTimePointType>(type);
     RestartEnd();
     ++live;
   }
-  Counted(const Counted& other) : TBasicPoint(other), Tag(other.Tag), end_(other.end_) { ++live; }
-  ~Counted() override { --live; }
-  TBasicPoint* Instance() override { return new Counted(*this); }
+  Tagged(const Tagged& other) : TBasicPoint(other), Tag(other.Tag), end_(other.end_) { ++live; }
+  ~Tagged() override { --live; }
+  TBasicPoint* Instance() override { return new Tagged(*this); }
   TFecha GetEndDate() const override { return end_; }
   void RestartEnd() override { end_ = TFecha(EndValue()); }
 
@@ -37,7 +37,7 @@ class Counted : public TBasicPoint {
   TFecha end_;
 };
 
-int TagOf(const TBasicPoint* p) { return static_cast<const Counted*>(p)->Tag; }
+int TagOf(const TBasicPoint* p) { return static_cast<const Tagged*>(p)->Tag; }
 
 // "[8,12)1#0": start, end, type and tag; with `all`, the level and group too:
 // "[8,12)1/2/0#0".
@@ -75,7 +75,7 @@ struct Pt {
 void Load(TBasicPointMgr& set, const std::vector<Pt>& points) {
   for (const Pt& p : points) {
     const int tag = static_cast<int>(set.Points.size());
-    set.Add(new Counted(p.from, p.to - p.from, p.type, tag));
+    set.Add(new Tagged(p.from, p.to - p.from, p.type, tag));
   }
 }
 
@@ -85,8 +85,8 @@ TEST(TBasicPointMgrMerge, CrossesAHundredThousandPointsWithoutRecursing) {
   // recursion, far beyond any stack.
   constexpr int64_t kCount = 100000;
   TBasicPointMgr set;
-  for (int64_t k = 0; k < kCount; ++k) set.Add(new Counted(3 * k, 1, 1));
-  Counted* p = new Counted(-1, 3 * kCount + 1, 2);
+  for (int64_t k = 0; k < kCount; ++k) set.Add(new Tagged(3 * k, 1, 1));
+  Tagged* p = new Tagged(-1, 3 * kCount + 1, 2);
   ASSERT_TRUE(set.Merge(p));
   ASSERT_EQ(set.Points.size(), static_cast<size_t>(2 * kCount + 1));
   EXPECT_EQ(set.Points.back(), p);
@@ -100,7 +100,7 @@ TEST(TBasicPointMgrMerge, CrossesAHundredThousandPointsWithoutRecursing) {
   }
   EXPECT_TRUE(alternate && at == 3 * kCount) << at;
   set.ResetPoints();
-  EXPECT_EQ(Counted::live, 0);
+  EXPECT_EQ(Tagged::live, 0);
 }
 
 // Merge as a recursion, step by step as the operation is defined (a
@@ -140,18 +140,18 @@ enum class Fill { kUnique, kSorted, kRaw };
 
 // A point of types 1 to 3 inside the range; with `minDuration` 0, one in
 // eight has no length.
-Counted* RandomPoint(std::mt19937& rng, int tag, int64_t minDuration = 0) {
+Tagged* RandomPoint(std::mt19937& rng, int tag, int64_t minDuration = 0) {
   const int64_t start = rng() % 200;
   int64_t duration = minDuration + static_cast<int64_t>(rng() % (41 - minDuration));
   if (minDuration == 0 && rng() % 8 == 0) duration = 0;
-  return new Counted(start, duration, 1 + static_cast<int>(rng() % 3), tag);
+  return new Tagged(start, duration, 1 + static_cast<int>(rng() % 3), tag);
 }
 
 // Up to 11 points, tagged by position, with levels and groups that differ.
 void FillRandom(TBasicPointMgr& set, std::mt19937& rng, Fill fill, int64_t minDuration = 0) {
   const int count = static_cast<int>(rng() % 12);
   for (int i = 0; i < count; ++i) {
-    Counted* p = RandomPoint(rng, i, minDuration);
+    Tagged* p = RandomPoint(rng, i, minDuration);
     p->Level = static_cast<short>(i % 3);
     p->Group = static_cast<unsigned char>(i % 5);
     if (fill != Fill::kUnique) {
@@ -190,8 +190,8 @@ TEST(TBasicPointMgrMerge, MatchesTheRecursionAndCoversTheUnion) {
     const TBasicPointList old = set.Points;
     const std::string oldText = Text(old, true);
     std::vector<int> line = Timeline(old);
-    Counted* p = RandomPoint(rng, 99);
-    Counted* q = new Counted(*p);
+    Tagged* p = RandomPoint(rng, 99);
+    Tagged* q = new Tagged(*p);
     const int64_t start = p->StartValue(), end = p->EndValue();
     const int type = p->Type;
 
@@ -228,7 +228,7 @@ TEST(TBasicPointMgrMerge, MatchesTheRecursionAndCoversTheUnion) {
       ASSERT_EQ(stored, gap);
     }
   }
-  EXPECT_EQ(Counted::live, 0);
+  EXPECT_EQ(Tagged::live, 0);
 }
 
 TEST(TBasicPointMgrUnmerge, TakesTimeOutOfThePointsBesideItsPosition) {
@@ -257,7 +257,7 @@ TEST(TBasicPointMgrUnmerge, TakesTimeOutOfThePointsBesideItsPosition) {
   for (const Case& c : cases) {
     TBasicPointMgr set;
     Load(set, c.set);
-    Counted arg(c.arg.from, c.arg.to - c.arg.from, c.arg.type, 9);
+    Tagged arg(c.arg.from, c.arg.to - c.arg.from, c.arg.type, 9);
     const bool changed = set.Unmerge(&arg);
     EXPECT_EQ((changed ? "T " : "F ") + Text(set.Points), c.expected) << Text(&arg);
   }
@@ -265,12 +265,12 @@ TEST(TBasicPointMgrUnmerge, TakesTimeOutOfThePointsBesideItsPosition) {
   // The list form runs each element in turn; the elements stay the caller's.
   TBasicPointMgr set;
   Load(set, {{1, 3, 1}, {4, 6, 1}});
-  Counted first(1, 2, 2), second(5, 1, 2);
+  Tagged first(1, 2, 2), second(5, 1, 2);
   TBasicPointList list{&first, &second};
   set.Unmerge(list);
   EXPECT_EQ(Text(set.Points), "[4,5)1#1");
   set.ResetPoints();
-  EXPECT_EQ(Counted::live, 2);  // nothing leaked, nothing of the caller's freed
+  EXPECT_EQ(Tagged::live, 2);  // nothing leaked, nothing of the caller's freed
 }
 
 TEST(TBasicPointMgrMerge, PointsWhoseEndPassesTheRangeHoldAtItsTop) {
@@ -278,14 +278,14 @@ TEST(TBasicPointMgrMerge, PointsWhoseEndPassesTheRangeHoldAtItsTop) {
   // as the largest value, and merging, cutting and printing stay defined.
   constexpr int64_t kTop = INT64_MAX;
   TBasicPointMgr set;
-  auto* first = new Counted(kTop - 10, 100, 1, 1);
+  auto* first = new Tagged(kTop - 10, 100, 1, 1);
   EXPECT_EQ(first->EndValue(), kTop);
-  EXPECT_EQ(Counted(INT64_MIN + 10, -100, 1).EndValue(), INT64_MIN);
+  EXPECT_EQ(Tagged(INT64_MIN + 10, -100, 1).EndValue(), INT64_MIN);
   EXPECT_TRUE(set.Merge(first));
-  auto* covered = new Counted(kTop - 5, 50, 1, 2);
+  auto* covered = new Tagged(kTop - 5, 50, 1, 2);
   EXPECT_FALSE(set.Merge(covered));
   delete covered;
-  Counted cut(kTop - 8, 2, 2, 9);
+  Tagged cut(kTop - 8, 2, 2, 9);
   EXPECT_TRUE(set.Unmerge(&cut));
   ASSERT_EQ(set.Points.size(), 2u);
   EXPECT_EQ(set.Points[0]->EndValue(), kTop - 8);
@@ -304,7 +304,7 @@ TEST(TBasicPointMgrUnmerge, RemovesOnlyTimeOfTheArgument) {
     const TBasicPointList old = set.Points;
     const std::string oldText = Text(old, true);
     const std::vector<int> before = Timeline(old);
-    const std::unique_ptr<Counted> p(RandomPoint(rng, 99));
+    const std::unique_ptr<Tagged> p(RandomPoint(rng, 99));
     const int64_t start = p->StartValue(), end = p->EndValue();
     const bool zeros = std::any_of(old.begin(), old.end(),
                                    [](const TBasicPoint* x) { return x->GetDurationValue() == 0; });
@@ -319,7 +319,7 @@ TEST(TBasicPointMgrUnmerge, RemovesOnlyTimeOfTheArgument) {
     ASSERT_TRUE(changed == differs || (changed && end == start));
     ASSERT_TRUE(InOrder(set.Points));
     ASSERT_FALSE(Overlaps(set.Points));
-    ASSERT_EQ(Counted::live, static_cast<int>(set.Points.size()) + 1);
+    ASSERT_EQ(Tagged::live, static_cast<int>(set.Points.size()) + 1);
     // Inside the argument time only goes; outside nothing is lost, and a tail
     // made from the argument may carry its type.
     const std::vector<int> after = Timeline(set.Points);
@@ -338,7 +338,7 @@ TEST(TBasicPointMgrUnmerge, RemovesOnlyTimeOfTheArgument) {
       for (int64_t s = start; s < end; ++s) ASSERT_EQ(after[s], -1);
     }
   }
-  EXPECT_EQ(Counted::live, 0);
+  EXPECT_EQ(Tagged::live, 0);
 }
 
 TEST(TBasicPointMgrCrush, KeepsEveryInstantAndCutsEveryStraddler) {
@@ -348,7 +348,7 @@ TEST(TBasicPointMgrCrush, KeepsEveryInstantAndCutsEveryStraddler) {
     const Fill fill = static_cast<Fill>(round % 3);
     TBasicPointMgr set;
     FillRandom(set, rng, fill);
-    const std::unique_ptr<Counted> p(RandomPoint(rng, 99));
+    const std::unique_ptr<Tagged> p(RandomPoint(rng, 99));
     const int64_t start = p->StartValue(), end = p->EndValue();
     const TBasicPointList old = set.Points;
     const std::string oldText = Text(old, true);
@@ -369,7 +369,7 @@ TEST(TBasicPointMgrCrush, KeepsEveryInstantAndCutsEveryStraddler) {
     // the point they were cut from and lie inside it, and every stored end is
     // up to date.
     ASSERT_EQ(Coverage(set.Points), before);
-    ASSERT_EQ(Counted::live, static_cast<int>(set.Points.size()) + 1);
+    ASSERT_EQ(Tagged::live, static_cast<int>(set.Points.size()) + 1);
     for (const TBasicPoint* x : set.Points) {
       const int tag = TagOf(x);
       ASSERT_TRUE(tag < 12 && x->Level == tag % 3 && x->Group == tag % 5 &&
@@ -393,7 +393,7 @@ TEST(TBasicPointMgrCrush, KeepsEveryInstantAndCutsEveryStraddler) {
           << Text(x);
     }
   }
-  EXPECT_EQ(Counted::live, 0);
+  EXPECT_EQ(Tagged::live, 0);
 }
 
 TEST(TBasicPointMgrCompact, JoinsNeighboursOfOneTypeAndDropsSlivers) {
@@ -417,7 +417,7 @@ TEST(TBasicPointMgrCompact, JoinsNeighboursOfOneTypeAndDropsSlivers) {
   // Out of order, only what happens to be neighbouring joins.
   EXPECT_EQ(compact({{0, 20, 1}, {40, 60, 1}, {60, 80, 1}, {20, 40, 1}}),
             "[0,20)1#0 [40,80)1#1 [20,40)1#3");
-  EXPECT_EQ(Counted::live, 0);
+  EXPECT_EQ(Tagged::live, 0);
 }
 
 TEST(TBasicPointMgrCompact, KeepsTheTimeOfEachType) {
@@ -442,7 +442,7 @@ TEST(TBasicPointMgrCompact, KeepsTheTimeOfEachType) {
     set.Compact();
     // Nothing is created: each survivor is an old point with its own level
     // and start, and it only grows.
-    ASSERT_EQ(Counted::live, static_cast<int>(set.Points.size()));
+    ASSERT_EQ(Tagged::live, static_cast<int>(set.Points.size()));
     for (const TBasicPoint* x : set.Points) {
       ASSERT_NE(std::find(old.begin(), old.end(), x), old.end());
       ASSERT_EQ(x->Level, static_cast<short>(TagOf(x) % 3));
@@ -466,7 +466,7 @@ TEST(TBasicPointMgrCompact, KeepsTheTimeOfEachType) {
       ASSERT_FALSE(a->Type == b->Type && a->EndValue() >= b->StartValue()) << Text(set.Points);
     }
   }
-  EXPECT_EQ(Counted::live, 0);
+  EXPECT_EQ(Tagged::live, 0);
 }
 
 TEST(TBasicPointMgrDelGroup, DestroysOneGroupAndKeepsTheOrder) {
@@ -478,10 +478,10 @@ TEST(TBasicPointMgrDelGroup, DestroysOneGroupAndKeepsTheOrder) {
   EXPECT_EQ(set.Points.size(), 6u);
   set.iDelPointsGorup(255);
   EXPECT_EQ(Text(set.Points), "[1,2)1#1 [3,4)1#3 [5,6)1#5");
-  EXPECT_EQ(Counted::live, 3);
+  EXPECT_EQ(Tagged::live, 3);
   set.iDelPointsGorup(0);
   EXPECT_TRUE(set.Points.empty());
-  EXPECT_EQ(Counted::live, 0);
+  EXPECT_EQ(Tagged::live, 0);
 }
 
 }  // namespace

@@ -14,10 +14,9 @@
 
 namespace {
 
-constexpr int64_t kDay = 86400;
-constexpr int64_t kHour = 3600;
-
 // Seconds of a wall-clock date and time.
+using cuadrante::testing::kDay;
+using cuadrante::testing::kHour;
 using cuadrante::testing::SecondsAt;
 
 // A point that counts its live instances, so that a test sees what a set

@@ -19,10 +19,9 @@
 
 namespace {
 
-constexpr int64_t kHour = 3600;
-constexpr int64_t kDay = 86400;
-
 using cuadrante::testing::At;
+using cuadrante::testing::kDay;
+using cuadrante::testing::kHour;
 
 TCyclePoint Rule(TFecha start, int64_t seconds, TTimesGroup every, bool weekend = false,
                  TFecha end = TFecha()) {

@@ -10,9 +10,8 @@ namespace {
 
 using namespace cuadrante;
 
-constexpr int64_t kHour = 3600;
-
 using cuadrante::testing::At;
+using cuadrante::testing::kHour;
 
 TEST(Belongs, AnItemBelongsToTheDaysItSharesASecondWith) {
   const auto march1 = DaysRange(At(2026, 3, 1), At(2026, 3, 1));

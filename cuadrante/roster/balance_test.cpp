@@ -15,7 +15,7 @@ using namespace cuadrante::roster;
 
 using cuadrante::testing::At;
 
-constexpr int64_t kHour = 3600 * kShareUnits;
+constexpr int64_t kHourShares = 3600 * kShareUnits;
 
 TPersonHours HoursOfFirst(const TPlan& plan, TFecha first, TFecha last) {
   return TPersonHours(plan, BuildRosters(plan, first, last)[0], first, last);
@@ -34,18 +34,18 @@ TEST(TPersonHours, ContractIsSpreadOverContractDaysAndAbsenceCreditsEachDaysShar
   const TPersonHours hours = HoursOfFirst(plan, first, last);
   const TPeriodHours ordinary = hours.Sum(0, 6);
   EXPECT_EQ(ordinary.work.Value(), 35 * 3600);
-  EXPECT_EQ(ordinary.contract, 35 * kHour);
+  EXPECT_EQ(ordinary.contract, 35 * kHourShares);
   EXPECT_EQ(ordinary.Balance(), 0);
   // The holiday of Tuesday 8 December takes 7 h off the contract; worked, it
   // is 7 h over.
-  EXPECT_EQ(hours.Sum(7, 13).contract, 28 * kHour);
-  EXPECT_EQ(hours.Sum(7, 13).Balance(), 7 * kHour);
+  EXPECT_EQ(hours.Sum(7, 13).contract, 28 * kHourShares);
+  EXPECT_EQ(hours.Sum(7, 13).Balance(), 7 * kHourShares);
   const TPeriodHours leave = hours.Sum(14, 20);
   EXPECT_EQ(leave.work.Value(), 0);
   EXPECT_EQ(leave.absence.Value(), 7 * 86400);  // what passed...
-  EXPECT_EQ(leave.credit, 35 * kHour);          // ...and what it is worth
+  EXPECT_EQ(leave.credit, 35 * kHourShares);    // ...and what it is worth
   EXPECT_EQ(leave.Balance(), 0);
-  EXPECT_EQ(hours.Sum(21, 27).credit, 7 * kHour);
+  EXPECT_EQ(hours.Sum(21, 27).credit, 7 * kHourShares);
   EXPECT_EQ(hours.Sum(21, 27).Balance(), 0);
   EXPECT_EQ(hours.Day(6).contract, 0);  // a Sunday owes nothing
   // However small, a contract is owed: a second a week over five days.

@@ -35,6 +35,7 @@ using detail::TComponentPtr;
 using detail::Text;
 using detail::TimeOfWall;
 using detail::TIteratorFree;
+using detail::XValue;
 int64_t Wall(const icaltimetype& time) { return detail::WrittenWall(time); }
 
 std::string LineText(size_t number) { return "line " + std::to_string(number); }
@@ -322,16 +323,6 @@ class TTimeReader {
   bool zoned_ = false;
   bool defined_ = false;
 };
-
-// The value of the X- property `name`, or nothing.
-std::optional<std::string> XValue(icalcomponent* event, std::string_view name) {
-  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_X_PROPERTY); p != nullptr;
-       p = icalcomponent_get_next_property(event, ICAL_X_PROPERTY)) {
-    if (AnsiCompareText(Text(icalproperty_get_x_name(p)), name) == 0)
-      return Text(icalproperty_get_x(p));
-  }
-  return std::nullopt;
-}
 
 TTimePointType TypeOf(icalcomponent* event, const TImportOptions& options) {
   if (const auto text = XValue(event, "X-CUADRANTE-TYPE")) {

@@ -12,10 +12,9 @@ namespace {
 using namespace cuadrante;
 using namespace cuadrante::roster;
 
-constexpr int64_t kHour = 3600;
-constexpr int64_t kDay = 86400;
-
 using cuadrante::testing::At;
+using cuadrante::testing::kDay;
+using cuadrante::testing::kHour;
 
 TBasicPoint Item(TFecha start, int64_t seconds, TTimePointType type) {
   TBasicPoint item(start, TDuration(seconds));

@@ -569,6 +569,7 @@ namespace {
 using detail::TComponentPtr;
 using detail::Text;
 using detail::WrittenWall;
+using detail::XValue;
 
 // An old time on the new calendar's clock: a zoned or UTC time moves to the
 // wall clock of `zone`; without one, or for a floating time, as written.
@@ -579,15 +580,6 @@ int64_t OldWall(const icaltimetype& time, const TZone* zone) {
             std::chrono::seconds(icaltime_as_timet_with_zone(time, time.zone))))
         .Value();
   return WrittenWall(time);
-}
-
-std::string XValue(icalcomponent* event, std::string_view name) {
-  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_X_PROPERTY); p != nullptr;
-       p = icalcomponent_get_next_property(event, ICAL_X_PROPERTY)) {
-    if (AnsiCompareText(Text(icalproperty_get_x_name(p)), std::string(name)) == 0)
-      return Text(icalproperty_get_x(p));
-  }
-  return "";
 }
 
 // What an event says, as libical writes it back, less what names and stamps
@@ -666,13 +658,13 @@ TCalendarEvent Cancellation(const TOldEvent& old, const TZone* zone) {
     event.seconds = TDuration(kSecondsPerDay);
   }
   event.seconds = std::max(TDuration(), event.seconds);
-  const int type = StrToIntDef(XValue(e, "X-CUADRANTE-TYPE"), -1);
+  const int type = StrToIntDef(XValue(e, "X-CUADRANTE-TYPE").value_or(""), -1);
   event.type =
       type >= 0 && type < kTimePointTypeCount ? static_cast<TTimePointType>(type) : tptNone;
   event.summary = Text(icalcomponent_get_summary(e));
   if (icalproperty* category = icalcomponent_get_first_property(e, ICAL_CATEGORIES_PROPERTY))
     event.category = Text(icalproperty_get_categories(category));
-  event.shift = XValue(e, "X-CUADRANTE-SHIFT");
+  event.shift = XValue(e, "X-CUADRANTE-SHIFT").value_or("");
   event.transparent = true;  // nothing happens then any more
   event.cancelled = true;
   // Cancelling is a change; a cancellation carried on from before is not.

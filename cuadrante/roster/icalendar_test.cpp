@@ -14,6 +14,7 @@
 
 #include "cuadrante/points/range.h"
 #include "cuadrante/roster/calendarimport.h"
+#include "cuadrante/roster/libicalsupport.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/datetime.h"
@@ -42,10 +43,7 @@ TFecha WallOf(const icaltimetype& time) {
   return At(time.year, time.month, time.day, time.hour, time.minute, time.second);
 }
 
-struct Freer {
-  void operator()(icalcomponent* c) const { icalcomponent_free(c); }
-};
-using Calendar = std::unique_ptr<icalcomponent, Freer>;
+using cuadrante::roster::detail::TComponentPtr;
 
 // The text of every X-LIC-ERROR in `c` and in the components it holds.
 void CollectErrors(icalcomponent* c, std::vector<std::string>& problems) {
@@ -59,8 +57,8 @@ void CollectErrors(icalcomponent* c, std::vector<std::string>& problems) {
 
 // Parses `ics` with libical and runs its restriction checker: every problem
 // it finds is returned as the text of its X-LIC-ERROR.
-Calendar ParseChecked(const std::string& ics, std::vector<std::string>& problems) {
-  Calendar root(icalparser_parse_string(ics.c_str()));
+TComponentPtr ParseChecked(const std::string& ics, std::vector<std::string>& problems) {
+  TComponentPtr root(icalparser_parse_string(ics.c_str()));
   if (!root) {
     problems.push_back("no calendar");
     return root;
@@ -134,7 +132,7 @@ TEST(ICalendar, ExportOfPointsIsReadBackByLibicalAndByTheImport) {
     ASSERT_EQ(ics[at - 1], '\r');
 
   std::vector<std::string> problems;
-  Calendar root = ParseChecked(ics, problems);
+  TComponentPtr root = ParseChecked(ics, problems);
   EXPECT_EQ(problems, std::vector<std::string>{});
   std::vector<std::string> seen;
   for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT); e;
@@ -205,7 +203,7 @@ TEST(ICalendar, RecurrencesAgreeWithLibicalOnRandomRules) {
         EventsOfRule(rule, TFecha(from.Date()), TFecha(to.Date()), true, "r", {}, zone);
     const std::string ics = WriteCalendar(exported.events, {zone, {}});
     std::vector<std::string> problems;
-    Calendar root = ParseChecked(ics, problems);
+    TComponentPtr root = ParseChecked(ics, problems);
     ASSERT_EQ(problems, std::vector<std::string>{}) << rule.WriteToStr() << "\n" << ics;
     std::vector<TFecha> got;
     for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT); e;
@@ -386,7 +384,7 @@ TEST(ICalendar, RosterEventsAreNamedByTheirSlotAndCancelledWorkIsLeftOut) {
 // The UID, SEQUENCE, STATUS and start of each event, as libical reads them.
 std::vector<std::string> Followed(const std::string& ics) {
   std::vector<std::string> problems;
-  Calendar root = ParseChecked(ics, problems);
+  TComponentPtr root = ParseChecked(ics, problems);
   EXPECT_EQ(problems, std::vector<std::string>{});
   std::vector<std::string> seen;
   for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT); e;

@@ -10,11 +10,13 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "cuadrante/roster/chrono.h"
 #include "cuadrante/roster/icslines.h"
+#include "cuadrante/runtime/sysutils.h"
 
 namespace cuadrante::roster::detail {
 
@@ -53,6 +55,16 @@ inline TComponentPtr ParseText(std::string_view text) {
 
 // A text libical may answer null for, as a string.
 inline std::string Text(const char* text) { return text != nullptr ? text : ""; }
+
+// The value of the X- property `name` of `event` (named in any case), or nothing.
+inline std::optional<std::string> XValue(icalcomponent* event, std::string_view name) {
+  for (icalproperty* p = icalcomponent_get_first_property(event, ICAL_X_PROPERTY); p != nullptr;
+       p = icalcomponent_get_next_property(event, ICAL_X_PROPERTY)) {
+    if (AnsiCompareText(Text(icalproperty_get_x_name(p)), name) == 0)
+      return Text(icalproperty_get_x(p));
+  }
+  return std::nullopt;
+}
 
 // The time as it is written, on the library's wall clock.
 inline int64_t WrittenWall(const icaltimetype& time) {

@@ -18,7 +18,7 @@ using namespace cuadrante::roster;
 
 using cuadrante::testing::At;
 
-const std::string kShifts =
+const std::string kShiftCodes =
     "<SHIFT code=\"M\" start=\"07:00\" hours=\"8\"/><SHIFT code=\"T\" start=\"15:00\" "
     "hours=\"8\"/><SHIFT code=\"N\" start=\"22:00\" hours=\"8\"/>";
 
@@ -66,7 +66,7 @@ TEST(DaysShown, AShiftOnItsFirstDayOtherItemsOnEveryDayTheyTouch) {
 
 TEST(BuildRosters, UnrollsRulesRotationsAndItemsIntoEachPersonsItems) {
   const TPlan plan =
-      ReadPlan("<PLAN>" + kShifts +
+      ReadPlan("<PLAN>" + kShiftCodes +
                // Weekly mornings on Monday without weekends, until the 16th: 2 and 9 November fall
                // in the range, the 16th too.
                "<EMPLOYEE id=\"a\"><RULE shift=\"M\" every=\"week\" from=\"2026-11-02\" "
@@ -97,7 +97,7 @@ TEST(BuildRosters, AnAbsenceCancelsThePlannedWorkWhoseStartItCoversWhateverTheRa
   // under a day of leave and reaches into December; a night starts the
   // evening before the leave and is worked; rule 2 never occurs.
   const TPlan plan =
-      ReadPlan("<PLAN>" + kShifts +
+      ReadPlan("<PLAN>" + kShiftCodes +
                "<EMPLOYEE id=\"a\"><RULE stored=\"4005014400;259200;3;1;2;1;0;0\"/>"
                "<RULE shift=\"M\" from=\"2026-11-28\" until=\"2026-11-29\"/>"
                "<ROTATION pattern=\"N\" from=\"2026-11-27\" until=\"2026-11-27\"/>"
@@ -124,7 +124,7 @@ TEST(HoursOf, AgreesWithAMinuteByMinuteCountOnRandomPlans) {
   std::mt19937 random(17);
   const char* const codes[] = {"M", "T", "N", "-"};
   for (int round = 0; round < 1000; ++round) {
-    std::string xml = "<PLAN>" + kShifts + "<EMPLOYEE id=\"x\"><ROTATION pattern=\"";
+    std::string xml = "<PLAN>" + kShiftCodes + "<EMPLOYEE id=\"x\"><ROTATION pattern=\"";
     for (int i = 0, n = 1 + static_cast<int>(random() % 9); i < n; ++i)
       xml += std::string(codes[random() % 4]) + " ";
     xml += "\" from=\"2026-11-0" + std::to_string(1 + random() % 9) + "\"/>";

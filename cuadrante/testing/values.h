@@ -17,6 +17,10 @@
 
 namespace cuadrante::testing {
 
+// Lengths in seconds, for times written as sums.
+inline constexpr int64_t kHour = 3600;
+inline constexpr int64_t kDay = kSecondsPerDay;
+
 // Seconds from the library's epoch to a date and a time of day, by plain
 // arithmetic so that it stays independent of the conversions under test.
 // Fields out of range (hour 24, minute 90) carry over, as the seconds add up.

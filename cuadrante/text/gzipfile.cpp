@@ -46,13 +46,13 @@ const unsigned char* Bytes(std::string_view text) {
   return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-enum class TPhase { kFirst, kHeader, kData, kTrailer, kBetween, kTrailing };
-
 }  // namespace
 
 // --- Reading -------------------------------------------------------------------------------
 
 struct TGunzipReader::TState {
+  enum class TPhase { kFirst, kHeader, kData, kTrailer, kBetween, kTrailing };
+
   TState(TByteSink s, int64_t l)
       : sink(std::move(s)),
         limit(static_cast<uint64_t>(std::max<int64_t>(l, 0))),

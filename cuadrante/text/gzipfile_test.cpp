@@ -32,7 +32,7 @@ const std::string kAllFields(
 constexpr size_t kHeaderCrcAt = 26;
 
 // Text of seven letters, which compresses.
-std::string RandomBytes(size_t n, unsigned seed) {
+std::string TextLikeBytes(size_t n, unsigned seed) {
   return cuadrante::testing::RandomBytes(n, seed, 7, 'a');
 }
 
@@ -52,7 +52,7 @@ bool HaveGzip() { return Shell("gzip --version > /dev/null 2>&1") == 0; }
 
 TEST(GunzipFile, ReadsEveryMemberOfAConcatenationAsGnuGzipDoes) {
   EXPECT_EQ(GunzipFile("", kNoLimit).members, 0);
-  const std::string a = RandomBytes(70000, 1), b = "segunda parte\n";
+  const std::string a = TextLikeBytes(70000, 1), b = "segunda parte\n";
   // An empty member between two others adds nothing and still counts.
   const std::string empty_member =
       std::string("\x1F\x8B\x08\0\0\0\0\0\0\0\x03\0", 12) + std::string(8, '\0');
@@ -132,7 +132,7 @@ TEST(GunzipFile, TellsPaddingFromGarbageAfterTheLastMember) {
 }
 
 TEST(GunzipFile, EveryCutOfAStreamIsAnErrorOrEndsOnAMemberBoundary) {
-  const std::string first = Gzip(RandomBytes(3000, 2));
+  const std::string first = Gzip(TextLikeBytes(3000, 2));
   const std::string stream = first + kAllFields;
   for (size_t cut = 1; cut < stream.size(); ++cut) {
     const std::string prefix = stream.substr(0, cut);
@@ -195,7 +195,7 @@ cuadrante::TGunzipResult ReadInPieces(const std::string& stream, int64_t limit,
 }
 
 TEST(TGunzipReader, PiecesOfAnySizeReadAsTheWholeStreamDoes) {
-  const std::string big = RandomBytes(300000, 3);
+  const std::string big = TextLikeBytes(300000, 3);
   const std::string stream = Gzip(big) + kAllFields + kAllFields + "basura";
   std::string damaged = stream;
   damaged[stream.size() - 6 - 43 + kHeaderCrcAt] ^= 1;  // the last member's header CRC
@@ -234,7 +234,7 @@ TEST(TGzipWriter, WritesWhatGnuGzipAndTheReaderReadBack) {
     writer.Finish();
     return stream;
   };
-  const std::string text = RandomBytes(200000, 8) + std::string(100000, 'z');
+  const std::string text = TextLikeBytes(200000, 8) + std::string(100000, 'z');
   const std::string whole = write(text, text.size());
   EXPECT_EQ(whole.substr(0, 10), std::string("\x1F\x8B\x08\0\0\0\0\0\0\0", 10));
   EXPECT_EQ(write(text, 1000), whole);  // pieces make no difference

@@ -16,7 +16,7 @@ namespace cuadrante::detail {
 namespace {
 
 constexpr TColor kGrey = 0x808080;
-constexpr size_t kTextFields = 7;
+constexpr size_t kBoxTextFields = 7;
 constexpr const char* kShortDayAndTime = "dd/mm/yy hh:mm";
 // Two 64-bit numbers, an 8-bit, a 16-bit and a 32-bit one and their separators.
 constexpr size_t kMaxNumbersLength = 3 * 20 + 4 + 6 + 5;
@@ -116,7 +116,7 @@ TVectorStrings* TBasicBox::GetStrings() {
 
 void TBasicBox::ReadFromStr(const AnsiString& text) {
   // The fields are views into `text`; only Code and Description are copied.
-  std::array<std::string_view, kTextFields> fields;
+  std::array<std::string_view, kBoxTextFields> fields;
   if (!ScanFields(text, fields)) return;
   // One field at a time, so a bad field leaves the ones before it assigned.
   Inicio.SetValue(StrToInt64(fields[0]));

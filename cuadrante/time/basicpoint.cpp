@@ -15,7 +15,7 @@ namespace cuadrante::detail {
 namespace {
 
 constexpr TColor kPointColor = 0xF0CAA6;
-constexpr size_t kTextFields = 4;
+constexpr size_t kPointTextFields = 4;
 constexpr const char* kDayAndTime = "dd/mm/yyyy hh:mm";
 constexpr const char* kTime = "hh:mm";
 constexpr size_t kMaxTextLength = 2 * 20 + 4 + 6 + 4;
@@ -116,7 +116,7 @@ TVectorStrings* TBasicPoint::GetStrings() { return &SharedStrings; }
 
 void TBasicPoint::ReadFromStr(const AnsiString& text) {
   // The fields are views into `text`: reading a point allocates nothing.
-  std::array<std::string_view, kTextFields> fields;
+  std::array<std::string_view, kPointTextFields> fields;
   if (!ScanFields(text, fields)) return;
   // One field at a time, so a bad field leaves the ones before it assigned.
   Inicio.SetValue(StrToInt64(fields[0]));

@@ -16,9 +16,8 @@
 
 namespace {
 
-constexpr int64_t kDay = 86400;
-constexpr int64_t kHour = 3600;
-
+using cuadrante::testing::kDay;
+using cuadrante::testing::kHour;
 using cuadrante::testing::Point;
 using cuadrante::testing::SecondsAt;
 

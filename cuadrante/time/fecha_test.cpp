@@ -12,10 +12,9 @@
 
 namespace {
 
-constexpr int64_t kDay = 86400;
-
 // Values built by plain arithmetic, independent of the conversions under test.
 using cuadrante::testing::At;
+using cuadrante::testing::kDay;
 using cuadrante::testing::SecondsAt;
 
 // Seconds cannot silently become days or the other way round.

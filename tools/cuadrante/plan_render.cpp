@@ -36,10 +36,9 @@ namespace cuadrante::tool {
 
 namespace {
 
-constexpr int kMargin = 16;
 constexpr int kLabelWidth = 150;
 constexpr int kDayWidth = 48;  // 2 px an hour
-constexpr int kLaneHeight = 20;
+constexpr int kPersonLaneHeight = 20;
 constexpr int kBoxInset = 3;  // a box's room above and below it in its lane
 constexpr int kBlockTop = 4;  // above the lanes: the marks of breaches
 constexpr int kBlockBottom = 1;
@@ -48,7 +47,6 @@ constexpr int kRowHeight = 20;  // a post's heading and its coverage
 constexpr int kTitleHeight = 20;
 constexpr int kDaysHeight = 30;
 constexpr int kPeoplePerHeader = 25;
-constexpr int kLegendRow = 22;
 constexpr int64_t kMostDays = 62;
 
 constexpr const char* kBreachRed = "#d7191c";
@@ -146,7 +144,7 @@ struct Block {
   int weekLanes = 0;
 
   int Height() const {
-    return kBlockTop + lanes * kLaneHeight + weekLanes * kWeekLane + kBlockBottom;
+    return kBlockTop + lanes * kPersonLaneHeight + weekLanes * kWeekLane + kBlockBottom;
   }
 };
 
@@ -268,8 +266,8 @@ struct BoxPlace {
 BoxPlace PlaceBox(const TPicture& picture, const Block& block, size_t index, int blockTop) {
   const roster::TRosterItem& item = block.person->items[index];
   BoxPlace box;
-  box.y = blockTop + kBlockTop + block.lane[index] * kLaneHeight + kBoxInset;
-  box.height = kLaneHeight - 2 * kBoxInset;
+  box.y = blockTop + kBlockTop + block.lane[index] * kPersonLaneHeight + kBoxInset;
+  box.height = kPersonLaneHeight - 2 * kBoxInset;
   box.times = Span(item.start.Value(), item.End());
   box.label = (item.code.empty() ? "" : item.code + " ") + TypeLabel(item.type);
   box.x = picture.X(item.start.Value());
@@ -365,7 +363,7 @@ void DrawBreachMarks(TPicture& picture, const Block& block, int blockTop) {
 // lanes, named where the name fits, and a pixel short of each end so two
 // weeks never run together.
 void DrawWeekBands(TPicture& picture, const Block& block, int blockTop) {
-  const int weeksTop = blockTop + kBlockTop + block.lanes * kLaneHeight;
+  const int weeksTop = blockTop + kBlockTop + block.lanes * kPersonLaneHeight;
   for (size_t i = 0; i < block.weeks.size(); ++i) {
     const roster::TBreach& breach = *block.weeks[i];
     const int x0 = picture.X(breach.from.Value()) + 1, x1 = picture.X(breach.to.Value()) - 1;

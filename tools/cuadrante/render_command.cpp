@@ -31,12 +31,10 @@ namespace cuadrante::tool {
 namespace {
 
 constexpr int kRowLabelWidth = 120;
-constexpr int kMargin = 16;
 constexpr int kAxisHeight = 34;
-constexpr int kLaneHeight = 24;
+constexpr int kPointLaneHeight = 24;
 constexpr int kLaneGap = 2;
 constexpr int kRowGap = 12;  // room for the day numbers above a week row
-constexpr int kLegendRow = 22;
 // More rows than a year of days is no longer a picture a person reads.
 constexpr size_t kMostRows = 366;
 
@@ -159,7 +157,7 @@ void LayOut(const std::vector<TBasicBox*>& boxes, std::vector<Row>& rows, View v
   // Non-const: the library takes its geometry arguments by reference.
   double scale = PixelsPerMinute(view);
   int x0 = 0;
-  const TRect band{0, 0, 0, kLaneHeight};
+  const TRect band{0, 0, 0, kPointLaneHeight};
   for (TBasicBox* box : boxes) {
     // A box of no length still gets a sliver on the row of its start.
     const int64_t end = std::max(box->EndValue(), box->StartValue() + 1);
@@ -212,7 +210,7 @@ struct Frame {
 Frame Measure(const std::vector<Row>& rows, View view) {
   Frame frame;
   for (const Row& row : rows)
-    frame.rowsHeight += static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) + kRowGap;
+    frame.rowsHeight += static_cast<int>(row.lanes) * (kPointLaneHeight + kLaneGap) + kRowGap;
   frame.rowWidth = RowWidth(view);
   frame.width = kMargin * 2 + kRowLabelWidth + frame.rowWidth;
   frame.top = kMargin + 24 + kAxisHeight;
@@ -257,7 +255,7 @@ void DrawAxis(SvgWriter& svg, const Frame& frame, View view) {
 // A box of a row at `x`, `y`, with the widest text that fits.
 void DrawPiece(SvgWriter& svg, const Piece& piece, int x, int y) {
   const TBasicBox& box = *piece.box;
-  const int by = y + static_cast<int>(piece.lane) * (kLaneHeight + kLaneGap);
+  const int by = y + static_cast<int>(piece.lane) * (kPointLaneHeight + kLaneGap);
   const int bw = piece.right - piece.left;
   const std::string code = Trim(box.Code);
   const std::string label = code.empty() ? TypeLabel(box.Type) : TypeLabel(box.Type) + " " + code;
@@ -268,7 +266,7 @@ void DrawPiece(SvgWriter& svg, const Piece& piece, int x, int y) {
             {"x", x + piece.left},
             {"y", by},
             {"width", bw},
-            {"height", kLaneHeight},
+            {"height", kPointLaneHeight},
             {"fill", fill},
             {"stroke", "#555555"},
             {"stroke-width", "0.5"}},
@@ -294,7 +292,7 @@ int DrawRow(SvgWriter& svg, const Row& row, const Frame& frame, int y, TFecha fr
   const double scale = PixelsPerMinute(view);
   const int x = frame.x;
   const int rowWidth = frame.rowWidth;
-  const int rowHeight = static_cast<int>(row.lanes) * (kLaneHeight + kLaneGap) - kLaneGap;
+  const int rowHeight = static_cast<int>(row.lanes) * (kPointLaneHeight + kLaneGap) - kLaneGap;
   const int drawn =
       static_cast<int>(static_cast<double>(row.end - row.origin.Value()) / 60.0 * scale);
   svg.Group({{"class", "row"}});

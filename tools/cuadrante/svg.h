@@ -49,6 +49,10 @@ class SvgWriter {
   std::string svg_;
 };
 
+// The room around both pictures, and the height of a row of their legends.
+inline constexpr int kMargin = 16;
+inline constexpr int kLegendRow = 22;
+
 // The pictures' colour of a point type, "#rrggbb": one a type, told apart by
 // hue on screen and by lightness in grey print; apart in grey.
 std::string TypeFill(int type);
