@@ -39,4 +39,22 @@ size_t ExpandRange(TCyclePointMgr& rules, TFecha firstDay, TFecha lastDay, bool 
   return points.size();
 }
 
+std::optional<TSpan> SpanOf(const TBasicPointList& sorted) {
+  if (sorted.empty()) return std::nullopt;
+  int64_t last = sorted.front()->StartValue();
+  for (const TBasicPoint* point : sorted)
+    last = std::max({last, point->StartValue(), point->EndValue() - 1});
+  return TSpan{TFecha(sorted.front()->GetInicio().Date()), TFecha(last)};
+}
+
+TDuration ElapsedIn(const TZone& zone, const TBasicPoint& point) {
+  return zone.Elapsed(point.GetInicio(), TFecha(point.EndValue()));
+}
+
+TDuration ElapsedIn(const TZone& zone, const TBasicPointList& points) {
+  int64_t seconds = 0;
+  for (const TBasicPoint* point : points) seconds += ElapsedIn(zone, *point).Value();
+  return TDuration(seconds);
+}
+
 }  // namespace cuadrante

@@ -5,10 +5,13 @@
 // range belongs to it; one that ends at the range's first midnight does not.
 #pragma once
 
+#include <optional>
+
 #include "cuadrante/points/cyclepointmgr.h"
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/time/basicpoint.h"
 #include "cuadrante/time/fecha.h"
+#include "cuadrante/time/zone.h"
 
 namespace cuadrante {
 
@@ -27,5 +30,20 @@ CUADRANTE_API bool Belongs(const TBasicPoint& item, TRange range);
 // before it included, and no other. Answers their number.
 CUADRANTE_API size_t ExpandRange(TCyclePointMgr& rules, TFecha firstDay, TFecha lastDay,
                                  bool boxes);
+
+// The days a sorted list of points spans: from 00:00 of the first point's day
+// to the last second that any point holds (its start, for one of no length).
+// Nothing for an empty list.
+struct TSpan {
+  TFecha first;
+  TFecha last;
+};
+CUADRANTE_API std::optional<TSpan> SpanOf(const TBasicPointList& sorted);
+
+// The time that really passes over the points in `zone`: their wall-clock
+// lengths, less an hour for each night across the spring change and more an
+// hour across the autumn one.
+CUADRANTE_API TDuration ElapsedIn(const TZone& zone, const TBasicPoint& point);
+CUADRANTE_API TDuration ElapsedIn(const TZone& zone, const TBasicPointList& points);
 
 }  // namespace cuadrante

@@ -51,4 +51,34 @@ TEST(ExpandRange, TakesTheOccurrencesThatReachIntoTheRangeAndLeavesTheRulesAlone
   EXPECT_EQ(ExpandRange(rules, At(2026, 3, 2), At(2026, 3, 2), false), 2u);
 }
 
+TEST(SpanOf, RunsFromTheFirstDayToTheLastSecondAnyPointHolds) {
+  EXPECT_FALSE(SpanOf({}).has_value());
+  // A long leave ends after the night that starts last; an instant at the
+  // end holds its own second.
+  TBasicPoint leave(At(2026, 3, 2, 9), TDuration(10 * 86400));
+  TBasicPoint night(At(2026, 3, 5, 22), TDuration(8 * kHour));
+  TBasicPoint instant(At(2026, 3, 6), TDuration(0));
+  std::optional<TSpan> span = SpanOf({&leave, &night, &instant});
+  ASSERT_TRUE(span.has_value());
+  EXPECT_EQ(span->first, At(2026, 3, 2));
+  EXPECT_EQ(span->last, At(2026, 3, 12, 8, 59, 59));
+  TBasicPoint later(At(2026, 3, 20), TDuration(0));
+  span = SpanOf({&night, &later});
+  ASSERT_TRUE(span.has_value());
+  EXPECT_EQ(span->first, At(2026, 3, 5));
+  EXPECT_EQ(span->last, At(2026, 3, 20));
+}
+
+TEST(ElapsedIn, CountsTheHoursThatPassAcrossTheClockChanges) {
+  const TZone madrid = TZone::Find("Europe/Madrid");
+  TBasicPoint spring(At(2026, 3, 28, 22), TDuration(8 * kHour));
+  TBasicPoint autumn(At(2026, 10, 24, 22), TDuration(8 * kHour));
+  TBasicPoint day(At(2026, 3, 30, 8), TDuration(8 * kHour));
+  EXPECT_EQ(ElapsedIn(madrid, spring).Value(), 7 * kHour);
+  EXPECT_EQ(ElapsedIn(madrid, autumn).Value(), 9 * kHour);
+  EXPECT_EQ(ElapsedIn(madrid, day).Value(), 8 * kHour);
+  EXPECT_EQ(ElapsedIn(madrid, TBasicPointList{&spring, &day}).Value(), 15 * kHour);
+  EXPECT_EQ(ElapsedIn(madrid, TBasicPointList{}).Value(), 0);
+}
+
 }  // namespace

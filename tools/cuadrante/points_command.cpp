@@ -80,11 +80,6 @@ std::string Describe(const TBasicPoint& point) {
          TFecha(point.EndValue()).ToString("dd/mm/yyyy hh:nn");
 }
 
-// The seconds that really pass over the point in `zone`.
-int64_t Elapsed(const TBasicPoint& point, const TZone* zone) {
-  return zone->Elapsed(point.GetInicio(), TFecha(point.EndValue())).Value();
-}
-
 }  // namespace
 
 void ReportOverlaps(const TBasicPointList& sorted) {
@@ -172,7 +167,8 @@ void PrintPoints(const TBasicPointList& points, Format format, bool ruleColumn, 
     return text;
   };
   for (const TBasicPoint* point : points) {
-    const TDuration length(zone != nullptr ? Elapsed(*point, zone) : point->GetDurationValue());
+    const TDuration length =
+        zone != nullptr ? ElapsedIn(*zone, *point) : TDuration(point->GetDurationValue());
     std::vector<std::string> cells = {
         std::to_string(point->Group),
         when(point->GetInicio()),
@@ -224,12 +220,7 @@ int RunPoints(const Args& args) {
   if (set.Points.empty()) {
     std::printf("\n0 points\n");
   } else {
-    TDuration total = set.GetTotalDuration(tptNone);
-    if (zone) {
-      int64_t elapsed = 0;
-      for (const TBasicPoint* point : set.Points) elapsed += Elapsed(*point, &*zone);
-      total = TDuration(elapsed);
-    }
+    const TDuration total = zone ? ElapsedIn(*zone, set.Points) : set.GetTotalDuration(tptNone);
     std::printf("\n%zu point%s, %s in all%s\n", set.Points.size(),
                 set.Points.size() == 1 ? "" : "s", Trim(total.GetSmartString()).c_str(),
                 zone ? (" (elapsed in " + zone->Name() + ")").c_str() : "");
@@ -268,13 +259,9 @@ int RunGrid(const Args& args) {
   if (const std::optional<DayRange> days = ReadOptionalDays(options)) {
     from = days->first;
     to = days->LastSecond();
-  } else if (!set.Points.empty()) {
-    // From the first point's day to the day of the last second that any point holds.
-    int64_t last = set.Points.front()->StartValue();
-    for (const TBasicPoint* point : set.Points)
-      last = std::max(last, std::max(point->StartValue(), point->EndValue() - 1));
-    from = TFecha(set.Points.front()->GetInicio().Date());
-    to = TFecha(last);
+  } else if (const std::optional<TSpan> span = SpanOf(set.Points)) {
+    from = span->first;
+    to = span->last;
   }
   roster::TDayHours hours(from, to, zone ? &*zone : nullptr);
   for (const TBasicPoint* point : set.Points) hours.Add(*point);
