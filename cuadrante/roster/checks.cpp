@@ -389,11 +389,12 @@ std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,
       }
     }
     for (const TPersonRoster& roster : rosters) {
-      if (roster.employee->post != post.code) continue;
-      // A person is at work once, however many of their items cover the moment.
+      // A person is at work once, however many of their items cover the moment;
+      // an item may cover a post other than the person's own.
       spans.clear();
       for (const TRosterItem& item : roster.items) {
-        if (IsWork(item)) spans.emplace_back(item.start.Value(), item.End());
+        const std::string& covers = item.post.empty() ? roster.employee->post : item.post;
+        if (covers == post.code && IsWork(item)) spans.emplace_back(item.start.Value(), item.End());
       }
       std::sort(spans.begin(), spans.end());
       for (size_t i = 0; i < spans.size();) {

@@ -268,6 +268,25 @@ TEST(CheckRosters, ZonesMeasureRestAsItPassesAndPostsMayWorkHolidays) {
       << elapsed[0].detail;
 }
 
+TEST(CheckCoverage, AnItemForAnotherPostCoversThatPostOnly) {
+  // A night nurse of UCI is lent to URG on the 2nd by an item of its own: URG
+  // is covered that day and UCI is one short, for the night only.
+  const TPlan plan = ReadPlan(
+      "<PLAN><SHIFT code=\"N\" start=\"22:00\" hours=\"8\"/>"
+      "<POST code=\"UCI\"><NEED people=\"1\" shift=\"N\"/></POST>"
+      "<POST code=\"URG\"><NEED people=\"1\" shift=\"N\" days=\"wed\"/></POST>"
+      "<EMPLOYEE id=\"a\" post=\"UCI\"><RULE shift=\"N\" every=\"day\" weekend=\"1\" "
+      "from=\"2026-11-30\" until=\"2026-12-01\"/><RULE shift=\"N\" every=\"day\" weekend=\"1\" "
+      "from=\"2026-12-03\"/><ITEM start=\"2026-12-02\" shift=\"N\" post=\"URG\" by=\"engine\"/>"
+      "</EMPLOYEE></PLAN>");
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 3);
+  const auto gaps = CheckCoverage(plan, BuildRosters(plan, first, last), first, last);
+  ASSERT_EQ(gaps.size(), 1u);
+  EXPECT_EQ(gaps[0].post->code, "UCI");
+  EXPECT_EQ(gaps[0].from, At(2026, 12, 2, 22));
+  EXPECT_EQ(gaps[0].to, At(2026, 12, 3, 6));
+}
+
 TEST(CheckCoverage, CountsNeedsBeyondTwoBillionPeople) {
   std::string xml = "<PLAN><POST code=\"P\">";
   for (int i = 0; i < 25000; ++i) xml += "<NEED people=\"100000\" from=\"08:00\" hours=\"1\"/>";

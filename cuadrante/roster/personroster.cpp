@@ -47,7 +47,8 @@ void AddRules(const TPlan& plan, const TEmployee& employee, TFecha firstDay, TFe
       code = employee.rules[static_cast<size_t>(index)].shift;
     }
     roster.items.push_back({occurrence->GetInicio(), TDuration(occurrence->GetDurationValue()),
-                            occurrence->Type, std::move(code), TItemSource::kRule, false, index});
+                            occurrence->Type, std::move(code), TItemSource::kRule, false, index, "",
+                            false});
   }
 }
 
@@ -76,7 +77,9 @@ void AddRotations(const TPlan& plan, const TEmployee& employee, TRange range,
                              shift.code,
                              TItemSource::kRotation,
                              false,
-                             -1};
+                             -1,
+                             "",
+                             false};
       TBasicPoint probe(item.start, item.seconds);
       if (Belongs(probe, range)) items.push_back(item);
     }
@@ -148,8 +151,8 @@ TPersonRoster BuildRoster(const TPlan& plan, const TEmployee& employee, TFecha f
   for (const TItem& item : employee.items) {
     TBasicPoint probe(item.start, item.seconds);
     if (Belongs(probe, wide))
-      roster.items.push_back(
-          {item.start, item.seconds, item.type, item.code, TItemSource::kItem, false, -1});
+      roster.items.push_back({item.start, item.seconds, item.type, item.code, TItemSource::kItem,
+                              false, -1, item.post, item.byEngine});
   }
   CancelUnderAbsence(roster.items);
   // What only the wider look needed goes: the rules' counts are the range's own.

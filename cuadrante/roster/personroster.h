@@ -34,6 +34,8 @@ struct TRosterItem {
   TItemSource source = TItemSource::kItem;
   bool cancelled = false;  // planned work under an absence
   int rule = -1;           // the employee's rule it comes from, by place
+  std::string post;        // the post it covers when not the person's own
+  bool byEngine = false;   // an item the engine made
 
   TFecha End() const { return start + seconds; }
   // Counts in hours, checks and coverage.

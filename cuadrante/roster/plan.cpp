@@ -162,6 +162,14 @@ TItem ReadItem(const TElement& item, const TPlan& plan) {
     made.seconds = item.Hours("hours");
     made.type = item.Type(tptIncidence);
   }
+  if (const auto post = item.Get("post")) {
+    if (plan.FindPost(*post) == nullptr) item.Fail("post '" + *post + "' is no POST of the plan");
+    made.post = *post;
+  }
+  if (const auto by = item.Get("by")) {
+    if (*by != "engine") item.Fail("by '" + *by + "' is not engine");
+    made.byEngine = true;
+  }
   // The calendar names no later instant than its last midnight, and a
   // calendar written from the plan could not say when the item ends.
   if (made.start.Value() + made.seconds.Value() > kCalendarEnd + 1)
@@ -169,13 +177,100 @@ TItem ReadItem(const TElement& item, const TPlan& plan) {
   return made;
 }
 
+// A list of codes, each of which `known` must find.
+template <class Known>
+std::vector<std::string> Codes(const TElement& element, const char* name, const char* what,
+                               Known known) {
+  std::vector<std::string> codes;
+  for (std::string& code : Words(element.Get(name).value_or(""))) {
+    if (!known(code))
+      element.Fail(std::string(name) + " names '" + code + "', which is no " + what +
+                   " of the plan");
+    codes.push_back(std::move(code));
+  }
+  return codes;
+}
+
+// What the engine may give the person and its limits.
+void ReadEngineLimits(const TElement& element, const TPlan& plan, TEmployee& employee) {
+  employee.posts = Codes(element, "posts", "POST",
+                         [&](const std::string& code) { return plan.FindPost(code) != nullptr; });
+  if (employee.posts.empty() && !employee.post.empty()) employee.posts = {employee.post};
+  const auto isShift = [&](const std::string& code) { return plan.FindShift(code) != nullptr; };
+  employee.shifts = Codes(element, "shifts", "SHIFT", isShift);
+  if (element.Get("minHours")) employee.minHours = element.Hours("minHours");
+  if (element.Get("maxHours")) employee.maxHours = element.Hours("maxHours");
+  if (employee.minHours && employee.maxHours && *employee.maxHours < *employee.minHours)
+    element.Fail("maxHours is less than minHours");
+  if (element.Get("tolerance")) employee.tolerance = element.Hours("tolerance");
+  if (element.Get("maxWeekends"))
+    employee.maxWeekends = static_cast<int>(element.Whole("maxWeekends", 0, 0, 5300));
+  employee.minDaysOff = static_cast<int>(element.Whole("minDaysOff", 1, 0, 366));
+  for (const std::string& word : Words(element.Get("maxShifts").value_or(""))) {
+    const size_t colon = word.rfind(':');
+    const std::string code = word.substr(0, colon == std::string::npos ? 0 : colon);
+    int64_t most = -1;
+    if (colon != std::string::npos) {
+      try {
+        most = StrToInt64(word.substr(colon + 1));
+      } catch (const Exception&) {
+      }
+    }
+    if (!isShift(code) || most < 0 || most > 36600)
+      element.Fail("maxShifts '" + word + "' is no SHIFT code and count (use N:5)");
+    employee.maxShifts.emplace_back(code, static_cast<int>(most));
+  }
+}
+
+TRequest ReadRequest(const TElement& request, const TPlan& plan) {
+  TRequest made;
+  made.day = TFecha(request.Date("date", true).Date());
+  const bool on = request.Whole("on", 0, 0, 1) == 1, off = request.Whole("off", 0, 0, 1) == 1;
+  if (on == off) request.Fail("takes on=\"1\" or off=\"1\"");
+  made.on = on;
+  if (const auto code = request.Get("shift")) {
+    if (plan.FindShift(*code) == nullptr)
+      request.Fail("shift '" + *code + "' is no SHIFT of the plan");
+    made.shift = *code;
+  } else if (on) {
+    request.Fail("on=\"1\" needs shift");
+  }
+  made.weight = static_cast<int>(request.Whole("weight", 1, 1, 1000000));
+  return made;
+}
+
+// A NEED spans its own hours or a shift's.
+TNeed ReadNeed(const TElement& field, const TPlan& plan) {
+  TNeed need;
+  need.people = static_cast<int>(field.Whole("people", -1, 0, 100000));
+  if (need.people < 0) field.Fail("needs people");
+  if (const auto code = field.Get("shift")) {
+    if (field.Get("from") || field.Get("hours"))
+      field.Fail("takes shift or from and hours, not both");
+    const TShift* shift = plan.FindShift(*code);
+    if (shift == nullptr) field.Fail("shift '" + *code + "' is no SHIFT of the plan");
+    need.shift = shift->code;
+    need.startMinute = shift->startMinute;
+    need.seconds = shift->seconds;
+  } else {
+    need.startMinute = field.Minute("from");
+    need.seconds = field.Hours("hours");
+  }
+  need.days = ParseDays(field, field.Get("days").value_or("all"));
+  need.missingWeight = static_cast<int>(field.Whole("missing", need.missingWeight, 0, 1000000));
+  need.surplusWeight = static_cast<int>(field.Whole("surplus", need.surplusWeight, 0, 1000000));
+  return need;
+}
+
 void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) {
   TEmployee employee;
   employee.id = std::string(node.Attribute("id").value_or(""));
   if (employee.id.empty()) throw EConvertError("EMPLOYEE: needs id");
   CheckName("EMPLOYEE", "id", employee.id);
-  const TElement element(node, "EMPLOYEE " + employee.id,
-                         {"id", "name", "post", "contract", "contractDays"});
+  const TElement element(
+      node, "EMPLOYEE " + employee.id,
+      {"id", "name", "post", "contract", "contractDays", "posts", "shifts", "minHours", "maxHours",
+       "tolerance", "maxWeekends", "maxShifts", "minDaysOff"});
   if (!ids.insert(employee.id).second) element.Fail("appears twice");
   employee.name = element.Get("name").value_or(employee.id);
   CheckShownText(element, "name", employee.name);
@@ -194,6 +289,7 @@ void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) 
     employee.contractDays = ParseDays(element, *days);
     if (employee.contractDays == 0) element.Fail("contractDays names no day");
   }
+  ReadEngineLimits(element, plan, employee);
   std::map<std::string, int> counts;
   for (TXMLNode child = node.FirstChild(); child; child = child.NextSibling()) {
     const std::string name(child.Name());
@@ -237,14 +333,19 @@ void ReadEmployee(const TXMLNode node, TPlan& plan, std::set<std::string>& ids) 
       const TFecha from = leave.Date("from", true), to = leave.Date("to", true);
       if (to < from) leave.Fail("ends before it starts");
       // Whole days, both included.
-      employee.items.push_back({TFecha(from.Date()),
-                                TDuration(to.Date() + kSecondsPerDay - from.Date()),
-                                leave.Type(tptLeave), ""});
+      TItem made;
+      made.start = TFecha(from.Date());
+      made.seconds = TDuration(to.Date() + kSecondsPerDay - from.Date());
+      made.type = leave.Type(tptLeave);
+      employee.items.push_back(std::move(made));
     } else if (name == "ITEM") {
-      employee.items.push_back(
-          ReadItem(TElement(child, where, {"start", "hours", "type", "shift"}), plan));
+      employee.items.push_back(ReadItem(
+          TElement(child, where, {"start", "hours", "type", "shift", "post", "by"}), plan));
+    } else if (name == "REQUEST") {
+      employee.requests.push_back(
+          ReadRequest(TElement(child, where, {"date", "shift", "on", "off", "weight"}), plan));
     } else {
-      element.Fail(name + " is none of RULE, ROTATION, LEAVE, ITEM");
+      element.Fail(name + " is none of RULE, ROTATION, LEAVE, ITEM, REQUEST");
     }
   }
   plan.employees.push_back(std::move(employee));
@@ -299,7 +400,26 @@ TPlan ReadPlan(std::string_view xml) {
                         ", not PLAN)");
   }
   TPlan plan;
-  // Posts and shifts first: employees name them wherever they stand.
+  // Shifts, then posts, then the rest: needs name shifts and employees name
+  // both, wherever they stand.
+  for (TXMLNode node = root.FirstChild(); node; node = node.NextSibling()) {
+    if (node.Name() != "SHIFT") continue;
+    TShift shift;
+    shift.code = std::string(node.Attribute("code").value_or(""));
+    if (shift.code.empty()) throw EConvertError("SHIFT: needs code");
+    CheckName("SHIFT", "code", shift.code);
+    const TElement element(node, "SHIFT " + shift.code, {"code", "start", "hours", "type", "name"});
+    if (shift.code == "-" || shift.code.find(' ') != std::string::npos)
+      element.Fail("code '" + shift.code + "' may not be - nor hold a blank");
+    if (!plan.shiftIndex_.emplace(shift.code, plan.shifts.size()).second)
+      element.Fail("appears twice");
+    shift.name = element.Get("name").value_or(shift.code);
+    CheckShownText(element, "name", shift.name);
+    shift.startMinute = element.Minute("start");
+    shift.seconds = element.Hours("hours");
+    shift.type = element.Type(tptTimetable);
+    plan.shifts.push_back(std::move(shift));
+  }
   for (TXMLNode node = root.FirstChild(); node; node = node.NextSibling()) {
     const std::string name(node.Name());
     if (name == "POST") {
@@ -316,30 +436,12 @@ TPlan ReadPlan(std::string_view xml) {
       for (TXMLNode need = node.FirstChild(); need; need = need.NextSibling()) {
         const std::string where = "POST " + post.code + ": NEED " + std::to_string(++count);
         if (need.Name() != "NEED") element.Fail(std::string(need.Name()) + " is no NEED");
-        const TElement field(need, where, {"people", "from", "hours", "days"});
-        post.needs.push_back({static_cast<int>(field.Whole("people", -1, 0, 100000)),
-                              field.Minute("from"), field.Hours("hours"),
-                              ParseDays(field, field.Get("days").value_or("all"))});
-        if (post.needs.back().people < 0) field.Fail("needs people");
+        post.needs.push_back(
+            ReadNeed(TElement(need, where,
+                              {"people", "from", "hours", "days", "shift", "missing", "surplus"}),
+                     plan));
       }
       plan.posts.push_back(std::move(post));
-    } else if (name == "SHIFT") {
-      TShift shift;
-      shift.code = std::string(node.Attribute("code").value_or(""));
-      if (shift.code.empty()) throw EConvertError("SHIFT: needs code");
-      CheckName("SHIFT", "code", shift.code);
-      const TElement element(node, "SHIFT " + shift.code,
-                             {"code", "start", "hours", "type", "name"});
-      if (shift.code == "-" || shift.code.find(' ') != std::string::npos)
-        element.Fail("code '" + shift.code + "' may not be - nor hold a blank");
-      if (!plan.shiftIndex_.emplace(shift.code, plan.shifts.size()).second)
-        element.Fail("appears twice");
-      shift.name = element.Get("name").value_or(shift.code);
-      CheckShownText(element, "name", shift.name);
-      shift.startMinute = element.Minute("start");
-      shift.seconds = element.Hours("hours");
-      shift.type = element.Type(tptTimetable);
-      plan.shifts.push_back(std::move(shift));
     }
   }
   std::set<std::string> ids;

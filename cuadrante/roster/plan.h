@@ -30,6 +30,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "cuadrante/runtime/export.h"
@@ -45,11 +46,18 @@ inline constexpr TWeekdays kWeekdays = 0x1F;
 // Whether `days` holds the weekday of `day` (a TFecha's DayOfWeek, Monday 1).
 inline bool HoldsWeekday(TWeekdays days, int dayOfWeek) { return (days >> (dayOfWeek - 1)) & 1; }
 
+// The people a post needs over a span of each day it holds on. A need that
+// names a shift spans that shift, and the engine may fill it with the shift;
+// one of a bare span is only counted. The weights are what the engine pays
+// for each person missing and each person too many.
 struct TNeed {
   int people = 0;
   int startMinute = 0;  // after midnight
   TDuration seconds;
   TWeekdays days = kEveryDay;
+  std::string shift;
+  int missingWeight = 100;
+  int surplusWeight = 1;
 };
 
 struct TPost {
@@ -87,12 +95,24 @@ struct TRotation {
 };
 
 // A one-off item: leave, sick leave, an incident, an extra shift (which
-// carries its shift's code).
+// carries its shift's code). An item the engine made says so, and may name
+// the post it covers when that is not the person's own.
 struct TItem {
   TFecha start;
   TDuration seconds;
   TTimePointType type = tptLeave;
   std::string code;
+  std::string post;  // empty: the person's post
+  bool byEngine = false;
+};
+
+// A wish for one day: to work `shift` (on), or not to work it (off; an empty
+// shift is any shift of the day), worth `weight` to the engine.
+struct TRequest {
+  TFecha day;  // 00:00
+  std::string shift;
+  bool on = false;
+  int weight = 1;
 };
 
 struct TEmployee {
@@ -108,6 +128,20 @@ struct TEmployee {
   std::vector<TRule> rules;
   std::vector<TRotation> rotations;
   std::vector<TItem> items;
+
+  // What the engine may give the person, and its limits over the range it
+  // fills. `posts` is the person's `post` unless the plan names more; an
+  // empty `shifts` is every shift the needs of those posts name. Hours
+  // unset follow the contract's share of the range, within `tolerance`.
+  std::vector<std::string> posts;
+  std::vector<std::string> shifts;
+  std::optional<TDuration> minHours;
+  std::optional<TDuration> maxHours;
+  TDuration tolerance{8 * 3600};
+  std::optional<int> maxWeekends;
+  std::vector<std::pair<std::string, int>> maxShifts;  // code, most of it
+  int minDaysOff = 1;
+  std::vector<TRequest> requests;
 };
 
 // The limits the rule checks hold a roster to.

@@ -104,6 +104,59 @@ TEST(ReadPlan, ReadsEveryElementOfThePlan) {
   EXPECT_FALSE(plan.employees[1].hasContract);
 }
 
+TEST(ReadPlan, ReadsWhatTheEngineMayFillAndTheWishesItWeighs) {
+  // A need that names a shift spans it, wherever the SHIFT stands.
+  const auto plan = ReadPlan(
+      "<PLAN><POST code=\"P\"><NEED people=\"2\" shift=\"L\" days=\"weekend\" missing=\"50\" "
+      "surplus=\"3\"/></POST><POST code=\"Q\"/><SHIFT code=\"L\" start=\"09:30\" hours=\"10\"/>"
+      "<SHIFT code=\"M\" start=\"07:00\" hours=\"8\"/>"
+      "<EMPLOYEE id=\"a\" post=\"P\" posts=\"P Q\" shifts=\"L\" minHours=\"100\" "
+      "maxHours=\"140.5\" tolerance=\"4\" maxWeekends=\"2\" maxShifts=\"L:3 M:0\" minDaysOff=\"2\">"
+      "<REQUEST date=\"2026-12-24\" off=\"1\" weight=\"5\"/>"
+      "<REQUEST date=\"2026-12-31\" shift=\"L\" on=\"1\"/>"
+      "<ITEM start=\"2026-12-02\" shift=\"L\" post=\"Q\" by=\"engine\"/></EMPLOYEE>"
+      "<EMPLOYEE id=\"b\" post=\"Q\"/><EMPLOYEE id=\"c\"/></PLAN>");
+  const cuadrante::roster::TNeed& need = plan.posts[0].needs[0];
+  EXPECT_EQ(need.shift, "L");
+  EXPECT_EQ(need.startMinute, 9 * 60 + 30);
+  EXPECT_EQ(need.seconds.Value(), 10 * 3600);
+  EXPECT_EQ(need.days, 0x60);
+  EXPECT_EQ(need.missingWeight, 50);
+  EXPECT_EQ(need.surplusWeight, 3);
+  const auto& a = plan.employees[0];
+  EXPECT_EQ(a.posts, (std::vector<std::string>{"P", "Q"}));
+  EXPECT_EQ(a.shifts, std::vector<std::string>{"L"});
+  EXPECT_EQ(a.minHours->Value(), 100 * 3600);
+  EXPECT_EQ(a.maxHours->Value(), 140 * 3600 + 1800);
+  EXPECT_EQ(a.tolerance.Value(), 4 * 3600);
+  EXPECT_EQ(a.maxWeekends, 2);
+  EXPECT_EQ(a.maxShifts, (std::vector<std::pair<std::string, int>>{{"L", 3}, {"M", 0}}));
+  EXPECT_EQ(a.minDaysOff, 2);
+  ASSERT_EQ(a.requests.size(), 2u);
+  EXPECT_EQ(a.requests[0].day, At(2026, 12, 24));
+  EXPECT_FALSE(a.requests[0].on);
+  EXPECT_EQ(a.requests[0].shift, "");  // off any shift of the day
+  EXPECT_EQ(a.requests[0].weight, 5);
+  EXPECT_TRUE(a.requests[1].on);
+  EXPECT_EQ(a.requests[1].weight, 1);
+  EXPECT_TRUE(a.items[0].byEngine);
+  EXPECT_EQ(a.items[0].post, "Q");
+  // Unsaid: the person's own post, any shift, the contract's hours.
+  const auto& b = plan.employees[1];
+  EXPECT_EQ(b.posts, std::vector<std::string>{"Q"});
+  EXPECT_TRUE(b.shifts.empty());
+  EXPECT_FALSE(b.minHours || b.maxHours || b.maxWeekends);
+  EXPECT_EQ(b.tolerance.Value(), 8 * 3600);
+  EXPECT_EQ(b.minDaysOff, 1);
+  EXPECT_TRUE(plan.employees[2].posts.empty());
+  EXPECT_EQ(plan.posts[0].needs.size(), 1u);
+  // A need of a bare span keeps the default weights and names no shift.
+  const auto spans = ReadPlan(Plan(""));
+  EXPECT_EQ(spans.posts[0].needs[0].shift, "");
+  EXPECT_EQ(spans.posts[0].needs[0].missingWeight, 100);
+  EXPECT_EQ(spans.posts[0].needs[0].surplusWeight, 1);
+}
+
 TEST(TPlan, FindsCodesByIndexAndStillAfterTheListsChange) {
   std::string xml = "<PLAN>";
   for (int i = 0; i < 5000; ++i)
@@ -150,7 +203,41 @@ TEST(ReadPlan, RefusesABrokenPlanNamingTheElementAndTheReason) {
       {OfA("<ITEM start=\"2026-11-22\" hours=\"2\" type=\"99\"/>"),
        "EMPLOYEE a: ITEM 1: type '99' is no whole number from 0 to 13"},
       {Plan("<EMPLOYEE id=\"a\" contrato=\"40\"/>"), "EMPLOYEE a: has no attribute contrato"},
-      {OfA("<SHIFT/>"), "EMPLOYEE a: SHIFT is none of RULE, ROTATION, LEAVE, ITEM"},
+      {OfA("<SHIFT/>"), "EMPLOYEE a: SHIFT is none of RULE, ROTATION, LEAVE, ITEM, REQUEST"},
+      {Plan("<POST code=\"P\"><NEED people=\"1\" shift=\"X\"/></POST>"),
+       "POST P: NEED 1: shift 'X' is no SHIFT of the plan"},
+      {Plan("<POST code=\"P\"><NEED people=\"1\" shift=\"M\" from=\"07:00\"/></POST>"),
+       "POST P: NEED 1: takes shift or from and hours, not both"},
+      {Plan("<POST code=\"P\"><NEED people=\"1\" shift=\"M\" missing=\"x\"/></POST>"),
+       "POST P: NEED 1: missing 'x' is no whole number from 0 to 1000000"},
+      {Plan("<EMPLOYEE id=\"a\" posts=\"UCI URG\"/>"),
+       "EMPLOYEE a: posts names 'URG', which is no POST of the plan"},
+      {Plan("<EMPLOYEE id=\"a\" shifts=\"M X\"/>"),
+       "EMPLOYEE a: shifts names 'X', which is no SHIFT of the plan"},
+      {Plan("<EMPLOYEE id=\"a\" minHours=\"100\" maxHours=\"90\"/>"),
+       "EMPLOYEE a: maxHours is less than minHours"},
+      {Plan("<EMPLOYEE id=\"a\" maxShifts=\"N:5 X:2\"/>"),
+       "EMPLOYEE a: maxShifts 'X:2' is no SHIFT code and count"},
+      {Plan("<EMPLOYEE id=\"a\" maxShifts=\"N\"/>"),
+       "EMPLOYEE a: maxShifts 'N' is no SHIFT code and count"},
+      {Plan("<EMPLOYEE id=\"a\" maxShifts=\"N:-1\"/>"),
+       "EMPLOYEE a: maxShifts 'N:-1' is no SHIFT code and count"},
+      {Plan("<EMPLOYEE id=\"a\" maxWeekends=\"two\"/>"),
+       "EMPLOYEE a: maxWeekends 'two' is no whole number"},
+      {OfA("<REQUEST date=\"2026-12-24\" shift=\"X\" off=\"1\"/>"),
+       "EMPLOYEE a: REQUEST 1: shift 'X' is no SHIFT of the plan"},
+      {OfA("<REQUEST date=\"2026-12-24\" off=\"1\" weight=\"5.5\"/>"),
+       "EMPLOYEE a: REQUEST 1: weight '5.5' is no whole number from 1 to 1000000"},
+      {OfA("<REQUEST date=\"2026-12-24\" on=\"1\"/>"),
+       "EMPLOYEE a: REQUEST 1: on=\"1\" needs shift"},
+      {OfA("<REQUEST date=\"2026-12-24\" on=\"1\" off=\"1\" shift=\"M\"/>"),
+       "EMPLOYEE a: REQUEST 1: takes on=\"1\" or off=\"1\""},
+      {OfA("<REQUEST date=\"2026-12-24\" shift=\"M\"/>"),
+       "EMPLOYEE a: REQUEST 1: takes on=\"1\" or off=\"1\""},
+      {OfA("<ITEM start=\"2026-11-22\" shift=\"M\" by=\"hand\"/>"),
+       "EMPLOYEE a: ITEM 1: by 'hand' is not engine"},
+      {OfA("<ITEM start=\"2026-11-22\" shift=\"M\" post=\"URG\"/>"),
+       "EMPLOYEE a: ITEM 1: post 'URG' is no POST of the plan"},
       {Plan("<SHIFT code=\"M\" start=\"08:00\" hours=\"8\"/>"), "SHIFT M: appears twice"},
       {Plan("<SHIFT code=\"-\" start=\"08:00\" hours=\"8\"/>"),
        "SHIFT -: code '-' may not be - nor hold a blank"},
