@@ -1,0 +1,298 @@
+#include "cuadrante/roster/fill.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <tuple>
+
+#include "cuadrante/roster/balance.h"
+#include "cuadrante/roster/dayhours.h"
+#include "cuadrante/roster/personroster.h"
+#include "cuadrante/runtime/exception.h"
+
+namespace cuadrante::roster {
+namespace {
+
+constexpr int kMostRangeDays = 366;
+
+int MinutesOf(TDuration length) { return static_cast<int>((length.Value() + 59) / 60); }
+
+bool IsHolidayOf(const TPlan& plan, int64_t day) {
+  return std::find(plan.holidays.begin(), plan.holidays.end(), TFecha(day)) != plan.holidays.end();
+}
+
+bool Lists(const std::vector<std::string>& codes, const std::string& code) {
+  return std::find(codes.begin(), codes.end(), code) != codes.end();
+}
+
+THoursKind KindOfItem(const TRosterItem& item) {
+  TBasicPoint probe;
+  probe.Type = item.type;
+  return KindOf(probe);
+}
+
+// The model's shift types, made as the plan names them: a shift at a post,
+// or planned work of its own times.
+class TTypeTable {
+ public:
+  explicit TTypeTable(TFillModel& model) : model_(model) {}
+
+  int Of(const TPost* post, const TShift* shift, int startMinute, TDuration length, bool fillable) {
+    const auto key =
+        std::make_tuple(post, shift, shift ? 0 : startMinute, shift ? int64_t{0} : length.Value());
+    const auto found = index_.find(key);
+    if (found != index_.end()) return found->second;
+    const int type = static_cast<int>(model_.types.size());
+    model_.types.push_back({post, shift, fillable});
+    starts_.push_back(startMinute * int64_t{60});
+    lengths_.push_back(length.Value());
+    std::string id = post ? post->code + "/" : "/";
+    id += shift ? shift->code : std::to_string(startMinute) + "+" + std::to_string(length.Value());
+    model_.instance.shifts.push_back({std::move(id), MinutesOf(length), {}});
+    index_.emplace(key, type);
+    return type;
+  }
+
+  // A shift may not follow another on the next day when the rest between
+  // them is shorter than `minRest`.
+  void ForbidShortRests(TDuration minRest) {
+    for (size_t first = 0; first < starts_.size(); ++first) {
+      for (size_t next = 0; next < starts_.size(); ++next) {
+        const int64_t rest = kSecondsPerDay + starts_[next] - (starts_[first] + lengths_[first]);
+        if (rest < minRest.Value())
+          model_.instance.shifts[first].forbiddenNext.push_back(static_cast<int>(next));
+      }
+    }
+  }
+
+ private:
+  TFillModel& model_;
+  std::map<std::tuple<const TPost*, const TShift*, int, int64_t>, int> index_;
+  std::vector<int64_t> starts_;   // seconds after midnight
+  std::vector<int64_t> lengths_;  // seconds
+};
+
+// The cover lines of every need that names a shift, on the days of the range.
+void AddCover(const TPlan& plan, TFillModel& model, TTypeTable& types, int rangeDays) {
+  std::map<std::pair<int, int>, solver::TCover> lines;  // by day and type
+  for (const TPost& post : plan.posts) {
+    for (const TNeed& need : post.needs) {
+      if (need.shift.empty()) continue;
+      const TShift* shift = plan.FindShift(need.shift);
+      const int type = types.Of(&post, shift, shift->startMinute, shift->seconds, true);
+      for (int at = 0; at < rangeDays; ++at) {
+        const int day = model.rangeStart + at;
+        const TFecha date(model.firstDay.Value() + day * kSecondsPerDay);
+        if (!HoldsWeekday(need.days, date.DayOfWeek()) || need.people == 0) continue;
+        // Work on a holiday of a post that does not work them is a breach:
+        // such a need is left to the coverage report.
+        if (!post.worksHolidays && IsHolidayOf(plan, date.Value())) continue;
+        solver::TCover& line = lines[{day, type}];
+        line.day = day;
+        line.shift = type;
+        line.requirement += need.people;
+        line.underWeight = std::max(line.underWeight, need.missingWeight);
+        line.overWeight = std::max(line.overWeight, need.surplusWeight);
+      }
+    }
+  }
+  for (auto& [key, line] : lines) model.instance.cover.push_back(line);
+}
+
+// The person's limits over the range, in minutes: the plan's own, or the
+// contract's share of the days not on leave within the tolerance.
+std::pair<int64_t, int64_t> HoursRange(const TPlan& plan, const TEmployee& employee,
+                                       const TFillModel& model, const std::vector<int>& daysOff) {
+  int64_t owedUnits = 0;
+  for (int day = model.rangeStart; day < model.instance.days; ++day) {
+    if (std::find(daysOff.begin(), daysOff.end(), day) != daysOff.end()) continue;
+    owedUnits +=
+        ContractShare(plan, employee, TFecha(model.firstDay.Value() + day * kSecondsPerDay));
+  }
+  const int64_t owed = owedUnits / kShareUnits / 60;
+  const int64_t tolerance = employee.tolerance.Value() / 60;
+  int64_t low = employee.hasContract ? std::max<int64_t>(0, owed - tolerance) : 0;
+  int64_t high = employee.hasContract ? owed + tolerance : solver::kMostMinutes;
+  if (employee.minHours) low = employee.minHours->Value() / 60;
+  if (employee.maxHours) high = employee.maxHours->Value() / 60;
+  return {low, std::max(low, high)};
+}
+
+void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFillModel& model,
+               TTypeTable& types) {
+  const TEmployee& employee = plan.employees[index];
+  const int days = model.instance.days;
+  const int person = static_cast<int>(model.employees.size());
+  model.employees.push_back(index);
+  const TPost* own = plan.FindPost(employee.post);
+  std::vector<int> pinnedType(static_cast<size_t>(days), solver::kOff);
+  std::vector<bool> absent(static_cast<size_t>(days), false);
+  const int64_t first = model.firstDay.Value();
+  for (const TRosterItem& item : roster.items) {
+    if (!item.Counts() || item.seconds <= TDuration()) continue;
+    const THoursKind kind = KindOfItem(item);
+    if (kind == THoursKind::kAbsence) {
+      const int64_t from = std::max<int64_t>(0, (item.start.Value() - first) / kSecondsPerDay);
+      const int64_t to = (item.End().Value() - 1 - first) / kSecondsPerDay;
+      for (int64_t day = from; day <= to && day < days; ++day)
+        absent[static_cast<size_t>(day)] = true;
+      continue;
+    }
+    if (kind != THoursKind::kWork || item.start.Value() < first) continue;
+    const int64_t day = (item.start.Value() - first) / kSecondsPerDay;
+    // One shift a day in the model: a second one that day is left to the checks.
+    if (day >= days || pinnedType[static_cast<size_t>(day)] != solver::kOff) continue;
+    const TPost* post = item.post.empty() ? own : plan.FindPost(item.post);
+    const TShift* shift = plan.FindShift(item.code);
+    const int startMinute = static_cast<int>((item.start.Value() - item.start.Date()) / 60);
+    if (shift != nullptr && (shift->startMinute != startMinute || shift->seconds != item.seconds))
+      shift = nullptr;  // a shift's code on other times: work of its own times
+    pinnedType[static_cast<size_t>(day)] =
+        types.Of(shift ? post : nullptr, shift, startMinute, item.seconds, false);
+  }
+
+  const bool worksHolidays =
+      std::any_of(employee.posts.begin(), employee.posts.end(),
+                  [&](const std::string& code) { return plan.FindPost(code)->worksHolidays; });
+  solver::TEmployee made;
+  made.id = employee.id;
+  for (int day = 0; day < days; ++day) {
+    const int type = pinnedType[static_cast<size_t>(day)];
+    if (type != solver::kOff || day < model.rangeStart) {
+      model.instance.pins.push_back({person, day, type});
+      model.pinned[static_cast<size_t>(person) * static_cast<size_t>(days) +
+                   static_cast<size_t>(day)] = true;
+    } else if (absent[static_cast<size_t>(day)] ||
+               (!worksHolidays && IsHolidayOf(plan, first + day * kSecondsPerDay))) {
+      made.daysOff.push_back(day);
+    }
+  }
+
+  // Pinned work counts against every limit; the engine may add what is left.
+  std::vector<int> pinnedCount(model.types.size(), 0);
+  int64_t pinnedBefore = 0;  // minutes before the range
+  for (int day = 0; day < days; ++day) {
+    const int type = pinnedType[static_cast<size_t>(day)];
+    if (type == solver::kOff) continue;
+    ++pinnedCount[static_cast<size_t>(type)];
+    if (day < model.rangeStart)
+      pinnedBefore += model.instance.shifts[static_cast<size_t>(type)].minutes;
+  }
+  made.maxShifts.assign(model.types.size(), 0);
+  bool fillable = false;
+  for (size_t type = 0; type < model.types.size(); ++type) {
+    const TFillType& what = model.types[type];
+    int open = 0;
+    if (what.fillable && Lists(employee.posts, what.post->code) &&
+        (employee.shifts.empty() || Lists(employee.shifts, what.shift->code))) {
+      open = days;
+      for (const auto& [code, most] : employee.maxShifts) {
+        if (code != what.shift->code) continue;
+        int pinnedOfCode = 0;
+        for (size_t other = 0; other < model.types.size(); ++other) {
+          const TShift* shift = model.types[other].shift;
+          if (shift != nullptr && shift->code == code) pinnedOfCode += pinnedCount[other];
+        }
+        open = std::max(0, most - pinnedOfCode);
+      }
+      fillable = fillable || open > 0;
+    }
+    made.maxShifts[type] = pinnedCount[type] + open;
+  }
+  const auto [low, high] = HoursRange(plan, employee, model, made.daysOff);
+  made.minMinutes = fillable ? low + pinnedBefore : 0;
+  made.maxMinutes =
+      std::min(solver::kMostMinutes, fillable ? high + pinnedBefore : solver::kMostMinutes);
+  made.maxConsecutive = plan.limits.maxConsecutiveDays;
+  made.minConsecutive = 1;
+  made.minDaysOff = employee.minDaysOff;
+  // A range from a Sunday holds the Saturday before it as planned.
+  const bool weekendBefore = model.rangeStart == 6 && pinnedType[5] != solver::kOff;
+  made.maxWeekends = employee.maxWeekends ? *employee.maxWeekends + (weekendBefore ? 1 : 0)
+                                          : solver::WeekendCount(days);
+  model.instance.employees.push_back(std::move(made));
+}
+
+// The person's wishes on the days of the range, at the types they may work.
+void AddRequests(const TPlan& plan, TFillModel& model) {
+  for (size_t person = 0; person < model.employees.size(); ++person) {
+    const TEmployee& employee = plan.employees[model.employees[person]];
+    const std::vector<int>& allowed = model.instance.employees[person].maxShifts;
+    for (const TRequest& request : employee.requests) {
+      const int64_t day = (request.day.Value() - model.firstDay.Value()) / kSecondsPerDay;
+      if (day < model.rangeStart || day >= model.instance.days) continue;
+      // A wish not to work is one request for each type it names; a wish to
+      // work a shift is one request, at the person's own post where it has
+      // the shift, else at the first post that has it.
+      int granted = -1;
+      for (size_t type = 0; type < model.types.size(); ++type) {
+        const TFillType& what = model.types[type];
+        if (!what.fillable || allowed[type] == 0) continue;
+        if (!request.shift.empty() && what.shift->code != request.shift) continue;
+        if (!request.on) {
+          model.instance.offRequests.push_back({static_cast<int>(person), static_cast<int>(day),
+                                                static_cast<int>(type), request.weight});
+        } else if (granted < 0 || what.post->code == employee.post) {
+          granted = static_cast<int>(type);
+        }
+      }
+      if (granted >= 0)
+        model.instance.onRequests.push_back(
+            {static_cast<int>(person), static_cast<int>(day), granted, request.weight});
+    }
+  }
+}
+
+}  // namespace
+
+TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay) {
+  const int64_t rangeDays = (lastDay.Date() - firstDay.Date()) / kSecondsPerDay + 1;
+  if (rangeDays < 1) throw EConvertError("the range ends before it starts");
+  if (rangeDays > kMostRangeDays) throw EConvertError("the range is longer than a year");
+  TFillModel model;
+  model.rangeStart = firstDay.DayOfWeek() - 1;
+  model.firstDay = TFecha(firstDay.Date() - model.rangeStart * kSecondsPerDay);
+  model.instance.days = model.rangeStart + static_cast<int>(rangeDays);
+  model.pinned.assign(plan.employees.size() * static_cast<size_t>(model.instance.days), false);
+  TTypeTable types(model);
+  AddCover(plan, model, types, static_cast<int>(rangeDays));
+  // Rosters from the model's first day, so that the days before the range
+  // are pinned to what the plan has there.
+  const std::vector<TPersonRoster> rosters = BuildRosters(plan, model.firstDay, lastDay);
+  for (size_t index = 0; index < plan.employees.size(); ++index)
+    AddPerson(plan, index, rosters[index], model, types);
+  // Types made for later people are closed to the earlier ones.
+  for (solver::TEmployee& person : model.instance.employees)
+    person.maxShifts.resize(model.types.size(), 0);
+  AddRequests(plan, model);
+  types.ForbidShortRests(plan.limits.minRestSeconds);
+  solver::CheckModel(model.instance);
+  return model;
+}
+
+std::vector<TFilledItem> FilledItems(const TPlan& plan, const TFillModel& model,
+                                     const solver::TRoster& roster) {
+  std::vector<TFilledItem> filled;
+  for (int person = 0; person < roster.Employees(); ++person) {
+    const size_t index = model.employees[static_cast<size_t>(person)];
+    const TEmployee& employee = plan.employees[index];
+    for (int day = model.rangeStart; day < roster.Days(); ++day) {
+      const int type = roster.At(person, day);
+      if (type == solver::kOff || model.Pinned(person, day)) continue;
+      const TFillType& what = model.types[static_cast<size_t>(type)];
+      if (!what.fillable) continue;
+      TItem item;
+      item.start = TFecha(model.firstDay.Value() + day * kSecondsPerDay +
+                          what.shift->startMinute * int64_t{60});
+      item.seconds = what.shift->seconds;
+      item.type = what.shift->type;
+      item.code = what.shift->code;
+      if (what.post->code != employee.post) item.post = what.post->code;
+      item.byEngine = true;
+      filled.push_back({index, std::move(item)});
+    }
+  }
+  return filled;
+}
+
+}  // namespace cuadrante::roster

@@ -1,0 +1,75 @@
+// Where plans meet the auto-rostering engine: a plan and a range of whole
+// days become the engine's model, and the engine's roster becomes items of
+// the plan again. The engine knows no plan.
+//
+//   const TFillModel model = ModelOfPlan(plan, first, last);
+//   const solver::TSearchResult result = solver::Solve(model.instance, options);
+//   for (const TFilledItem& filled : FilledItems(plan, model, result.roster))
+//     plan.employees[filled.employee].items.push_back(filled.item);
+//
+// The model's day 0 is the Monday on or before the range's first day (the
+// engine counts weekends from a Monday); the days before the range are the
+// plan's and pinned. Each shift type of the model is a shift of the plan at
+// a post. A shift that a NEED names is a type the engine may give, to the
+// people whose `posts` and `shifts` allow it; the needs become its cover
+// lines with their weights. Everything the plan fixes (rules, rotations,
+// items) is pinned, in a type of its own where no need names it, so the
+// engine counts it in rest, hours and runs of days and never moves it; the
+// days an absence touches are days off. Needs of bare spans are counted by
+// `CheckCoverage` only: the engine fills needs that name a shift.
+//
+// The LIMITS hold as hard rules as far as the model can say them: rest as
+// the shifts that may not follow one another, `maxDays` as the longest run
+// of working days. Hours are held over the range (the contract's share of
+// the days not on leave, within the tolerance, unless `minHours` and
+// `maxHours` say otherwise); the weekly maximum is left to `CheckRosters`.
+// Values; the plan must outlive the model.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "cuadrante/roster/plan.h"
+#include "cuadrante/runtime/export.h"
+#include "cuadrante/solver/model.h"
+#include "cuadrante/time/fecha.h"
+
+namespace cuadrante::roster {
+
+// What a shift type of the model stands for.
+struct TFillType {
+  const TPost* post = nullptr;    // null: planned work of no post's need
+  const TShift* shift = nullptr;  // null: planned work of its own times
+  bool fillable = false;          // a NEED names it: the engine may give it
+};
+
+struct TFillModel {
+  solver::TInstance instance;
+  TFecha firstDay;     // the model's day 0, a Monday
+  int rangeStart = 0;  // the model day of the range's first day
+  std::vector<TFillType> types;
+  std::vector<size_t> employees;  // the plan's employee of each model employee
+  std::vector<bool> pinned;       // by employee * days + day: the plan fixes the day
+
+  bool Pinned(int employee, int day) const {
+    return pinned[static_cast<size_t>(employee) * static_cast<size_t>(instance.days) +
+                  static_cast<size_t>(day)];
+  }
+};
+
+// The model of filling `plan` over [firstDay, lastDay] (whole days, both
+// included; at most a year). Raises EConvertError for a range that ends
+// before it starts or is longer.
+CUADRANTE_API TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay);
+
+struct TFilledItem {
+  size_t employee = 0;  // in the plan
+  TItem item;           // a shift by the engine, with its code and post
+};
+
+// The shifts `roster` gives on days of the range that the plan left open, in
+// order of employee and day.
+CUADRANTE_API std::vector<TFilledItem> FilledItems(const TPlan& plan, const TFillModel& model,
+                                                   const solver::TRoster& roster);
+
+}  // namespace cuadrante::roster

@@ -1,0 +1,168 @@
+#include "cuadrante/roster/fill.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "cuadrante/roster/checks.h"
+#include "cuadrante/roster/personroster.h"
+#include "cuadrante/solver/evaluator.h"
+#include "cuadrante/solver/search.h"
+#include "cuadrante/testing/values.h"
+
+namespace {
+
+using namespace cuadrante;
+using namespace cuadrante::roster;
+
+using cuadrante::testing::At;
+
+// A ward that needs a morning and a night every day of December 2026, and a
+// second post that needs a day shift on Tuesdays. Ana's mornings on
+// weekdays are planned, Luis is on leave in the middle of the month, Eva may
+// work both posts, Ivan only nights, and Sara is nobody the engine may use.
+const char* const kWard =
+    "<PLAN><LIMITS minRest=\"12\" maxWeek=\"60\" maxDays=\"5\"/>"
+    "<SHIFT code=\"M\" start=\"07:00\" hours=\"8\"/><SHIFT code=\"N\" start=\"22:00\" "
+    "hours=\"8\"/><SHIFT code=\"D\" start=\"08:00\" hours=\"12\"/><SHIFT code=\"X\" "
+    "start=\"10:00\" hours=\"4\"/><HOLIDAY date=\"2026-12-08\"/>"
+    "<POST code=\"UCI\" worksHolidays=\"1\"><NEED people=\"1\" shift=\"M\" missing=\"40\"/>"
+    "<NEED people=\"1\" shift=\"N\"/><NEED people=\"1\" from=\"15:00\" hours=\"7\"/></POST>"
+    "<POST code=\"URG\"><NEED people=\"1\" shift=\"D\" days=\"tue\" surplus=\"7\"/></POST>"
+    "<EMPLOYEE id=\"ana\" post=\"UCI\" minHours=\"100\" maxHours=\"200\">"
+    "<RULE shift=\"M\" every=\"day\" from=\"2026-11-02\"/></EMPLOYEE>"
+    "<EMPLOYEE id=\"luis\" post=\"UCI\" minHours=\"80\" maxHours=\"200\" maxShifts=\"N:6\">"
+    "<LEAVE from=\"2026-12-14\" to=\"2026-12-18\"/></EMPLOYEE>"
+    "<EMPLOYEE id=\"eva\" post=\"UCI\" posts=\"UCI URG\" minHours=\"80\" maxHours=\"200\" "
+    "maxWeekends=\"2\"><REQUEST date=\"2026-12-24\" off=\"1\" weight=\"9\"/>"
+    "<REQUEST date=\"2026-12-31\" shift=\"D\" on=\"1\" weight=\"4\"/></EMPLOYEE>"
+    "<EMPLOYEE id=\"ivan\" post=\"UCI\" shifts=\"N\" minHours=\"80\" maxHours=\"200\">"
+    "<ITEM start=\"2026-11-30T10:00\" hours=\"4\" type=\"2\"/></EMPLOYEE>"
+    "<EMPLOYEE id=\"sara\"><ITEM start=\"2026-12-02\" shift=\"X\"/></EMPLOYEE></PLAN>";
+
+int TypeOf(const TFillModel& model, const std::string& post, const std::string& shift) {
+  for (size_t type = 0; type < model.types.size(); ++type) {
+    const TFillType& what = model.types[type];
+    if (what.post && what.shift && what.post->code == post && what.shift->code == shift)
+      return static_cast<int>(type);
+  }
+  return -1;
+}
+
+TEST(ModelOfPlan, PinsWhatThePlanFixesAndOpensWhatItAllows) {
+  const TPlan plan = ReadPlan(kWard);
+  const TFillModel model = ModelOfPlan(plan, At(2026, 12, 1), At(2026, 12, 31));
+  const solver::TInstance& instance = model.instance;
+  // From Monday 30 November: the range starts on the model's day 1.
+  EXPECT_EQ(model.firstDay, At(2026, 11, 30));
+  EXPECT_EQ(model.rangeStart, 1);
+  EXPECT_EQ(instance.days, 32);
+  const int m = TypeOf(model, "UCI", "M"), n = TypeOf(model, "UCI", "N"),
+            d = TypeOf(model, "URG", "D");
+  ASSERT_GE(m, 0);
+  ASSERT_GE(n, 0);
+  ASSERT_GE(d, 0);
+  EXPECT_TRUE(model.types[static_cast<size_t>(m)].fillable);
+  // Cover: a morning and a night each day of the range, D on the Tuesdays
+  // but not on the holiday of the 8th (URG does not work holidays).
+  int mornings = 0, nights = 0, days = 0;
+  for (const solver::TCover& line : instance.cover) {
+    EXPECT_GE(line.day, 1);
+    if (line.shift == m) {
+      ++mornings;
+      EXPECT_EQ(line.underWeight, 40);
+    } else if (line.shift == n) {
+      ++nights;
+      EXPECT_EQ(line.underWeight, 100);
+    } else if (line.shift == d) {
+      ++days;
+      EXPECT_EQ(line.overWeight, 7);
+    }
+    EXPECT_EQ(line.requirement, 1);
+  }
+  EXPECT_EQ(mornings, 31);
+  EXPECT_EQ(nights, 31);
+  EXPECT_EQ(days, 4);  // 1, 15, 22, 29 December
+  // Ana's mornings on weekdays are pinned, the day before the range too, and
+  // her weekends are open; Ivan's item of its own times before the range is
+  // pinned in a type of its own.
+  EXPECT_TRUE(model.Pinned(0, 0) && model.Pinned(0, 3) && model.Pinned(0, 31));
+  EXPECT_FALSE(model.Pinned(0, 5));
+  const auto pin = [&](int person, int day) {
+    for (const solver::TPin& p : instance.pins)
+      if (p.employee == person && p.day == day) return p.shift;
+    return -2;
+  };
+  EXPECT_EQ(pin(0, 3), m);
+  EXPECT_EQ(pin(1, 0), solver::kOff);  // nothing planned before the range
+  EXPECT_EQ(pin(1, 3), -2);            // open
+  const int own = pin(3, 0);
+  ASSERT_GE(own, 0);
+  EXPECT_FALSE(model.types[static_cast<size_t>(own)].fillable);
+  EXPECT_EQ(instance.shifts[static_cast<size_t>(own)].minutes, 240);
+  // Luis's leave is days off; Eva's and Ivan's posts work holidays.
+  const auto& luis = instance.employees[1];
+  EXPECT_EQ(luis.daysOff, (std::vector<int>{14, 15, 16, 17, 18}));
+  EXPECT_TRUE(instance.employees[2].daysOff.empty());
+  // What each may be given.
+  EXPECT_EQ(luis.maxShifts[static_cast<size_t>(n)], 6);
+  EXPECT_EQ(luis.maxShifts[static_cast<size_t>(d)], 0);
+  EXPECT_GT(instance.employees[2].maxShifts[static_cast<size_t>(d)], 0);
+  EXPECT_EQ(instance.employees[3].maxShifts[static_cast<size_t>(m)], 0);
+  EXPECT_GT(instance.employees[3].maxShifts[static_cast<size_t>(n)], 0);
+  for (int type : instance.employees[4].maxShifts) EXPECT_LE(type, 1);  // Sara's own item
+  EXPECT_EQ(instance.employees[2].maxWeekends, 2);
+  EXPECT_EQ(luis.maxConsecutive, 5);
+  EXPECT_EQ(luis.minMinutes, 80 * 60);
+  EXPECT_EQ(luis.maxMinutes, 200 * 60);
+  // Rest: a night may not be followed by a morning, nor by a day shift.
+  const auto& after = instance.shifts[static_cast<size_t>(n)].forbiddenNext;
+  EXPECT_NE(std::find(after.begin(), after.end(), m), after.end());
+  EXPECT_NE(std::find(after.begin(), after.end(), d), after.end());
+  EXPECT_EQ(std::find(after.begin(), after.end(), n), after.end());
+  // Eva's wishes: off every type she may work on the 24th, D on the 31st.
+  EXPECT_EQ(instance.offRequests.size(), 3u);
+  ASSERT_EQ(instance.onRequests.size(), 1u);
+  EXPECT_EQ(instance.onRequests[0].shift, d);
+  EXPECT_EQ(instance.onRequests[0].day, 31);
+  EXPECT_EQ(instance.onRequests[0].weight, 4);
+
+  EXPECT_THROW(ModelOfPlan(plan, At(2026, 12, 2), At(2026, 12, 1)), EConvertError);
+  EXPECT_THROW(ModelOfPlan(plan, At(2026, 1, 1), At(2027, 1, 2)), EConvertError);
+}
+
+TEST(FilledItems, TheEnginesShiftsCoverTheNeedsAndBreakNoRule) {
+  TPlan plan = ReadPlan(kWard);
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
+  const TFillModel model = ModelOfPlan(plan, first, last);
+  solver::TSearchOptions options;
+  options.workers = 1;
+  options.maxMoves = 400'000;
+  options.timeLimitSeconds = 60;
+  const solver::TSearchResult result = solver::Solve(model.instance, options);
+  ASSERT_TRUE(result.evaluation.Feasible());
+  const std::vector<TFilledItem> filled = FilledItems(plan, model, result.roster);
+  ASSERT_FALSE(filled.empty());
+  for (const TFilledItem& made : filled) {
+    EXPECT_TRUE(made.item.byEngine);
+    EXPECT_NE(made.employee, 4u);  // Sara is nobody the engine may use
+    EXPECT_GE(made.item.start, first);
+    if (made.item.code == "D") {
+      EXPECT_EQ(made.item.post, "URG");
+    }
+    plan.employees[made.employee].items.push_back(made.item);
+  }
+  // Every shift need of the range is met. What is left: the span need of the
+  // afternoons, nobody's to fill, and the end of the night before the range.
+  const auto rosters = BuildRosters(plan, first, last);
+  for (const TCoverageGap& gap : CheckCoverage(plan, rosters, first, last)) {
+    const bool afternoon = gap.from.Value() % kSecondsPerDay == 15 * 3600;
+    EXPECT_TRUE(afternoon || (gap.from == first && gap.to == At(2026, 12, 1, 6)))
+        << gap.from.ToString("dd/mm hh:nn") << " - " << gap.to.ToString("dd/mm hh:nn");
+  }
+  for (const TBreach& breach : CheckRosters(plan, first, last, plan.limits))
+    ADD_FAILURE() << breach.employee->id << ": " << breach.detail;
+}
+
+}  // namespace
