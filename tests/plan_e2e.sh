@@ -142,7 +142,7 @@ expect 1 "bad.xml: EMPLOYEE a: RULE 1: shift 'X' is no SHIFT of the plan$" plan 
 printf '<PLAN><POST code="P"><NEED people="1" from="7" hours="8"/></POST></PLAN>' >"$work/bad.xml"
 expect 1 "POST P: NEED 1: from '7' is no time of day" plan hours "$work/bad.xml" "${november[@]}"
 expect 1 'is no plan document \(its root is POINTSMGR' plan roster "$examples/points.xml" "${november[@]}"
-expect 2 "expects roster, hours, check, coverage or render, not 'publish'" plan publish "$plan" "${november[@]}"
+expect 2 "expects roster, hours, check, coverage, render or solve, not 'publish'" plan publish "$plan" "${november[@]}"
 expect 2 'takes --month or --from and --to, not both' plan roster "$plan" --month 2026-11 --from 2026-11-01
 expect 1 "--month '2026-13' is no month" plan hours "$plan" --month 2026-13
 
@@ -257,5 +257,34 @@ out = subprocess.run([sys.argv[1], "plan", "hours", sys.argv[2], "--month", "202
 rows = list(csv.DictReader(out.splitlines()))
 assert {r["employee"] for r in rows} == {"\x27=HYPERLINK(1)", "\x27@x"}, rows
 assert rows[0]["balance"] == "-4.60", rows[0]' "$tool" "$work/formula.xml"
+
+# The engine fills what the plan leaves open: the shifts it gives are the
+# plan's ITEMs by="engine" in the document it writes, as its JSON lists them,
+# and the plan's checks find no short rest, long run, work during absence or
+# on a holiday the post does not work in the filled month.
+open="$examples/open-ward.xml"
+expect 0 '^hard breaches +0$' plan solve "$open" --month 2026-12 --time-limit 2 -o "$work/filled.xml"
+"$tool" plan solve "$open" --month 2026-12 --time-limit 1 --seed 4 --format json -o "$work/filled2.xml" >"$work/filled.json"
+check "plan solve: its JSON lists the ITEMs it wrote, each a need's shift at an allowed post" python3 -c '
+import json, sys, xml.etree.ElementTree as ET
+rows = json.load(open(sys.argv[1]))
+plan = ET.parse(sys.argv[2]).getroot()
+made = [(e.get("id"), i.get("start"), i.get("shift")) for e in plan.iter("EMPLOYEE") for i in e.iter("ITEM") if i.get("by") == "engine"]
+assert rows and sorted(made) == sorted((r["employee"], r["date"], r["shift"]) for r in rows), (len(made), len(rows))
+needed = {(p.get("code"), n.get("shift")) for p in plan.iter("POST") for n in p.iter("NEED")}
+people = {e.get("id"): e for e in plan.iter("EMPLOYEE")}
+for r in rows:
+    e = people[r["employee"]]
+    assert (r["post"], r["shift"]) in needed, r
+    assert r["post"] in (e.get("posts") or e.get("post")).split(), r
+    assert not e.get("shifts") or r["shift"] in e.get("shifts").split(), r' "$work/filled.json" "$work/filled2.xml"
+check "plan solve: the filled month breaks no rest, run, absence or holiday rule" bash -c '
+! "$0" plan check "$1" --month 2026-12 | grep -E "short rest|days in a row|absence|holiday|overlap"' "$tool" "$work/filled.xml"
+expect 2 'plan solve fills the whole plan' plan solve "$open" --month 2026-12 --employee ana
+expect 2 'plan solve does not take --by' plan solve "$open" --month 2026-12 --by week
+sed 's|<REQUEST date="2026-12-24" off="1" weight="20"/>|<REQUEST date="2026-12-24" shift="Q" off="1"/>|' "$open" >"$work/badrequest.xml"
+expect 1 "EMPLOYEE eva: REQUEST 1: shift 'Q' is no SHIFT of the plan" plan solve "$work/badrequest.xml" --month 2026-12
+sed 's|posts="UCI URG"|posts="UCI QUIRO"|' "$open" >"$work/badposts.xml"
+expect 1 "EMPLOYEE eva: posts names 'QUIRO', which is no POST of the plan" plan solve "$work/badposts.xml" --month 2026-12
 
 finish

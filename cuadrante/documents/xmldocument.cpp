@@ -211,6 +211,20 @@ void TXMLNode::SetText(std::string_view text) const {
   if (!node.text().set(text.data(), text.size())) throw std::bad_alloc();
 }
 
+void TXMLNode::SetAttribute(std::string_view name, std::string_view value) const {
+  if (node_ == nullptr) throw EXMLDocError("No element to set an attribute on");
+  detail::CheckName(name);
+  if (!CanCarryText(value)) {
+    throw EXMLDocError("The attribute " + std::string(name) + " of <" + std::string(Name()) +
+                       "> holds a character that an XML document cannot carry");
+  }
+  pugi::xml_node node(node_);
+  const std::string terminated(name);
+  pugi::xml_attribute attribute = node.attribute(terminated.c_str());
+  if (!attribute) attribute = node.append_attribute(terminated.c_str());
+  if (!attribute || !attribute.set_value(value.data(), value.size())) throw std::bad_alloc();
+}
+
 AnsiString TXMLNode::GetXML() const {
   AnsiString out;
   if (node_ == nullptr) return out;

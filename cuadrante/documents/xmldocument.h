@@ -92,6 +92,10 @@ class CUADRANTE_API TXMLNode {
   // children. The empty text removes every piece of text. A text that
   // CanCarryText refuses raises EXMLDocError and changes nothing.
   void SetText(std::string_view text) const;
+  // Sets the attribute `name`, added behind the others when new. Raises
+  // EXMLDocError when `name` is no XML name, when CanCarryText refuses the
+  // value, or on a null handle, and then changes nothing.
+  void SetAttribute(std::string_view name, std::string_view value) const;
   // The element as XML text, its own tags included, on one line.
   AnsiString GetXML() const;
 

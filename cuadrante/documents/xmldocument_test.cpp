@@ -81,13 +81,19 @@ TEST(TXMLDocument, TextsComeBackAsTheyWent) {
   TXMLNode root = doc.CreateDocumentElement("R");
   for (const std::string& text : texts) {
     EXPECT_TRUE(cuadrante::CanCarryText(text)) << text;
-    root.AddChild("V").SetText(text);
+    TXMLNode value = root.AddChild("V");
+    value.SetText(text);
+    // As an attribute too, set twice: the second value replaces the first.
+    value.SetAttribute("a", "first");
+    value.SetAttribute("a", text);
   }
   back.LoadFromXML(doc.SaveToXML());
   TXMLNode node = back.DocumentElement().FirstChild();
   for (const std::string& text : texts) {
     ASSERT_TRUE(node);
     EXPECT_EQ(node.Text(), text);
+    EXPECT_EQ(node.Attribute("a"), text);
+    EXPECT_EQ(node.AttributeNames().size(), 1u);
     node = node.NextSibling();
   }
   EXPECT_FALSE(node);
@@ -165,13 +171,20 @@ TEST(TXMLDocument, RefusesNamesThatAreNoXmlNames) {
   for (const std::string name : {"", "1A", "A B", "-A", "A<", "A&B", ".A", "A/", "\xC3", "A\xFF"}) {
     EXPECT_THROW(root.AddChild(name), EXMLDocError) << name;
     EXPECT_THROW(doc.CreateDocumentElement(name), EXMLDocError) << name;
+    EXPECT_THROW(root.SetAttribute(name, "v"), EXMLDocError) << name;
   }
   EXPECT_EQ(doc.DocumentElement(), root);  // a refused name replaced nothing
+  EXPECT_TRUE(root.AttributeNames().empty());
+  root.SetAttribute("a", "kept");
+  EXPECT_THROW(root.SetAttribute("a", std::string("b\x01", 2)), EXMLDocError);
+  EXPECT_THROW(root.SetAttribute("a", "\xFF"), EXMLDocError);
+  EXPECT_EQ(root.Attribute("a"), "kept");
   for (const std::string name : {"_a", "ns:a", "a-1.b_2", "ÍNDICE"})
     EXPECT_EQ(root.AddChild(name).Name(), name);
   EXPECT_EQ(root.ChildCount(), 4u);
   EXPECT_THROW(TXMLNode().AddChild("A"), EXMLDocError);
   EXPECT_THROW(TXMLNode().SetText("A"), EXMLDocError);
+  EXPECT_THROW(TXMLNode().SetAttribute("a", "A"), EXMLDocError);
 }
 
 TEST(TXMLDocument, FilesComeBackAndParseErrorsNameThePath) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <tuple>
 
+#include "cuadrante/documents/xmldocument.h"
 #include "cuadrante/roster/balance.h"
 #include "cuadrante/roster/dayhours.h"
 #include "cuadrante/roster/personroster.h"
@@ -293,6 +294,28 @@ std::vector<TFilledItem> FilledItems(const TPlan& plan, const TFillModel& model,
     }
   }
   return filled;
+}
+
+std::string WithFilledItems(std::string_view xml, const TPlan& plan,
+                            const std::vector<TFilledItem>& filled) {
+  TXMLDocument document;
+  document.LoadFromXML(xml);
+  std::map<std::string, TXMLNode, std::less<>> people;
+  for (TXMLNode node = document.DocumentElement().FirstChild(); node; node = node.NextSibling()) {
+    if (node.Name() == "EMPLOYEE") people.emplace(node.Attribute("id").value_or(""), node);
+  }
+  for (const TFilledItem& made : filled) {
+    const auto person = people.find(plan.employees.at(made.employee).id);
+    if (person == people.end())
+      throw EConvertError("EMPLOYEE " + plan.employees[made.employee].id +
+                          " is not in the document");
+    const TXMLNode item = person->second.AddChild("ITEM");
+    item.SetAttribute("start", made.item.start.ToString("yyyy-mm-dd"));
+    item.SetAttribute("shift", made.item.code);
+    if (!made.item.post.empty()) item.SetAttribute("post", made.item.post);
+    item.SetAttribute("by", "engine");
+  }
+  return document.SaveToXML();
 }
 
 }  // namespace cuadrante::roster

@@ -27,6 +27,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "cuadrante/roster/plan.h"
@@ -71,5 +73,12 @@ struct TFilledItem {
 // order of employee and day.
 CUADRANTE_API std::vector<TFilledItem> FilledItems(const TPlan& plan, const TFillModel& model,
                                                    const solver::TRoster& roster);
+
+// The plan document `xml` (the text `plan` was read from) with each filled
+// item as an ITEM of its EMPLOYEE, behind what the person holds already:
+// `<ITEM start="2026-12-03" shift="N" by="engine"/>`, and `post` when it is
+// not the person's own. Read again, it gives the plan with those items.
+CUADRANTE_API std::string WithFilledItems(std::string_view xml, const TPlan& plan,
+                                          const std::vector<TFilledItem>& filled);
 
 }  // namespace cuadrante::roster

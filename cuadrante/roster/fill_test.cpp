@@ -163,6 +163,21 @@ TEST(FilledItems, TheEnginesShiftsCoverTheNeedsAndBreakNoRule) {
   }
   for (const TBreach& breach : CheckRosters(plan, first, last, plan.limits))
     ADD_FAILURE() << breach.employee->id << ": " << breach.detail;
+  // Written into the document and read again, the plan holds the same items.
+  const TPlan again = ReadPlan(WithFilledItems(kWard, ReadPlan(kWard), filled));
+  ASSERT_EQ(again.employees.size(), plan.employees.size());
+  for (size_t person = 0; person < plan.employees.size(); ++person) {
+    const std::vector<TItem>& want = plan.employees[person].items;
+    const std::vector<TItem>& got = again.employees[person].items;
+    ASSERT_EQ(got.size(), want.size()) << plan.employees[person].id;
+    for (size_t at = 0; at < want.size(); ++at) {
+      EXPECT_EQ(got[at].start, want[at].start);
+      EXPECT_EQ(got[at].seconds, want[at].seconds);
+      EXPECT_EQ(got[at].code, want[at].code);
+      EXPECT_EQ(got[at].post, want[at].post);
+      EXPECT_EQ(got[at].byEngine, want[at].byEngine);
+    }
+  }
 }
 
 }  // namespace

@@ -127,12 +127,13 @@ void LoadDocument(const std::string& path, TBasicPointMgr& set) {
   }
 }
 
-roster::TPlan LoadPlan(const std::string& path) {
-  const std::string text = path == "-"
-                               ? ReadStandardInput(kLargestDocumentBytes, "too large for a plan")
-                               : std::string(ReadWholeFile(path, kLargestDocumentBytes));
+roster::TPlan LoadPlan(const std::string& path, std::string* text) {
+  std::string read = path == "-" ? ReadStandardInput(kLargestDocumentBytes, "too large for a plan")
+                                 : std::string(ReadWholeFile(path, kLargestDocumentBytes));
   try {
-    return roster::ReadPlan(text);
+    roster::TPlan plan = roster::ReadPlan(read);
+    if (text != nullptr) *text = std::move(read);
+    return plan;
   } catch (const Exception& e) {
     throw EConvertError(path + ": " + e.Message);
   }

@@ -52,8 +52,9 @@ void LoadRules(const std::string& path, TCyclePointMgr& rules);
 void LoadRulesFrom(const std::string& path, const AnsiString& text, TCyclePointMgr& rules);
 // Loads the stored points or boxes at `path` into `set`, as points.
 void LoadDocument(const std::string& path, TBasicPointMgr& set);
-// The plan at `path` ("-": stdin); bad input names the path.
-roster::TPlan LoadPlan(const std::string& path);
+// The plan at `path` ("-": stdin); bad input names the path. With `text`,
+// the document as it was read, for a command that writes it back.
+roster::TPlan LoadPlan(const std::string& path, std::string* text = nullptr);
 
 // The set as a point-set document on stdout, which the commands read back;
 // an empty set is an empty POINTSMGR.

@@ -1,6 +1,7 @@
 // `cuadrante plan roster|hours PLAN.xml`: the people of a plan, week by week,
 // and their hours against their contracts.
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -22,6 +23,7 @@
 #include "tools/cuadrante/labels.h"
 #include "tools/cuadrante/plan_command.h"
 #include "tools/cuadrante/plan_render.h"
+#include "tools/cuadrante/plan_solve.h"
 
 namespace cuadrante::tool {
 namespace {
@@ -66,6 +68,7 @@ const std::map<std::string, std::set<std::string>>& CommandOptions() {
       {"check", {"--format", "--min-rest", "--max-week", "--max-days", "--tz"}},
       {"coverage", {"--format"}},
       {"render", {"-o"}},
+      {"solve", {"-o", "--time-limit", "--seed", "--format"}},
   };
   return options;
 }
@@ -74,17 +77,18 @@ Options ParsePlanOptions(const Args& args) {
   return Parse(args, {Join(RangeOptions(true),
                            {FormatOption(), Choice("--by", {"day", "week", "month"}),
                             Value("--min-rest"), Value("--max-week"), Number("--max-days", 1, 3660),
-                            Value("-o"), Value("--tz"), Value("--employee"), Value("--post")}),
+                            Value("-o"), Value("--tz"), Value("--employee"), Value("--post"),
+                            Number("--time-limit", 1, 86400), Number("--seed", 0, INT64_MAX)}),
                       {2, 2,
-                       "expects roster, hours, check or coverage and one PLAN.xml (see `cuadrante "
-                       "help plan`)"}});
+                       "expects roster, hours, check, coverage, render or solve and one PLAN.xml "
+                       "(see `cuadrante help plan`)"}});
 }
 
 void RefuseOptionsOf(const std::string& command, const Options& options) {
   const auto found = CommandOptions().find(command);
   if (found == CommandOptions().end())
-    throw Misuse("expects roster, hours, check, coverage or render, not '" + Printable(command) +
-                 "'");
+    throw Misuse("expects roster, hours, check, coverage, render or solve, not '" +
+                 Printable(command) + "'");
   for (const auto& [name, value] : options.values) {
     if (name == "--month" || name == "--from" || name == "--to" || name == "--employee" ||
         name == "--post")
@@ -106,13 +110,13 @@ struct PlanJob {
   }
 };
 
-PlanJob ReadPlanJob(const Options& options) {
+PlanJob ReadPlanJob(const Options& options, std::string* text = nullptr) {
   PlanJob job;
   const DayRange days = ReadDays(options);
   job.first = days.first;
   job.last = days.last;
   const std::string& path = options.words[1];
-  job.plan = LoadPlan(path);
+  job.plan = LoadPlan(path, text);
   job.employee = options.Get("--employee", "");
   job.post = options.Get("--post", "");
   if (!job.employee.empty() &&
@@ -377,12 +381,13 @@ int RunPlanHours(const Options& options) {
 
 void HelpPlan() {
   std::printf(
-      "usage: cuadrante plan roster|hours|check|coverage|render PLAN.xml\n"
+      "usage: cuadrante plan roster|hours|check|coverage|render|solve PLAN.xml\n"
       "                      --month YYYY-MM | --from DATE --to DATE\n"
       "                      [--format text|csv|xml|json]\n"
       "                      [--by day|week|month] [--tz ZONE]              (hours)\n"
       "                      [--min-rest H] [--max-week H] [--max-days N]   (check)\n"
-      "                      -o FILE.svg                                    (render)\n\n"
+      "                      -o FILE.svg                                    (render)\n"
+      "                      [--time-limit S] [--seed N] [-o FILLED.xml]    (solve)\n\n"
       "Reads a plan document (posts with their required coverage, named shifts,\n"
       "employees with their rules, rotations, leave and items; docs/formats.md tells\n"
       "its form) and answers:\n"
@@ -404,12 +409,36 @@ void HelpPlan() {
       "  render    the planner's picture (at most 62 days): a row an employee grouped\n"
       "            by post, a column a day, shifts coloured by type with their codes,\n"
       "            absences shaded, breaches outlined in red, and under each post its\n"
-      "            coverage: red where people are missing, amber where there are more.\n"
+      "            coverage: red where people are missing, amber where there are more;\n"
+      "  solve     the engine fills the needs that name a shift (NEED shift=\"N\") with\n"
+      "            the people the plan allows (posts, shifts, hours, caps), keeping what\n"
+      "            the plan fixes and its LIMITS, weighing its REQUESTs; prints what it\n"
+      "            cost and the gaps left (csv/json: the shifts it gave), and with -o\n"
+      "            writes the plan with those shifts as ITEMs by=\"engine\". Exit status\n"
+      "            1 when the plan's own part breaks a rule the engine cannot mend.\n"
       "An item belongs to the range when it overlaps it. PLAN.xml may be - (stdin).\n\n"
       "examples:\n  cuadrante plan roster examples/plan.xml --month 2026-11\n"
       "  cuadrante plan hours examples/plan.xml --from 2026-11-02 --to 2026-11-15 --format csv\n"
       "  cuadrante plan coverage examples/plan.xml --month 2026-11\n"
-      "  cuadrante plan render examples/plan.xml --month 2026-11 -o plan.svg\n");
+      "  cuadrante plan render examples/plan.xml --month 2026-11 -o plan.svg\n"
+      "  cuadrante plan solve examples/open-ward.xml --month 2026-12 --time-limit 2 -o "
+      "filled.xml\n");
+}
+
+int RunPlanSolve(const Options& options) {
+  PlanSolveJob solve;
+  const PlanJob job = ReadPlanJob(options, &solve.text);
+  if (!job.employee.empty() || !job.post.empty())
+    throw Misuse("plan solve fills the whole plan: it takes no --employee or --post");
+  Warn(job, roster::BuildRosters(job.plan, job.first, job.last));
+  solve.plan = &job.plan;
+  solve.first = job.first;
+  solve.last = job.last;
+  solve.timeLimitSeconds = static_cast<double>(options.Number("--time-limit", 10));
+  solve.seed = static_cast<uint64_t>(options.Number("--seed", 1));
+  solve.output = options.Get("-o", "");
+  solve.format = ParseFormat(options);
+  return RunPlanSolve(solve);
 }
 
 int RunPlan(const Args& args) {
@@ -419,6 +448,7 @@ int RunPlan(const Args& args) {
   if (options.words[0] == "hours") return RunPlanHours(options);
   if (options.words[0] == "check") return RunPlanCheck(options);
   if (options.words[0] == "coverage") return RunPlanCoverage(options);
+  if (options.words[0] == "solve") return RunPlanSolve(options);
   if (options.words[0] == "render") {
     const std::string& output = options.Need("-o");
     if (options.words[1] != "-" && output != "-") {
