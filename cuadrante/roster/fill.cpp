@@ -105,7 +105,7 @@ void AddCover(const TPlan& plan, TFillModel& model, TTypeTable& types, int range
 std::pair<int64_t, int64_t> HoursRange(const TPlan& plan, const TEmployee& employee,
                                        const TFillModel& model, const std::vector<int>& daysOff) {
   int64_t owedUnits = 0;
-  for (int day = model.rangeStart; day < model.instance.days; ++day) {
+  for (int day = model.rangeStart; day < model.rangeEnd; ++day) {
     if (std::find(daysOff.begin(), daysOff.end(), day) != daysOff.end()) continue;
     owedUnits +=
         ContractShare(plan, employee, TFecha(model.firstDay.Value() + day * kSecondsPerDay));
@@ -159,7 +159,7 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
   made.id = employee.id;
   for (int day = 0; day < days; ++day) {
     const int type = pinnedType[static_cast<size_t>(day)];
-    if (type != solver::kOff || day < model.rangeStart) {
+    if (type != solver::kOff || day < model.rangeStart || day >= model.rangeEnd) {
       model.instance.pins.push_back({person, day, type});
       model.pinned[static_cast<size_t>(person) * static_cast<size_t>(days) +
                    static_cast<size_t>(day)] = true;
@@ -171,13 +171,13 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
 
   // Pinned work counts against every limit; the engine may add what is left.
   std::vector<int> pinnedCount(model.types.size(), 0);
-  int64_t pinnedBefore = 0;  // minutes before the range
+  int64_t pinnedOutside = 0;  // minutes before and after the range
   for (int day = 0; day < days; ++day) {
     const int type = pinnedType[static_cast<size_t>(day)];
     if (type == solver::kOff) continue;
     ++pinnedCount[static_cast<size_t>(type)];
-    if (day < model.rangeStart)
-      pinnedBefore += model.instance.shifts[static_cast<size_t>(type)].minutes;
+    if (day < model.rangeStart || day >= model.rangeEnd)
+      pinnedOutside += model.instance.shifts[static_cast<size_t>(type)].minutes;
   }
   made.maxShifts.assign(model.types.size(), 0);
   bool fillable = false;
@@ -201,16 +201,41 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
     made.maxShifts[type] = pinnedCount[type] + open;
   }
   const auto [low, high] = HoursRange(plan, employee, model, made.daysOff);
-  made.minMinutes = fillable ? low + pinnedBefore : 0;
+  made.minMinutes = fillable ? low + pinnedOutside : 0;
   made.maxMinutes =
-      std::min(solver::kMostMinutes, fillable ? high + pinnedBefore : solver::kMostMinutes);
+      std::min(solver::kMostMinutes, fillable ? high + pinnedOutside : solver::kMostMinutes);
+  // Each week (Monday to Sunday, whole even where the range ends before it)
+  // holds at most the plan's weekly maximum, and no more than the contract's
+  // share of its days. A shift counts in the week it starts: a Sunday night
+  // puts its hours after midnight in this week, where the checks count them
+  // in the next.
+  made.maxWeekMinutes.assign(static_cast<size_t>(solver::WeekCount(days)),
+                             plan.limits.maxWeekSeconds.Value() / 60);
+  if (employee.hasContract) {
+    for (size_t week = 0; week < made.maxWeekMinutes.size(); ++week) {
+      int64_t units = 0;
+      for (int64_t day = 0; day < 7; ++day)
+        units +=
+            ContractShare(plan, employee,
+                          TFecha(first + (static_cast<int64_t>(week) * 7 + day) * kSecondsPerDay));
+      made.maxWeekMinutes[week] = std::min(made.maxWeekMinutes[week], units / kShareUnits / 60);
+    }
+  }
   made.maxConsecutive = plan.limits.maxConsecutiveDays;
   made.minConsecutive = 1;
   made.minDaysOff = employee.minDaysOff;
-  // A range from a Sunday holds the Saturday before it as planned.
-  const bool weekendBefore = model.rangeStart == 6 && pinnedType[5] != solver::kOff;
-  made.maxWeekends = employee.maxWeekends ? *employee.maxWeekends + (weekendBefore ? 1 : 0)
-                                          : solver::WeekendCount(days);
+  // A weekend with planned work outside the range is worked already.
+  int weekendsOutside = 0;
+  for (int weekend = 0; weekend < solver::WeekendCount(days); ++weekend) {
+    bool worked = false;
+    for (int day = 7 * weekend + 5; day < std::min(days, 7 * weekend + 7); ++day) {
+      worked = worked || ((day < model.rangeStart || day >= model.rangeEnd) &&
+                          pinnedType[static_cast<size_t>(day)] != solver::kOff);
+    }
+    weekendsOutside += worked ? 1 : 0;
+  }
+  made.maxWeekends =
+      employee.maxWeekends ? *employee.maxWeekends + weekendsOutside : solver::WeekendCount(days);
   model.instance.employees.push_back(std::move(made));
 }
 
@@ -221,7 +246,7 @@ void AddRequests(const TPlan& plan, TFillModel& model) {
     const std::vector<int>& allowed = model.instance.employees[person].maxShifts;
     for (const TRequest& request : employee.requests) {
       const int64_t day = (request.day.Value() - model.firstDay.Value()) / kSecondsPerDay;
-      if (day < model.rangeStart || day >= model.instance.days) continue;
+      if (day < model.rangeStart || day >= model.rangeEnd) continue;
       // A wish not to work is one request for each type it names; a wish to
       // work a shift is one request, at the person's own post where it has
       // the shift, else at the first post that has it.
@@ -251,15 +276,24 @@ TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay) {
   if (rangeDays < 1) throw EConvertError("the range ends before it starts");
   if (rangeDays > kMostRangeDays) throw EConvertError("the range is longer than a year");
   TFillModel model;
-  model.rangeStart = firstDay.DayOfWeek() - 1;
-  model.firstDay = TFecha(firstDay.Date() - model.rangeStart * kSecondsPerDay);
-  model.instance.days = model.rangeStart + static_cast<int>(rangeDays);
+  // Runs of days and weekly hours reach past the range's edges: the model
+  // spans whole weeks that hold the longest run on either side, pinned to
+  // the plan outside the range.
+  const int64_t reach = plan.limits.maxConsecutiveDays;
+  const TFecha before(firstDay.Date() - reach * kSecondsPerDay);
+  const TFecha after(lastDay.Date() + reach * kSecondsPerDay);
+  model.firstDay = TFecha(before.Date() - (before.DayOfWeek() - 1) * kSecondsPerDay);
+  const TFecha lastSunday(after.Date() + (7 - after.DayOfWeek()) * kSecondsPerDay);
+  model.rangeStart = static_cast<int>((firstDay.Date() - model.firstDay.Value()) / kSecondsPerDay);
+  model.rangeEnd = model.rangeStart + static_cast<int>(rangeDays);
+  model.instance.days =
+      static_cast<int>((lastSunday.Value() - model.firstDay.Value()) / kSecondsPerDay) + 1;
   model.pinned.assign(plan.employees.size() * static_cast<size_t>(model.instance.days), false);
   TTypeTable types(model);
   AddCover(plan, model, types, static_cast<int>(rangeDays));
-  // Rosters from the model's first day, so that the days before the range
-  // are pinned to what the plan has there.
-  const std::vector<TPersonRoster> rosters = BuildRosters(plan, model.firstDay, lastDay);
+  // Rosters over the whole model, so that the days outside the range are
+  // pinned to what the plan has there.
+  const std::vector<TPersonRoster> rosters = BuildRosters(plan, model.firstDay, lastSunday);
   for (size_t index = 0; index < plan.employees.size(); ++index)
     AddPerson(plan, index, rosters[index], model, types);
   // Types made for later people are closed to the earlier ones.
@@ -277,7 +311,7 @@ std::vector<TFilledItem> FilledItems(const TPlan& plan, const TFillModel& model,
   for (int person = 0; person < roster.Employees(); ++person) {
     const size_t index = model.employees[static_cast<size_t>(person)];
     const TEmployee& employee = plan.employees[index];
-    for (int day = model.rangeStart; day < roster.Days(); ++day) {
+    for (int day = model.rangeStart; day < model.rangeEnd; ++day) {
       const int type = roster.At(person, day);
       if (type == solver::kOff || model.Pinned(person, day)) continue;
       const TFillType& what = model.types[static_cast<size_t>(type)];

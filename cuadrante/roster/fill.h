@@ -7,16 +7,16 @@
 //   for (const TFilledItem& filled : FilledItems(plan, model, result.roster))
 //     plan.employees[filled.employee].items.push_back(filled.item);
 //
-// The model's day 0 is the Monday on or before the range's first day (the
-// engine counts weekends from a Monday); the days before the range are the
-// plan's and pinned. Each shift type of the model is a shift of the plan at
-// a post. A shift that a NEED names is a type the engine may give, to the
-// people whose `posts` and `shifts` allow it; the needs become its cover
-// lines with their weights. Everything the plan fixes (rules, rotations,
-// items) is pinned, in a type of its own where no need names it, so the
-// engine counts it in rest, hours and runs of days and never moves it; the
-// days an absence touches are days off. Needs of bare spans are counted by
-// `CheckCoverage` only: the engine fills needs that name a shift.
+// The model's days are whole weeks, from a Monday (the engine counts weekends
+// and weeks from one) at least `maxDays` before the range to a Sunday at
+// least as far after it: runs of days and weekly hours reach past the edges,
+// so the days outside the range are the plan's and pinned. Each shift type of the model is a shift
+// of the plan at a post. A shift that a NEED names is a type the engine may give, to the people
+// whose `posts` and `shifts` allow it; the needs become its cover lines with their weights.
+// Everything the plan fixes (rules, rotations, items) is pinned, in a type of its own where no need
+// names it, so the engine counts it in rest, hours and runs of days and never moves it; the days an
+// absence touches are days off. Needs of bare spans are counted by `CheckCoverage` only: the engine
+// fills needs that name a shift.
 //
 // The LIMITS hold as hard rules as far as the model can say them: rest as
 // the shifts that may not follow one another, `maxDays` as the longest run
@@ -49,6 +49,7 @@ struct TFillModel {
   solver::TInstance instance;
   TFecha firstDay;     // the model's day 0, a Monday
   int rangeStart = 0;  // the model day of the range's first day
+  int rangeEnd = 0;    // the model day after the range's last
   std::vector<TFillType> types;
   std::vector<size_t> employees;  // the plan's employee of each model employee
   std::vector<bool> pinned;       // by employee * days + day: the plan fixes the day

@@ -13,6 +13,8 @@ const char* RuleName(TRule rule) {
     case TRule::kMaxShifts: return "max shifts";
     case TRule::kMaxMinutes: return "max minutes";
     case TRule::kMinMinutes: return "min minutes";
+    case TRule::kMaxWeekMinutes:
+      return "max week minutes";
     case TRule::kMaxConsecutive: return "max consecutive shifts";
     case TRule::kMinConsecutive: return "min consecutive shifts";
     case TRule::kMinDaysOff: return "min consecutive days off";
@@ -47,6 +49,7 @@ class TFullCheck {
     const int days = instance_.days;
     const int types = static_cast<int>(instance_.shifts.size());
     std::vector<int> counts(instance_.shifts.size(), 0);
+    std::vector<int64_t> weekMinutes(static_cast<size_t>(WeekCount(days)), 0);
     int64_t minutes = 0;
     for (int d = 0; d < days; ++d) {
       const int s = roster_.At(e, d);
@@ -56,6 +59,7 @@ class TFullCheck {
         continue;
       }
       minutes += instance_.shifts[s].minutes;
+      weekMinutes[static_cast<size_t>(d / 7)] += instance_.shifts[s].minutes;
       if (++counts[s] == person.maxShifts[s] + 1) {
         const int over = CountAfter(e, d, s) + 1;
         Add(e, d, TRule::kMaxShifts,
@@ -84,6 +88,14 @@ class TFullCheck {
       Add(e, 0, TRule::kMinMinutes,
           std::to_string(minutes) + " minutes, at least " + std::to_string(person.minMinutes),
           detail::Units(person.minMinutes - minutes, unit_));
+    }
+    for (size_t w = 0; w < person.maxWeekMinutes.size(); ++w) {
+      const int64_t cap = person.maxWeekMinutes[w];
+      if (weekMinutes[w] <= cap) continue;
+      Add(e, static_cast<int>(7 * w), TRule::kMaxWeekMinutes,
+          std::to_string(weekMinutes[w]) + " minutes in week " + std::to_string(w) + ", at most " +
+              std::to_string(cap),
+          detail::Units(weekMinutes[w] - cap, unit_));
     }
     Runs(e);
     Weekends(e);

@@ -4,17 +4,18 @@
 // `Evaluate` walks the whole roster once and reports every hard breach with
 // its employee, day and rule, and the objective broken down. `TEvaluator`
 // keeps a roster with the counts that make moves cheap to price: per person
-// the shifts of each type, minutes and weekends, per day and type the people
-// at work. A move's price is its change of the objective and of the hard
-// violation, looked up from those counts and from the days around the move,
-// never from the whole roster. The search minimises objective + w * violation
-// for a weight w of its own.
+// the shifts of each type, minutes (in all and per week) and weekends, per
+// day and type the people at work. A move's price is its change of the
+// objective and of the hard violation, looked up from those counts and from
+// the days around the move, never from the whole roster. The search
+// minimises objective + w * violation for a weight w of its own.
 //
 // Hard violation counts units: one per day off worked, forbidden succession,
 // pin broken and weekend too many; one per shift over a type's maximum; one
-// per day a run is too long or too short; and for total minutes, the
-// shortfall or excess divided by the shortest shift, rounded up. A roster
-// keeps every hard rule exactly when its violation is 0.
+// per day a run is too long or too short; and for total minutes, and for
+// each week's minutes over its cap, the shortfall or excess divided by the
+// shortest shift, rounded up. A roster keeps every hard rule exactly when its
+// violation is 0.
 //
 // A TEvaluator is a value used by one thread at a time; the instance it
 // borrows must outlive it and not change.
@@ -41,6 +42,7 @@ enum class TRule {
   kMaxShifts,       // more shifts of a type than allowed
   kMaxMinutes,      // more minutes than allowed
   kMinMinutes,      // fewer minutes than required
+  kMaxWeekMinutes,  // more minutes in a week than its cap
   kMaxConsecutive,  // a run of working days too long
   kMinConsecutive,  // a run of working days too short
   kMinDaysOff,      // a run of days off too short
@@ -119,6 +121,11 @@ class CUADRANTE_API TEvaluator {
   TDelta CoverDelta(int employee, int firstDay, int lastDay, const int16_t* shifts) const;
   void ApplyRow(int employee, int firstDay, int lastDay, const int16_t* shifts, bool moveCover);
   int64_t PersonViolation(int employee) const;
+  // One employee's minutes of each week, as a contiguous row.
+  const int64_t* WeekMinutes(int employee) const {
+    return weekMinutes_.data() +
+           static_cast<size_t>(employee) * static_cast<size_t>(WeekCount(roster_.Days()));
+  }
   void Recount();
 
   const TInstance* instance_;
@@ -126,8 +133,9 @@ class CUADRANTE_API TEvaluator {
   TRoster roster_;
   std::vector<int32_t> coverCount_;  // day x type
   std::vector<int32_t> typeCount_;   // employee x type
-  std::vector<int64_t> minutes_;     // per employee
-  std::vector<int32_t> weekends_;    // per employee
+  std::vector<int64_t> minutes_;      // per employee
+  std::vector<int64_t> weekMinutes_;  // employee x week
+  std::vector<int32_t> weekends_;     // per employee
   mutable std::vector<int32_t> scratch_;     // per type, zero between calls
   mutable std::vector<int32_t> touched_;     // types with scratch_ set
   mutable std::vector<int16_t> swapBuffer_;  // one employee's days, for swaps

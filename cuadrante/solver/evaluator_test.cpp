@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "cuadrante/solver/generator.h"
@@ -53,6 +54,8 @@ TEST(EvaluateTest, EachHardRuleCountsItsUnits) {
       {"too short a run", [](TInstance& i) { i.employees[0].minConsecutive = 3; }, "....X.........", TRule::kMinConsecutive, 4, 2},
       {"too few days off", [](TInstance& i) { i.employees[0].minDaysOff = 2; }, "XXX.XXX.......", TRule::kMinDaysOff, 3, 1},
       {"weekends", [](TInstance& i) { i.employees[0].maxWeekends = 0; }, "......X.......", TRule::kMaxWeekends, 5, 1},
+      {"a week's minutes", [](TInstance& i) { i.employees[0].maxWeekMinutes = {7 * 480, 500}; }, ".......XXX....", TRule::kMaxWeekMinutes, 7, 2},
+      {"a shift counts in its own week", [](TInstance& i) { i.employees[0].maxWeekMinutes = {480, 480}; }, ".....XXX......", TRule::kMaxWeekMinutes, 0, 1},
       {"pin", [](TInstance& i) { i.pins = {{0, 2, 0}}; }, "..............", TRule::kPinned, 2, 1},
   };
   for (const Case& c : cases) {
@@ -103,6 +106,34 @@ TEST(EvaluateTest, ObjectiveCountsWishesAndCover) {
   EXPECT_EQ(succession.breaches[0].day, 4);
 }
 
+TEST(ModelTest, RefusesWeeklyCapsThatDoNotFit) {
+  struct Case {
+    int days;
+    std::vector<int64_t> caps;
+    const char* problem;  // empty: accepted
+  };
+  const Case cases[] = {
+      {14, {}, ""},
+      {14, {0, 0}, ""},
+      {14, {kMostMinutes, 480}, ""},
+      {15, {2400, 2400, 300}, ""},  // a last week of one day
+      {7, {2400}, ""},
+      {14, {2400}, "employee 0 (P): maxWeekMinutes has 1 entries for 2 weeks"},
+      {14, {2400, 2400, 2400}, "employee 0 (P): maxWeekMinutes has 3 entries for 2 weeks"},
+      {15, {2400, 2400}, "employee 0 (P): maxWeekMinutes has 2 entries for 3 weeks"},
+      {8, {2400}, "employee 0 (P): maxWeekMinutes has 1 entries for 2 weeks"},
+      {14, {2400, -1}, "employee 0 (P): a week's minutes out of range"},
+      {14, {kMostMinutes + 1, 0}, "employee 0 (P): a week's minutes out of range"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.days << " days, " << c.caps.size() << " caps");
+    TInstance instance = OnePerson();
+    instance.days = c.days;
+    instance.employees[0].maxWeekMinutes = c.caps;
+    EXPECT_EQ(ModelProblem(instance), c.problem);
+  }
+}
+
 TEST(EvaluateTest, RefusesRostersOfOtherSizes) {
   EXPECT_THROW(Evaluate(OnePerson(), TRoster(2, 14)), EModelError);
   EXPECT_THROW(TEvaluator(OnePerson(), TRoster(1, 13)), EModelError);
@@ -116,9 +147,12 @@ TEST(EvaluatorTest, IncrementalAnswersEqualFullEvaluation) {
     return std::uniform_int_distribution<int>(low, high)(random);
   };
   int moves = 0;
+  int64_t weekBreaches = 0;
   for (const TShape shape : {TShape{4, 14, 1}, TShape{6, 15, 3}, TShape{5, 20, 2}, TShape{3, 13, 4}}) {
     for (uint64_t seed = 1; seed <= 5; ++seed) {
       TInstance instance = GenerateInstance(shape, seed);
+      // Lengths of their own, so that a change of type alone moves minutes.
+      for (auto& type : instance.shifts) type.minutes = pick(2, 10) * 60;
       for (auto& person : instance.employees) {
         person.minConsecutive = pick(0, 3);
         person.minDaysOff = pick(0, 3);
@@ -158,6 +192,9 @@ TEST(EvaluatorTest, IncrementalAnswersEqualFullEvaluation) {
         ASSERT_EQ(evaluator.Objective(), after.objective.Total());
         ASSERT_EQ(evaluator.Violation(), after.violation);
         ASSERT_EQ(after.violation == 0, after.Feasible());
+        weekBreaches +=
+            std::count_if(after.breaches.begin(), after.breaches.end(),
+                          [](const TBreach& b) { return b.rule == TRule::kMaxWeekMinutes; });
         before = after;
       }
       TEvaluator rebuilt(instance, evaluator.Roster());
@@ -166,6 +203,8 @@ TEST(EvaluatorTest, IncrementalAnswersEqualFullEvaluation) {
     }
   }
   EXPECT_EQ(moves, 100'000);
+  // The generator's weekly caps must be broken now and then, or the rule went untried.
+  EXPECT_GT(weekBreaches, 1'000);
 }
 
 }  // namespace

@@ -150,6 +150,7 @@ class TProgram {
 
   void BuildColumns(const TInstance& instance);
   void BuildPersonRows(const TInstance& instance, int e);
+  void BuildWeekRows(const TInstance& instance, const TEmployee& person, int e, int64_t unit);
   void BuildRunRows(const TEmployee& person, int e);
   bool BuildRunNetwork(const TEmployee& person, int e);
   void BuildWeekendRows(const TEmployee& person, int e);
@@ -335,8 +336,36 @@ void TProgram::BuildPersonRows(const TInstance& instance, int e) {
   }
   const int64_t least = (person.minMinutes + unit - 1) / unit, most = person.maxMinutes / unit;
   EndRow(least > 0 ? static_cast<double>(least) : -kInfinity, static_cast<double>(most));
+  BuildWeekRows(instance, person, e, unit);
   BuildRunRows(person, e);
   BuildWeekendRows(person, e);
+}
+
+// A week's minutes within its cap, in the minutes row's unit and rounded
+// down likewise. A cap that working every day of the week at its longest
+// allowed shift keeps anyway gets no row.
+void TProgram::BuildWeekRows(const TInstance& instance, const TEmployee& person, int e,
+                             int64_t unit) {
+  for (size_t w = 0; w < person.maxWeekMinutes.size(); ++w) {
+    const int first = static_cast<int>(7 * w), last = std::min(first + 7, days_);
+    int64_t longest = 0;
+    for (int d = first; d < last; ++d) {
+      int64_t day = 0;
+      for (const TChoice& choice : Cell(e, d)) {
+        day = std::max<int64_t>(day, instance.shifts[choice.shift].minutes);
+      }
+      longest += day;
+    }
+    const int64_t cap = person.maxWeekMinutes[w];
+    if (longest <= cap) continue;
+    for (int d = first; d < last; ++d) {
+      for (const TChoice& choice : Cell(e, d)) {
+        const int64_t minutes = instance.shifts[choice.shift].minutes;
+        if (minutes != 0) Term(choice.column, static_cast<double>(minutes / unit));
+      }
+    }
+    EndRow(-kInfinity, static_cast<double>(cap / unit));
+  }
 }
 
 // Run lengths as a path: each day the person moves from one state to the

@@ -157,6 +157,24 @@ TEST(SolveExactTest, EachHardRuleDecidesTheOptimum) {
     cases.push_back({"max minutes", m, 20});
   }
   {
+    // Two shifts in the first week, four in the second: the dear first week
+    // misses five days, the cheap second three. Six shifts under one cap
+    // for the fortnight would all go to the first week (17), and the caps
+    // the wrong way round would cost 35.
+    TInstance i = Unbound(1, 14);
+    i.employees[0].maxWeekMinutes = {1000, 2000};
+    Want(i, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, 1, 10);
+    for (TCover& c : i.cover) {
+      if (c.day >= 7) c.underWeight = 1;
+    }
+    cases.push_back({"max week minutes", i, 53});
+    // A short last week has a cap of its own: one shift in two days.
+    TInstance s = Unbound(1, 9);
+    s.employees[0].maxWeekMinutes = {7 * 480, 480};
+    Want(s, {0, 1, 2, 3, 4, 5, 6, 7, 8}, 1, 10);
+    cases.push_back({"max week minutes, a short last week", s, 10});
+  }
+  {
     TInstance i = Unbound(2, 3);
     i.employees[0].daysOff = {1};
     i.employees[1].daysOff = {1};
@@ -218,6 +236,13 @@ TInstance RandomSmall(std::mt19937_64& random, int employees, int days, int type
     person.maxWeekends = pick(0, 2);
     for (int d = 0; d < days; ++d) {
       if (pick(0, 9) == 0) person.daysOff.push_back(d);
+    }
+    // Weekly caps half the time, in half shifts so that they round.
+    if (pick(0, 1) == 0) {
+      for (int w = 0; w < WeekCount(days); ++w) {
+        const int weekDays = std::min(7, days - 7 * w);
+        person.maxWeekMinutes.push_back(pick(0, 2 * weekDays) * 240 + pick(0, 1) * 120);
+      }
     }
     instance.employees.push_back(person);
   }

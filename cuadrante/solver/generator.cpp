@@ -5,6 +5,36 @@
 
 namespace cuadrante::solver {
 
+namespace {
+
+// Weekly caps for one instance in two, drawn from a stream of their own so
+// that the instance's other numbers do not depend on them: 37.5 or 40 hours
+// a week (half for part-time staff), a short last week its share of that by
+// days, and now and then a week a shift shorter. Most people get them.
+void AddWeekCaps(TInstance& instance, uint64_t seed) {
+  std::mt19937_64 random(seed ^ 0x5eedca95);
+  const auto uniform = [&random](int low, int high) {
+    return std::uniform_int_distribution<int>(low, high)(random);
+  };
+  if (uniform(0, 1) == 0) return;
+  const int weeks = WeekCount(instance.days);
+  const int workDays = std::max(1, instance.days * 9 / 14);
+  for (TEmployee& person : instance.employees) {
+    if (uniform(0, 3) == 0) continue;
+    const bool partTime = person.maxMinutes < static_cast<int64_t>(workDays) * 480;
+    const int64_t full = uniform(0, 1) == 0 ? 2250 : 2400;
+    const int64_t week = partTime ? full / 2 : full;
+    for (int w = 0; w < weeks; ++w) {
+      const int64_t days = std::min(7, instance.days - 7 * w);
+      int64_t cap = week * days / 7;
+      if (uniform(0, 3) == 0) cap = std::max<int64_t>(0, cap - 480);
+      person.maxWeekMinutes.push_back(cap);
+    }
+  }
+}
+
+}  // namespace
+
 TInstance GenerateInstance(const TShape& shape, uint64_t seed) {
   std::mt19937_64 random(seed);
   const auto uniform = [&random](int low, int high) {
@@ -47,6 +77,7 @@ TInstance GenerateInstance(const TShape& shape, uint64_t seed) {
     for (int d = uniform(0, 13); d < shape.days; d += 14) person.daysOff.push_back(d);
     instance.employees.push_back(person);
   }
+  AddWeekCaps(instance, seed);
   const int workers = shape.employees;
   for (int e = 0; e < workers; ++e) {
     for (int week = 0; week * 7 < shape.days; ++week) {

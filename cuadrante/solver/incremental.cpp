@@ -120,6 +120,8 @@ void TEvaluator::Recount() {
   coverCount_.assign(static_cast<size_t>(t.days) * types, 0);
   typeCount_.assign(static_cast<size_t>(t.employees) * types, 0);
   minutes_.assign(static_cast<size_t>(t.employees), 0);
+  const auto weeks = static_cast<size_t>(WeekCount(t.days));
+  weekMinutes_.assign(static_cast<size_t>(t.employees) * weeks, 0);
   weekends_.assign(static_cast<size_t>(t.employees), 0);
   scratch_.assign(types, 0);
   touched_.clear();
@@ -136,6 +138,8 @@ void TEvaluator::Recount() {
       ++coverCount_[static_cast<size_t>(d) * types + static_cast<size_t>(s)];
       ++typeCount_[static_cast<size_t>(e) * types + static_cast<size_t>(s)];
       minutes_[static_cast<size_t>(e)] += t.minutes[static_cast<size_t>(s)];
+      weekMinutes_[static_cast<size_t>(e) * weeks + static_cast<size_t>(d / 7)] +=
+          t.minutes[static_cast<size_t>(s)];
     }
     for (int w = 0; w < WeekendCount(t.days); ++w) {
       const int saturday = 7 * w + 5;
@@ -170,6 +174,10 @@ int64_t TEvaluator::PersonViolation(int e) const {
   const int64_t minutes = minutes_[static_cast<size_t>(e)];
   units += detail::Units(minutes - person.maxMinutes, t.minuteUnit) +
            detail::Units(person.minMinutes - minutes, t.minuteUnit);
+  const int64_t* weekMinutes = WeekMinutes(e);
+  for (size_t w = 0; w < person.maxWeekMinutes.size(); ++w) {
+    units += detail::Units(weekMinutes[w] - person.maxWeekMinutes[w], t.minuteUnit);
+  }
   units += Excess(weekends_[static_cast<size_t>(e)], person.maxWeekends);
   units += RunsUnits(person, 0, t.days - 1, t.days, [row](int d) { return row[d] != kOff; });
   return units;
@@ -228,6 +236,24 @@ TDelta TEvaluator::RowDelta(int e, int a, int b, const int16_t* shifts) const {
                        detail::Units(person.minMinutes - after, t.minuteUnit) -
                        detail::Units(before - person.maxMinutes, t.minuteUnit) -
                        detail::Units(person.minMinutes - before, t.minuteUnit);
+  }
+  // Capped weeks that meet [a, b]; a change of type alone may change them.
+  if (!person.maxWeekMinutes.empty()) {
+    const int64_t* weekMinutes = WeekMinutes(e);
+    const auto minutesOf = [&t](int s) {
+      return s == kOff ? 0 : t.minutes[static_cast<size_t>(s)];
+    };
+    for (int w = a / 7; w <= b / 7; ++w) {
+      int64_t change = 0;
+      for (int d = std::max(a, 7 * w); d <= std::min(b, 7 * w + 6); ++d) {
+        change += minutesOf(shifts[d - a]) - minutesOf(row[d]);
+      }
+      if (change == 0) continue;
+      const int64_t cap = person.maxWeekMinutes[static_cast<size_t>(w)];
+      const int64_t before = weekMinutes[w];
+      delta.violation += detail::Units(before + change - cap, t.minuteUnit) -
+                         detail::Units(before - cap, t.minuteUnit);
+    }
   }
   if (!statusChanged) return delta;
   // Weekends that meet [a, b].
@@ -288,6 +314,8 @@ void TEvaluator::ApplyRow(int e, int a, int b, const int16_t* shifts, bool moveC
   const detail::TTables& t = *tables_;
   const auto types = static_cast<size_t>(t.types);
   int16_t* row = roster_.Row(e);
+  int64_t* weekMinutes =
+      weekMinutes_.data() + static_cast<size_t>(e) * static_cast<size_t>(WeekCount(t.days));
   for (int w = a / 7; w < WeekendCount(t.days); ++w) {
     const int saturday = 7 * w + 5;
     if (saturday > b) break;
@@ -297,15 +325,18 @@ void TEvaluator::ApplyRow(int e, int a, int b, const int16_t* shifts, bool moveC
     const int before = row[d];
     const int after = shifts[d - a];
     if (before == after) continue;
+    int64_t& week = weekMinutes[d / 7];
     if (before != kOff) {
       if (moveCover) --coverCount_[static_cast<size_t>(d) * types + static_cast<size_t>(before)];
       --typeCount_[static_cast<size_t>(e) * types + static_cast<size_t>(before)];
       minutes_[static_cast<size_t>(e)] -= t.minutes[static_cast<size_t>(before)];
+      week -= t.minutes[static_cast<size_t>(before)];
     }
     if (after != kOff) {
       if (moveCover) ++coverCount_[static_cast<size_t>(d) * types + static_cast<size_t>(after)];
       ++typeCount_[static_cast<size_t>(e) * types + static_cast<size_t>(after)];
       minutes_[static_cast<size_t>(e)] += t.minutes[static_cast<size_t>(after)];
+      week += t.minutes[static_cast<size_t>(after)];
     }
     row[d] = static_cast<int16_t>(after);
   }

@@ -52,6 +52,14 @@ std::string EmployeeProblem(const TInstance& instance, size_t e) {
   for (int day : person.daysOff) {
     if (day < 0 || day >= instance.days) return name + ": a day off outside the horizon";
   }
+  const size_t weeks = static_cast<size_t>(WeekCount(instance.days));
+  if (!person.maxWeekMinutes.empty() && person.maxWeekMinutes.size() != weeks) {
+    return name + ": maxWeekMinutes has " + std::to_string(person.maxWeekMinutes.size()) +
+           " entries for " + std::to_string(weeks) + " weeks";
+  }
+  for (int64_t cap : person.maxWeekMinutes) {
+    if (cap < 0 || cap > kMostMinutes) return name + ": a week's minutes out of range";
+  }
   return {};
 }
 

@@ -5,9 +5,12 @@
 // Each day a person works one shift type or none. Hard rules, per person: no
 // work on a day off, no shift the previous day's shift forbids, at most
 // `maxShifts[t]` shifts of type t, total minutes within [minMinutes,
-// maxMinutes], runs of working days within [minConsecutive, maxConsecutive],
-// runs of days off at least `minDaysOff` long, at most `maxWeekends` weekends
-// with a Saturday or Sunday worked, and every pinned assignment as pinned.
+// maxMinutes], at most `maxWeekMinutes[w]` minutes in week w (days 7w to
+// 7w + 6, a shift counting in the week of its day; the last week may be
+// shorter; no cap when the list is empty), runs of working days within
+// [minConsecutive, maxConsecutive], runs of days off at least `minDaysOff`
+// long, at most `maxWeekends` weekends with a Saturday or Sunday worked, and
+// every pinned assignment as pinned.
 // The run-length minimums hold only for runs that touch neither end of the
 // horizon: nothing is known of the days outside it. The objective, minimised,
 // is soft: the weight of each on-request not granted, of each off-request
@@ -58,6 +61,7 @@ struct TEmployee {
   int minDaysOff = 0;  // days off in a row
   int maxWeekends = 0;
   std::vector<int> daysOff;
+  std::vector<int64_t> maxWeekMinutes;  // per week (WeekCount); empty: no cap
 };
 
 // A wish to work (on) or not to work (off) `shift` on `day`.
@@ -100,6 +104,9 @@ struct TInstance {
 // ends on a Saturday has a last weekend of one day.
 inline int WeekendCount(int days) { return (days + 1) / 7; }
 inline bool IsWeekendDay(int day) { return day % 7 >= 5; }
+// Week w is days 7w .. 7w + 6; the last one is shorter unless the horizon
+// is whole weeks.
+inline int WeekCount(int days) { return (days + 6) / 7; }
 
 // A model that does not hold together: an index out of range, a negative
 // count, a size beyond the bounds above.
