@@ -64,3 +64,9 @@ echo "unzipped: the same $(wc -c <examples/rules.xml) bytes as examples/rules.xm
 step "A two-week roster filled by the solver, proven optimal (examples/ward.txt)" \
   solve examples/ward.txt --time-limit 10 -o build/demo/ward-roster.csv
 printf 'the roster: %d shifts in build/demo/ward-roster.csv\n' "$(($(wc -l <build/demo/ward-roster.csv) - 1))"
+
+step "A partly planned month filled by the engine within the plan's rules (examples/open-ward.xml)" \
+  plan solve examples/open-ward.xml --month 2026-12 --time-limit 5 -o build/demo/open-ward-filled.xml
+printf '$ cuadrante plan check build/demo/open-ward-filled.xml --month 2026-12\n'
+"$tool" plan check build/demo/open-ward-filled.xml --month 2026-12 2>/dev/null | tail -n 3 ||
+  echo "(plan check: status 1, breaches found)"
