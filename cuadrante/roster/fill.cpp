@@ -49,7 +49,14 @@ class TTypeTable {
     lengths_.push_back(length.Value());
     std::string id = post ? post->code + "/" : "/";
     id += shift ? shift->code : std::to_string(startMinute) + "+" + std::to_string(length.Value());
-    model_.instance.shifts.push_back({std::move(id), MinutesOf(length), {}});
+    // The checks count a week's hours by the clock: what a shift works after
+    // midnight belongs to the next day, and so to the next week on a Sunday.
+    const int minutes = MinutesOf(length);
+    const int64_t pastMidnight = startMinute * int64_t{60} + length.Value() - kSecondsPerDay;
+    solver::TShiftType made{std::move(id), minutes, {}};
+    made.minutesNextDay =
+        static_cast<int>(std::clamp<int64_t>((pastMidnight + 59) / 60, 0, minutes));
+    model_.instance.shifts.push_back(std::move(made));
     index_.emplace(key, type);
     return type;
   }
@@ -204,11 +211,8 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
   made.minMinutes = fillable ? low + pinnedOutside : 0;
   made.maxMinutes =
       std::min(solver::kMostMinutes, fillable ? high + pinnedOutside : solver::kMostMinutes);
-  // Each week (Monday to Sunday, whole even where the range ends before it)
-  // holds at most the plan's weekly maximum, and no more than the contract's
-  // share of its days. A shift counts in the week it starts: a Sunday night
-  // puts its hours after midnight in this week, where the checks count them
-  // in the next.
+  // Each week (Monday to Sunday) holds at most the plan's weekly maximum,
+  // and no more than the contract's share of its days.
   made.maxWeekMinutes.assign(static_cast<size_t>(solver::WeekCount(days)),
                              plan.limits.maxWeekSeconds.Value() / 60);
   if (employee.hasContract) {
@@ -350,6 +354,184 @@ std::string WithFilledItems(std::string_view xml, const TPlan& plan,
     item.SetAttribute("by", "engine");
   }
   return document.SaveToXML();
+}
+
+const char* GapReasonName(TGapReason reason) {
+  switch (reason) {
+    case TGapReason::kNotThatPost:
+      return "not that post";
+    case TGapReason::kNotThatShift:
+      return "not that shift";
+    case TGapReason::kAbsent:
+      return "on leave";
+    case TGapReason::kPlanned:
+      return "planned that day";
+    case TGapReason::kWorksThatDay:
+      return "works another shift";
+    case TGapReason::kRestAfter:
+      return "rest after";
+    case TGapReason::kRestBefore:
+      return "rest before";
+    case TGapReason::kWeekMaximum:
+      return "week maximum";
+    case TGapReason::kDaysInARow:
+      return "days in a row";
+    case TGapReason::kDaysOff:
+      return "days off in a row";
+    case TGapReason::kWeekendCap:
+      return "weekend cap";
+    case TGapReason::kHoursMaximum:
+      return "hours maximum";
+    case TGapReason::kShiftCap:
+      return "shift cap";
+    case TGapReason::kFree:
+      break;
+  }
+  return "free";
+}
+
+namespace {
+
+// One person's roster as the model's rules see it, to ask what a shift more
+// on one day would break.
+class TPersonView {
+ public:
+  TPersonView(const TFillModel& model, const solver::TRoster& roster, int person)
+      : model_(model),
+        instance_(model.instance),
+        roster_(roster),
+        person_(person),
+        limits_(instance_.employees[static_cast<size_t>(person)]) {}
+
+  bool Works(int day) const {
+    return day >= 0 && day < instance_.days && roster_.At(person_, day) != solver::kOff;
+  }
+
+  // What giving `type` on `day` (now off) breaks first, after the person's
+  // own posts and shifts.
+  TGapReason Reason(int day, int type) const {
+    if (std::find(limits_.daysOff.begin(), limits_.daysOff.end(), day) != limits_.daysOff.end())
+      return TGapReason::kAbsent;
+    if (model_.Pinned(person_, day)) return TGapReason::kPlanned;
+    if (Works(day)) return TGapReason::kWorksThatDay;
+    if (Works(day - 1) && Forbids(roster_.At(person_, day - 1), type))
+      return TGapReason::kRestAfter;
+    if (Works(day + 1) && Forbids(type, roster_.At(person_, day + 1)))
+      return TGapReason::kRestBefore;
+    if (!limits_.maxWeekMinutes.empty() && WeekOver(day, type)) return TGapReason::kWeekMaximum;
+    if (RunThrough(day) > limits_.maxConsecutive) return TGapReason::kDaysInARow;
+    if (BreaksDaysOff(day)) return TGapReason::kDaysOff;
+    if (WeekendOver(day)) return TGapReason::kWeekendCap;
+    if (TotalMinutes() + Minutes(type) > limits_.maxMinutes) return TGapReason::kHoursMaximum;
+    if (Count(type) + 1 > limits_.maxShifts[static_cast<size_t>(type)])
+      return TGapReason::kShiftCap;
+    return TGapReason::kFree;
+  }
+
+ private:
+  int64_t Minutes(int type) const { return instance_.shifts[static_cast<size_t>(type)].minutes; }
+  int64_t NextDayMinutes(int type) const {
+    return instance_.shifts[static_cast<size_t>(type)].minutesNextDay;
+  }
+  bool Forbids(int first, int next) const {
+    const std::vector<int>& after = instance_.shifts[static_cast<size_t>(first)].forbiddenNext;
+    return std::find(after.begin(), after.end(), next) != after.end();
+  }
+  // The minutes of week `week`, with `type` worked on `day` as well; a
+  // shift's minutes after midnight count on the next day.
+  bool WeekOver(int day, int type) const {
+    const int week = day / 7;
+    int64_t minutes = 0;
+    const auto add = [&](int at, int shift) {
+      if (at / 7 == week) minutes += Minutes(shift) - NextDayMinutes(shift);
+      if (at + 1 < instance_.days && (at + 1) / 7 == week) minutes += NextDayMinutes(shift);
+    };
+    for (int at = std::max(0, 7 * week - 1); at < std::min(instance_.days, 7 * week + 7); ++at) {
+      if (Works(at)) add(at, roster_.At(person_, at));
+    }
+    add(day, type);
+    return minutes > limits_.maxWeekMinutes[static_cast<size_t>(week)];
+  }
+  int RunThrough(int day) const {
+    int run = 1;
+    for (int at = day - 1; Works(at); --at) ++run;
+    for (int at = day + 1; Works(at); ++at) ++run;
+    return run;
+  }
+  // Working `day` splits its run of days off: a piece that touches neither
+  // end of the horizon and is shorter than `minDaysOff` breaks the rule.
+  bool BreaksDaysOff(int day) const {
+    int before = 0, after = 0;
+    for (int at = day - 1; at >= 0 && !Works(at); --at) ++before;
+    for (int at = day + 1; at < instance_.days && !Works(at); ++at) ++after;
+    const bool beforeBounded = day - before > 0, afterBounded = day + after + 1 < instance_.days;
+    return (before > 0 && beforeBounded && before < limits_.minDaysOff) ||
+           (after > 0 && afterBounded && after < limits_.minDaysOff);
+  }
+  bool WeekendOver(int day) const {
+    if (!solver::IsWeekendDay(day)) return false;
+    const int saturday = day / 7 * 7 + 5;
+    if (Works(saturday) || Works(saturday + 1)) return false;  // worked already
+    int worked = 0;
+    for (int weekend = 0; weekend < solver::WeekendCount(instance_.days); ++weekend)
+      worked += Works(7 * weekend + 5) || Works(7 * weekend + 6) ? 1 : 0;
+    return worked + 1 > limits_.maxWeekends;
+  }
+  int64_t TotalMinutes() const {
+    int64_t minutes = 0;
+    for (int at = 0; at < instance_.days; ++at)
+      if (Works(at)) minutes += Minutes(roster_.At(person_, at));
+    return minutes;
+  }
+  int Count(int type) const {
+    int count = 0;
+    for (int at = 0; at < instance_.days; ++at) count += roster_.At(person_, at) == type ? 1 : 0;
+    return count;
+  }
+
+  const TFillModel& model_;
+  const solver::TInstance& instance_;
+  const solver::TRoster& roster_;
+  int person_;
+  const solver::TEmployee& limits_;
+};
+
+}  // namespace
+
+std::vector<TGapExplanation> ExplainGaps(const TPlan& plan, const TFillModel& model,
+                                         const solver::TRoster& roster) {
+  std::vector<TGapExplanation> gaps;
+  for (const solver::TCover& line : model.instance.cover) {
+    int count = 0;
+    for (int person = 0; person < roster.Employees(); ++person)
+      count += roster.At(person, line.day) == line.shift ? 1 : 0;
+    if (count >= line.requirement) continue;
+    const TFillType& what = model.types[static_cast<size_t>(line.shift)];
+    TGapExplanation gap;
+    gap.post = what.post;
+    gap.shift = what.shift;
+    gap.day = TFecha(model.firstDay.Value() + line.day * kSecondsPerDay);
+    gap.missing = line.requirement - count;
+    for (int person = 0; person < roster.Employees(); ++person) {
+      const size_t index = model.employees[static_cast<size_t>(person)];
+      const TEmployee& employee = plan.employees[index];
+      const bool ownPost = employee.post == what.post->code;
+      const bool mayPost = Lists(employee.posts, what.post->code);
+      if (!ownPost && !mayPost) continue;
+      if (roster.At(person, line.day) == line.shift) continue;
+      TGapReason reason = TGapReason::kFree;
+      if (!mayPost) {
+        reason = TGapReason::kNotThatPost;
+      } else if (!employee.shifts.empty() && !Lists(employee.shifts, what.shift->code)) {
+        reason = TGapReason::kNotThatShift;
+      } else {
+        reason = TPersonView(model, roster, person).Reason(line.day, line.shift);
+      }
+      gap.people.push_back({index, reason});
+    }
+    gaps.push_back(std::move(gap));
+  }
+  return gaps;
 }
 
 }  // namespace cuadrante::roster

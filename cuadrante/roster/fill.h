@@ -75,6 +75,46 @@ struct TFilledItem {
 CUADRANTE_API std::vector<TFilledItem> FilledItems(const TPlan& plan, const TFillModel& model,
                                                    const solver::TRoster& roster);
 
+// Why a person did not fill a gap: the first rule, in this order, that
+// giving them the shift would break, or that nothing did.
+enum class TGapReason {
+  kNotThatPost,   // the post is none of their `posts`
+  kNotThatShift,  // the shift is none of their `shifts`
+  kAbsent,        // on leave, or a holiday their posts do not work
+  kPlanned,       // the plan fixes the day: other work, or none
+  kWorksThatDay,  // the engine gave them another shift that day
+  kRestAfter,     // too little rest after the shift of the day before
+  kRestBefore,    // too little rest before the shift of the day after
+  kWeekMaximum,   // the week's hours would pass its cap
+  kDaysInARow,    // the run of working days would pass `maxDays`
+  kDaysOff,       // a run of days off would fall short of `minDaysOff`
+  kWeekendCap,    // one weekend more than `maxWeekends`
+  kHoursMaximum,  // the range's hours would pass their maximum
+  kShiftCap,      // one shift of the code more than `maxShifts` allows
+  kFree,          // no rule: the engine left them out for the cost
+};
+CUADRANTE_API const char* GapReasonName(TGapReason reason);  // "on leave", "rest after", ...
+
+struct TGapPerson {
+  size_t employee = 0;  // in the plan
+  TGapReason reason = TGapReason::kFree;
+};
+
+// A need the engine left short: its post, shift and day, how many people
+// are missing, and why each person who works at the post (by `post` or
+// `posts`) did not fill it.
+struct TGapExplanation {
+  const TPost* post = nullptr;
+  const TShift* shift = nullptr;
+  TFecha day;
+  int missing = 0;
+  std::vector<TGapPerson> people;
+};
+
+// Every cover line of the range that `roster` leaves short, by day and type.
+CUADRANTE_API std::vector<TGapExplanation> ExplainGaps(const TPlan& plan, const TFillModel& model,
+                                                       const solver::TRoster& roster);
+
 // The plan document `xml` (the text `plan` was read from) with each filled
 // item as an ITEM of its EMPLOYEE, behind what the person holds already:
 // `<ITEM start="2026-12-03" shift="N" by="engine"/>`, and `post` when it is

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <string>
 
 #include "cuadrante/roster/checks.h"
@@ -194,6 +195,90 @@ TEST(FilledItems, TheEnginesShiftsCoverTheNeedsAndBreakNoRule) {
       EXPECT_EQ(got[at].byEngine, want[at].byEngine);
     }
   }
+}
+
+// The rule of the engine's model that a reason names.
+solver::TRule RuleOf(TGapReason reason) {
+  switch (reason) {
+    case TGapReason::kAbsent:
+      return solver::TRule::kDayOff;
+    case TGapReason::kPlanned:
+      return solver::TRule::kPinned;
+    case TGapReason::kRestAfter:
+    case TGapReason::kRestBefore:
+      return solver::TRule::kSuccession;
+    case TGapReason::kWeekMaximum:
+      return solver::TRule::kMaxWeekMinutes;
+    case TGapReason::kDaysInARow:
+      return solver::TRule::kMaxConsecutive;
+    case TGapReason::kDaysOff:
+      return solver::TRule::kMinDaysOff;
+    case TGapReason::kWeekendCap:
+      return solver::TRule::kMaxWeekends;
+    case TGapReason::kHoursMaximum:
+      return solver::TRule::kMaxMinutes;
+    default:
+      return solver::TRule::kMaxShifts;
+  }
+}
+
+TEST(ExplainGaps, EachReasonIsARuleThatGivingTheShiftBreaks) {
+  // Three nights a night and days off of two in a row leave gaps; each
+  // person's reason is checked by giving them the shift and asking the
+  // engine's own evaluator what breaks.
+  std::string ward = kWard;
+  ward.replace(ward.find("<NEED people=\"1\" shift=\"N\"/>"), 30,
+               "<NEED people=\"3\" shift=\"N\"/>");
+  ward.replace(ward.find("maxWeekends=\"2\""), 15, "maxWeekends=\"2\" minDaysOff=\"2\"");
+  const TPlan plan = ReadPlan(ward);
+  const TFillModel model = ModelOfPlan(plan, At(2026, 12, 1), At(2026, 12, 31));
+  solver::TSearchOptions options;
+  options.workers = 1;
+  options.maxMoves = 300'000;
+  options.timeLimitSeconds = 60;
+  const solver::TSearchResult result = solver::Solve(model.instance, options);
+  ASSERT_TRUE(result.evaluation.Feasible());
+  const std::vector<TGapExplanation> gaps = ExplainGaps(plan, model, result.roster);
+  ASSERT_FALSE(gaps.empty());
+  std::map<TGapReason, int> seen;
+  int64_t weighted = 0;
+  for (const TGapExplanation& gap : gaps) {
+    const int day = static_cast<int>((gap.day.Value() - model.firstDay.Value()) / kSecondsPerDay);
+    int type = -1;
+    for (size_t t = 0; t < model.types.size(); ++t) {
+      if (model.types[t].post == gap.post && model.types[t].shift == gap.shift)
+        type = static_cast<int>(t);
+    }
+    ASSERT_GE(type, 0);
+    for (const solver::TCover& line : model.instance.cover) {
+      if (line.day == day && line.shift == type)
+        weighted += int64_t{gap.missing} * line.underWeight;
+    }
+    for (const TGapPerson& person : gap.people) {
+      ++seen[person.reason];
+      if (person.reason == TGapReason::kWorksThatDay) continue;
+      int row = -1;
+      for (size_t at = 0; at < model.employees.size(); ++at)
+        if (model.employees[at] == person.employee) row = static_cast<int>(at);
+      solver::TRoster given = result.roster;
+      given.Set(row, day, type);
+      const solver::TEvaluation after = solver::Evaluate(model.instance, given);
+      const std::string who = plan.employees[person.employee].id + " on " +
+                              gap.day.ToString("dd/mm") + ": " + GapReasonName(person.reason);
+      if (person.reason == TGapReason::kFree) {
+        EXPECT_TRUE(after.Feasible()) << who;
+        continue;
+      }
+      bool named = false;
+      for (const solver::TBreach& breach : after.breaches)
+        named = named || (breach.employee == row && breach.rule == RuleOf(person.reason));
+      EXPECT_TRUE(named) << who;
+    }
+  }
+  // The gaps are what the objective counts missing, and more than one rule
+  // is at work in them.
+  EXPECT_EQ(weighted, result.evaluation.objective.underCover);
+  EXPECT_GE(seen.size(), 3u);
 }
 
 }  // namespace

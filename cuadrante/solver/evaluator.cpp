@@ -58,8 +58,10 @@ class TFullCheck {
         Add(e, d, TRule::kUnknownShift, "shift " + std::to_string(s), 1);
         continue;
       }
-      minutes += instance_.shifts[s].minutes;
-      weekMinutes[static_cast<size_t>(d / 7)] += instance_.shifts[s].minutes;
+      const TShiftType& type = instance_.shifts[s];
+      minutes += type.minutes;
+      weekMinutes[static_cast<size_t>(d / 7)] += type.minutes - type.minutesNextDay;
+      if (d + 1 < days) weekMinutes[static_cast<size_t>((d + 1) / 7)] += type.minutesNextDay;
       if (++counts[s] == person.maxShifts[s] + 1) {
         const int over = CountAfter(e, d, s) + 1;
         Add(e, d, TRule::kMaxShifts,

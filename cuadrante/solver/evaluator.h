@@ -126,6 +126,13 @@ class CUADRANTE_API TEvaluator {
     return weekMinutes_.data() +
            static_cast<size_t>(employee) * static_cast<size_t>(WeekCount(roster_.Days()));
   }
+  int64_t* WeekMinutes(int employee) {
+    return weekMinutes_.data() +
+           static_cast<size_t>(employee) * static_cast<size_t>(WeekCount(roster_.Days()));
+  }
+  // Adds `sign` times shift's minutes on `day` to a row of week minutes: the
+  // part before midnight to the day's week, the rest to the next day's.
+  void AddWeekMinutes(int64_t* weeks, int day, int shift, int sign) const;
   void Recount();
 
   const TInstance* instance_;

@@ -341,30 +341,46 @@ void TProgram::BuildPersonRows(const TInstance& instance, int e) {
   BuildWeekendRows(person, e);
 }
 
-// A week's minutes within its cap, in the minutes row's unit and rounded
-// down likewise. A cap that working every day of the week at its longest
-// allowed shift keeps anyway gets no row.
+// A week's minutes within its cap: the part before midnight of the shifts of
+// its days and the part after midnight of the shifts of the day before it
+// and of every day of it but the horizon's last. The unit is the minutes
+// row's, unless a part after midnight does not divide into it: then the
+// greatest common divisor of every part this person may work. The cap is
+// rounded down likewise. A cap that working every day at the longest shift
+// allowed (by what it puts in the week) keeps anyway gets no row.
 void TProgram::BuildWeekRows(const TInstance& instance, const TEmployee& person, int e,
                              int64_t unit) {
+  if (person.maxWeekMinutes.empty()) return;
+  int64_t weekUnit = unit;
+  for (int d = 0; d < days_; ++d) {
+    for (const TChoice& choice : Cell(e, d)) {
+      weekUnit =
+          std::gcd(weekUnit, static_cast<int64_t>(instance.shifts[choice.shift].minutesNextDay));
+    }
+  }
   for (size_t w = 0; w < person.maxWeekMinutes.size(); ++w) {
     const int first = static_cast<int>(7 * w), last = std::min(first + 7, days_);
+    // What the shift s of day d puts in week w.
+    const auto inWeek = [&](int d, int s) -> int64_t {
+      const TShiftType& type = instance.shifts[s];
+      const int64_t sameDay = d >= first ? type.minutes - type.minutesNextDay : 0;
+      return sameDay + (d + 1 >= first && d + 1 < last ? type.minutesNextDay : 0);
+    };
     int64_t longest = 0;
-    for (int d = first; d < last; ++d) {
+    for (int d = std::max(first - 1, 0); d < last; ++d) {
       int64_t day = 0;
-      for (const TChoice& choice : Cell(e, d)) {
-        day = std::max<int64_t>(day, instance.shifts[choice.shift].minutes);
-      }
+      for (const TChoice& choice : Cell(e, d)) day = std::max(day, inWeek(d, choice.shift));
       longest += day;
     }
     const int64_t cap = person.maxWeekMinutes[w];
     if (longest <= cap) continue;
-    for (int d = first; d < last; ++d) {
+    for (int d = std::max(first - 1, 0); d < last; ++d) {
       for (const TChoice& choice : Cell(e, d)) {
-        const int64_t minutes = instance.shifts[choice.shift].minutes;
-        if (minutes != 0) Term(choice.column, static_cast<double>(minutes / unit));
+        const int64_t minutes = inWeek(d, choice.shift);
+        if (minutes != 0) Term(choice.column, static_cast<double>(minutes / weekUnit));
       }
     }
-    EndRow(-kInfinity, static_cast<double>(cap / unit));
+    EndRow(-kInfinity, static_cast<double>(cap / weekUnit));
   }
 }
 

@@ -175,6 +175,32 @@ TEST(SolveExactTest, EachHardRuleDecidesTheOptimum) {
     cases.push_back({"max week minutes, a short last week", s, 10});
   }
   {
+    // Nights from 21:30 to 05:30: a Sunday's 330 minutes after midnight and
+    // a Monday's 480 are more than the next week's cap of one shift, though
+    // each night alone keeps its own week's.
+    TInstance i = Unbound(1, 14);
+    i.shifts[0].minutesNextDay = 330;
+    i.employees[0].maxWeekMinutes = {7 * 480, 480};
+    Want(i, {6, 7}, 1, 10);
+    cases.push_back({"max week minutes, a Sunday night", i, 10});
+    // Saturday's and Sunday's nights put 600 minutes in their week: a cap of
+    // 600 keeps both, as it would not if each counted whole.
+    TInstance s = Unbound(1, 14);
+    s.shifts[0].minutesNextDay = 360;
+    s.employees[0].maxWeekMinutes = {600, 7 * 480};
+    Want(s, {5, 6}, 1, 10);
+    cases.push_back({"max week minutes, a weekend of nights", s, 0});
+    // Days of 600 minutes every day of the second week reach its cap only
+    // with the night before it: no row for that week would let the night in.
+    TInstance n = Unbound(1, 14);
+    n.shifts = {{"D", 600, {}}, {"N", 480, {}, 360}};
+    n.employees[0].maxShifts = {14, 14};
+    n.employees[0].maxWeekMinutes = {10'000, 7 * 600};
+    for (int d = 7; d < 14; ++d) n.cover.push_back({d, 0, 1, 10, 1});
+    n.cover.push_back({6, 1, 1, 1, 1});
+    cases.push_back({"max week minutes, a night before a full week", n, 1});
+  }
+  {
     TInstance i = Unbound(2, 3);
     i.employees[0].daysOff = {1};
     i.employees[1].daysOff = {1};
@@ -217,6 +243,7 @@ TInstance RandomSmall(std::mt19937_64& random, int employees, int days, int type
   instance.days = days;
   for (int s = 0; s < types; ++s) {
     TShiftType type{"S" + std::to_string(s), pick(1, 3) * 240, {}};
+    if (pick(0, 1) == 0) type.minutesNextDay = pick(0, type.minutes / 60) * 60;
     for (int t = 0; t < types; ++t) {
       if (pick(0, 2) == 0) type.forbiddenNext.push_back(t);
     }

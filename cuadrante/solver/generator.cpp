@@ -48,6 +48,9 @@ TInstance GenerateInstance(const TShape& shape, uint64_t seed) {
     type.id = s < 26 ? std::string(1, static_cast<char>('A' + s)) : std::string("S");
     if (s >= 26) type.id += std::to_string(s);
     type.minutes = 480;
+    // Of three types or more the last is a night, 22:00 to 06:00, whose six
+    // hours after midnight count in the next day's week.
+    if (shape.shiftTypes >= 3 && s == shape.shiftTypes - 1) type.minutesNextDay = 360;
     // A later shift leaves too little rest before an earlier one.
     for (int earlier = 0; earlier < s; ++earlier) {
       if (s - earlier <= 2) type.forbiddenNext.push_back(earlier);

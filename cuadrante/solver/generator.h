@@ -7,9 +7,10 @@
 // a day off every fortnight; about one on-request and one off-request a
 // person a week (weights 1 to 3); cover that asks for about what the staff
 // can give, 100 per person missing and 1 per person too many. The published
-// instances have no weekly caps; one generated instance in two gives most
-// people one of 37.5 or 40 hours (half for part-time staff), prorated in a
-// short last week and now and then a shift lower, as plans do. Every
+// instances have no weekly caps and no nights; one generated instance in two
+// gives most people one of 37.5 or 40 hours (half for part-time staff),
+// prorated in a short last week and now and then a shift lower, as plans
+// do, and of three types or more the last is a night, 22:00 to 06:00. Every
 // instance holds together (ModelProblem is empty); none is promised to have
 // a roster without a hard breach, though most have.
 #pragma once

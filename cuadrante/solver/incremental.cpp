@@ -138,8 +138,7 @@ void TEvaluator::Recount() {
       ++coverCount_[static_cast<size_t>(d) * types + static_cast<size_t>(s)];
       ++typeCount_[static_cast<size_t>(e) * types + static_cast<size_t>(s)];
       minutes_[static_cast<size_t>(e)] += t.minutes[static_cast<size_t>(s)];
-      weekMinutes_[static_cast<size_t>(e) * weeks + static_cast<size_t>(d / 7)] +=
-          t.minutes[static_cast<size_t>(s)];
+      AddWeekMinutes(weekMinutes_.data() + static_cast<size_t>(e) * weeks, d, s, 1);
     }
     for (int w = 0; w < WeekendCount(t.days); ++w) {
       const int saturday = 7 * w + 5;
@@ -153,6 +152,12 @@ void TEvaluator::Recount() {
       objective_ += t.CoverCost(d, s, coverCount_[static_cast<size_t>(d) * types + static_cast<size_t>(s)]);
     }
   }
+}
+
+void TEvaluator::AddWeekMinutes(int64_t* weeks, int day, int shift, int sign) const {
+  const TShiftType& type = instance_->shifts[static_cast<size_t>(shift)];
+  weeks[day / 7] += sign * (type.minutes - type.minutesNextDay);
+  if (day + 1 < roster_.Days()) weeks[(day + 1) / 7] += sign * type.minutesNextDay;
 }
 
 int64_t TEvaluator::PersonViolation(int e) const {
@@ -237,16 +242,25 @@ TDelta TEvaluator::RowDelta(int e, int a, int b, const int16_t* shifts) const {
                        detail::Units(before - person.maxMinutes, t.minuteUnit) -
                        detail::Units(person.minMinutes - before, t.minuteUnit);
   }
-  // Capped weeks that meet [a, b]; a change of type alone may change them.
+  // Capped weeks that meet [a, b], and the week of b + 1, which takes the
+  // part after midnight of b's shift; a change of type alone may change them.
   if (!person.maxWeekMinutes.empty()) {
     const int64_t* weekMinutes = WeekMinutes(e);
-    const auto minutesOf = [&t](int s) {
-      return s == kOff ? 0 : t.minutes[static_cast<size_t>(s)];
+    const auto nextDayOf = [this](int s) {
+      return s == kOff ? 0 : instance_->shifts[static_cast<size_t>(s)].minutesNextDay;
     };
-    for (int w = a / 7; w <= b / 7; ++w) {
+    const auto sameDayOf = [this, &t, &nextDayOf](int s) {
+      return s == kOff ? 0 : t.minutes[static_cast<size_t>(s)] - nextDayOf(s);
+    };
+    const int end = std::min(b + 1, t.days - 1);
+    for (int w = a / 7; w <= end / 7; ++w) {
       int64_t change = 0;
-      for (int d = std::max(a, 7 * w); d <= std::min(b, 7 * w + 6); ++d) {
-        change += minutesOf(shifts[d - a]) - minutesOf(row[d]);
+      // The days of w and the day before them, whose night may reach into w.
+      for (int d = std::max(a, 7 * w - 1); d <= std::min(b, 7 * w + 6); ++d) {
+        const int before = row[d], after = shifts[d - a];
+        if (before == after) continue;
+        if (d / 7 == w) change += sameDayOf(after) - sameDayOf(before);
+        if ((d + 1) / 7 == w && d + 1 < t.days) change += nextDayOf(after) - nextDayOf(before);
       }
       if (change == 0) continue;
       const int64_t cap = person.maxWeekMinutes[static_cast<size_t>(w)];
@@ -314,8 +328,7 @@ void TEvaluator::ApplyRow(int e, int a, int b, const int16_t* shifts, bool moveC
   const detail::TTables& t = *tables_;
   const auto types = static_cast<size_t>(t.types);
   int16_t* row = roster_.Row(e);
-  int64_t* weekMinutes =
-      weekMinutes_.data() + static_cast<size_t>(e) * static_cast<size_t>(WeekCount(t.days));
+  int64_t* weekMinutes = WeekMinutes(e);
   for (int w = a / 7; w < WeekendCount(t.days); ++w) {
     const int saturday = 7 * w + 5;
     if (saturday > b) break;
@@ -325,18 +338,17 @@ void TEvaluator::ApplyRow(int e, int a, int b, const int16_t* shifts, bool moveC
     const int before = row[d];
     const int after = shifts[d - a];
     if (before == after) continue;
-    int64_t& week = weekMinutes[d / 7];
     if (before != kOff) {
       if (moveCover) --coverCount_[static_cast<size_t>(d) * types + static_cast<size_t>(before)];
       --typeCount_[static_cast<size_t>(e) * types + static_cast<size_t>(before)];
       minutes_[static_cast<size_t>(e)] -= t.minutes[static_cast<size_t>(before)];
-      week -= t.minutes[static_cast<size_t>(before)];
+      AddWeekMinutes(weekMinutes, d, before, -1);
     }
     if (after != kOff) {
       if (moveCover) ++coverCount_[static_cast<size_t>(d) * types + static_cast<size_t>(after)];
       ++typeCount_[static_cast<size_t>(e) * types + static_cast<size_t>(after)];
       minutes_[static_cast<size_t>(e)] += t.minutes[static_cast<size_t>(after)];
-      week += t.minutes[static_cast<size_t>(after)];
+      AddWeekMinutes(weekMinutes, d, after, 1);
     }
     row[d] = static_cast<int16_t>(after);
   }

@@ -87,6 +87,10 @@ std::string ModelProblem(const TInstance& instance) {
     const std::string name = "shift " + std::to_string(s) + " (" + type.id + ")";
     if (!ids.insert(type.id).second) return name + ": the id is used twice";
     if (type.minutes < 0 || type.minutes > 24 * 60 * 366) return name + ": minutes out of range";
+    if (type.minutesNextDay < 0 || type.minutesNextDay > type.minutes) {
+      return name + ": minutesNextDay " + std::to_string(type.minutesNextDay) +
+             " is not within 0.." + std::to_string(type.minutes);
+    }
     for (int next : type.forbiddenNext) {
       if (next < 0 || next >= shifts) return name + ": forbids a shift type that does not exist";
     }

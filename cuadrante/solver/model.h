@@ -6,11 +6,14 @@
 // work on a day off, no shift the previous day's shift forbids, at most
 // `maxShifts[t]` shifts of type t, total minutes within [minMinutes,
 // maxMinutes], at most `maxWeekMinutes[w]` minutes in week w (days 7w to
-// 7w + 6, a shift counting in the week of its day; the last week may be
-// shorter; no cap when the list is empty), runs of working days within
-// [minConsecutive, maxConsecutive], runs of days off at least `minDaysOff`
-// long, at most `maxWeekends` weekends with a Saturday or Sunday worked, and
-// every pinned assignment as pinned.
+// 7w + 6; the last week may be shorter; no cap when the list is empty), runs
+// of working days within [minConsecutive, maxConsecutive], runs of days off
+// at least `minDaysOff` long, at most `maxWeekends` weekends with a Saturday
+// or Sunday worked, and every pinned assignment as pinned.
+// Weeks go by the clock, as the plans' weekly rules do: a shift's
+// `minutesNextDay` count in the week of the next day (in none when that day
+// is past the horizon), the rest in the week of its own day, so a Sunday
+// night weighs mostly on the next week. Totals count whole shifts.
 // The run-length minimums hold only for runs that touch neither end of the
 // horizon: nothing is known of the days outside it. The objective, minimised,
 // is soft: the weight of each on-request not granted, of each off-request
@@ -49,6 +52,10 @@ struct TShiftType {
   std::string id;
   int minutes = 0;
   std::vector<int> forbiddenNext;  // types that may not follow it the next day
+  // The part of `minutes` worked after the day's midnight, 0 .. minutes: a
+  // night from 22:00 to 06:00 has 360. Only the weekly caps tell it apart.
+  // Last, so that {id, minutes, forbiddenNext} still reads as it did.
+  int minutesNextDay = 0;
 };
 
 struct TEmployee {

@@ -68,20 +68,21 @@ const std::map<std::string, std::set<std::string>>& CommandOptions() {
       {"check", {"--format", "--min-rest", "--max-week", "--max-days", "--tz"}},
       {"coverage", {"--format"}},
       {"render", {"-o"}},
-      {"solve", {"-o", "--time-limit", "--seed", "--format"}},
+      {"solve", {"-o", "--time-limit", "--seed", "--format", "--explain"}},
   };
   return options;
 }
 
 Options ParsePlanOptions(const Args& args) {
-  return Parse(args, {Join(RangeOptions(true),
-                           {FormatOption(), Choice("--by", {"day", "week", "month"}),
-                            Value("--min-rest"), Value("--max-week"), Number("--max-days", 1, 3660),
-                            Value("-o"), Value("--tz"), Value("--employee"), Value("--post"),
-                            Number("--time-limit", 1, 86400), Number("--seed", 0, INT64_MAX)}),
-                      {2, 2,
-                       "expects roster, hours, check, coverage, render or solve and one PLAN.xml "
-                       "(see `cuadrante help plan`)"}});
+  return Parse(
+      args, {Join(RangeOptions(true),
+                  {FormatOption(), Choice("--by", {"day", "week", "month"}), Value("--min-rest"),
+                   Value("--max-week"), Number("--max-days", 1, 3660), Value("-o"), Value("--tz"),
+                   Value("--employee"), Value("--post"), Number("--time-limit", 1, 86400),
+                   Number("--seed", 0, INT64_MAX), Flag("--explain")}),
+             {2, 2,
+              "expects roster, hours, check, coverage, render or solve and one PLAN.xml "
+              "(see `cuadrante help plan`)"}});
 }
 
 void RefuseOptionsOf(const std::string& command, const Options& options) {
@@ -387,7 +388,8 @@ void HelpPlan() {
       "                      [--by day|week|month] [--tz ZONE]              (hours)\n"
       "                      [--min-rest H] [--max-week H] [--max-days N]   (check)\n"
       "                      -o FILE.svg                                    (render)\n"
-      "                      [--time-limit S] [--seed N] [-o FILLED.xml]    (solve)\n\n"
+      "                      [--time-limit S] [--seed N] [-o FILLED.xml]    (solve)\n"
+      "                      [--explain]                                    (solve)\n\n"
       "Reads a plan document (posts with their required coverage, named shifts,\n"
       "employees with their rules, rotations, leave and items; docs/formats.md tells\n"
       "its form) and answers:\n"
@@ -414,7 +416,10 @@ void HelpPlan() {
       "            the people the plan allows (posts, shifts, hours, caps), keeping what\n"
       "            the plan fixes and its LIMITS, weighing its REQUESTs; prints what it\n"
       "            cost and the gaps left (csv/json: the shifts it gave), and with -o\n"
-      "            writes the plan with those shifts as ITEMs by=\"engine\". Exit status\n"
+      "            writes the plan with those shifts as ITEMs by=\"engine\"; --explain\n"
+      "            tells, for each need left short, why each person of its post did\n"
+      "            not fill it (on leave, rest after, week maximum, days in a row...).\n"
+      "            Exit status\n"
       "            1 when the plan's own part breaks a rule the engine cannot mend.\n"
       "An item belongs to the range when it overlaps it. PLAN.xml may be - (stdin).\n\n"
       "examples:\n  cuadrante plan roster examples/plan.xml --month 2026-11\n"
@@ -438,6 +443,7 @@ int RunPlanSolve(const Options& options) {
   solve.seed = static_cast<uint64_t>(options.Number("--seed", 1));
   solve.output = options.Get("-o", "");
   solve.format = ParseFormat(options);
+  solve.explain = options.Flag("--explain");
   return RunPlanSolve(solve);
 }
 

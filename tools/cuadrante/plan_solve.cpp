@@ -42,6 +42,37 @@ void ReportBreaches(const roster::TFillModel& model, const solver::TSearchResult
   }
 }
 
+// Each gap the engine left, and for each person of its post the first rule
+// that kept them out: as lines for people, a row a person for programs.
+void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGapExplanation>& gaps,
+                       Format format) {
+  if (format == Format::kText) {
+    for (const roster::TGapExplanation& gap : gaps) {
+      std::printf("\n%s %s %s: %d %s\n", gap.post->code.c_str(), gap.shift->code.c_str(),
+                  gap.day.ToString("dd/mm/yyyy").c_str(), gap.missing, Say("missing").c_str());
+      for (const roster::TGapPerson& person : gap.people) {
+        std::printf("  %-10s %s\n", plan.employees[person.employee].id.c_str(),
+                    Say(roster::GapReasonName(person.reason)).c_str());
+      }
+    }
+    return;
+  }
+  Table table("explanations", {{"post", "post", 0},
+                               {"shift", "shift", 0},
+                               {"date", "date", 0},
+                               {"missing", "missing", 0, true, true},
+                               {"employee", "employee", 0},
+                               {"reason", "reason", 0}});
+  for (const roster::TGapExplanation& gap : gaps) {
+    for (const roster::TGapPerson& person : gap.people) {
+      table.Add({gap.post->code, gap.shift->code, gap.day.ToString("yyyy-mm-dd"),
+                 std::to_string(gap.missing), plan.employees[person.employee].id,
+                 roster::GapReasonName(person.reason)});
+    }
+  }
+  table.Print(format);
+}
+
 }  // namespace
 
 int RunPlanSolve(const PlanSolveJob& job) {
@@ -66,7 +97,10 @@ int RunPlanSolve(const PlanSolveJob& job) {
     WriteFileAtomically(job.output, roster::WithFilledItems(job.text, plan, filled));
   }
 
-  if (job.format == Format::kText) {
+  if (job.explain) {
+    if (job.format == Format::kText) PrintSummary(job, result, filled.size(), shortfalls);
+    PrintExplanations(plan, roster::ExplainGaps(plan, model, result.roster), job.format);
+  } else if (job.format == Format::kText) {
     PrintSummary(job, result, filled.size(), shortfalls);
     Table table("gaps", {{"post", Say("post"), 5},
                          {"from", Say("from"), 16},

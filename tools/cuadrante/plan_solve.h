@@ -19,6 +19,7 @@ struct PlanSolveJob {
   uint64_t seed = 1;
   std::string output;  // the filled plan; empty: none written
   Format format = Format::kText;
+  bool explain = false;  // why each gap left was not filled, person by person
 };
 
 // Status 0 when the roster keeps every hard rule, 1 when the plan's own
