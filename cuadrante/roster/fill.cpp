@@ -126,16 +126,20 @@ std::pair<int64_t, int64_t> HoursRange(const TPlan& plan, const TEmployee& emplo
   return {low, std::max(low, high)};
 }
 
-void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFillModel& model,
-               TTypeTable& types) {
-  const TEmployee& employee = plan.employees[index];
+// What the plan holds on each day of the model: the type of its work
+// (kOff for none) and whether an absence touches the day.
+struct TPlannedDays {
+  std::vector<int> type;
+  std::vector<bool> absent;
+};
+
+TPlannedDays PlannedDays(const TPlan& plan, const TEmployee& employee, const TPersonRoster& roster,
+                         const TFillModel& model, TTypeTable& types) {
   const int days = model.instance.days;
-  const int person = static_cast<int>(model.employees.size());
-  model.employees.push_back(index);
-  const TPost* own = plan.FindPost(employee.post);
-  std::vector<int> pinnedType(static_cast<size_t>(days), solver::kOff);
-  std::vector<bool> absent(static_cast<size_t>(days), false);
   const int64_t first = model.firstDay.Value();
+  const TPost* own = plan.FindPost(employee.post);
+  TPlannedDays planned{std::vector<int>(static_cast<size_t>(days), solver::kOff),
+                       std::vector<bool>(static_cast<size_t>(days), false)};
   for (const TRosterItem& item : roster.items) {
     if (!item.Counts() || item.seconds <= TDuration()) continue;
     const THoursKind kind = KindOfItem(item);
@@ -143,49 +147,29 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
       const int64_t from = std::max<int64_t>(0, (item.start.Value() - first) / kSecondsPerDay);
       const int64_t to = (item.End().Value() - 1 - first) / kSecondsPerDay;
       for (int64_t day = from; day <= to && day < days; ++day)
-        absent[static_cast<size_t>(day)] = true;
+        planned.absent[static_cast<size_t>(day)] = true;
       continue;
     }
     if (kind != THoursKind::kWork || item.start.Value() < first) continue;
     const int64_t day = (item.start.Value() - first) / kSecondsPerDay;
     // One shift a day in the model: a second one that day is left to the checks.
-    if (day >= days || pinnedType[static_cast<size_t>(day)] != solver::kOff) continue;
+    if (day >= days || planned.type[static_cast<size_t>(day)] != solver::kOff) continue;
     const TPost* post = item.post.empty() ? own : plan.FindPost(item.post);
     const TShift* shift = plan.FindShift(item.code);
     const int startMinute = static_cast<int>((item.start.Value() - item.start.Date()) / 60);
     if (shift != nullptr && (shift->startMinute != startMinute || shift->seconds != item.seconds))
       shift = nullptr;  // a shift's code on other times: work of its own times
-    pinnedType[static_cast<size_t>(day)] =
+    planned.type[static_cast<size_t>(day)] =
         types.Of(shift ? post : nullptr, shift, startMinute, item.seconds, false);
   }
+  return planned;
+}
 
-  const bool worksHolidays =
-      std::any_of(employee.posts.begin(), employee.posts.end(),
-                  [&](const std::string& code) { return plan.FindPost(code)->worksHolidays; });
-  solver::TEmployee made;
-  made.id = employee.id;
-  for (int day = 0; day < days; ++day) {
-    const int type = pinnedType[static_cast<size_t>(day)];
-    if (type != solver::kOff || day < model.rangeStart || day >= model.rangeEnd) {
-      model.instance.pins.push_back({person, day, type});
-      model.pinned[static_cast<size_t>(person) * static_cast<size_t>(days) +
-                   static_cast<size_t>(day)] = true;
-    } else if (absent[static_cast<size_t>(day)] ||
-               (!worksHolidays && IsHolidayOf(plan, first + day * kSecondsPerDay))) {
-      made.daysOff.push_back(day);
-    }
-  }
-
-  // Pinned work counts against every limit; the engine may add what is left.
-  std::vector<int> pinnedCount(model.types.size(), 0);
-  int64_t pinnedOutside = 0;  // minutes before and after the range
-  for (int day = 0; day < days; ++day) {
-    const int type = pinnedType[static_cast<size_t>(day)];
-    if (type == solver::kOff) continue;
-    ++pinnedCount[static_cast<size_t>(type)];
-    if (day < model.rangeStart || day >= model.rangeEnd)
-      pinnedOutside += model.instance.shifts[static_cast<size_t>(type)].minutes;
-  }
+// The most of each type: what the plan pins, and what the engine may add
+// where the person's posts and shifts allow it, within the caps of each
+// code. Answers whether the engine may give the person anything.
+bool SetShiftCaps(const TEmployee& employee, const TFillModel& model,
+                  const std::vector<int>& pinnedCount, solver::TEmployee& made) {
   made.maxShifts.assign(model.types.size(), 0);
   bool fillable = false;
   for (size_t type = 0; type < model.types.size(); ++type) {
@@ -193,7 +177,7 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
     int open = 0;
     if (what.fillable && Lists(employee.posts, what.post->code) &&
         (employee.shifts.empty() || Lists(employee.shifts, what.shift->code))) {
-      open = days;
+      open = model.instance.days;
       for (const auto& [code, most] : employee.maxShifts) {
         if (code != what.shift->code) continue;
         int pinnedOfCode = 0;
@@ -207,39 +191,87 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
     }
     made.maxShifts[type] = pinnedCount[type] + open;
   }
-  const auto [low, high] = HoursRange(plan, employee, model, made.daysOff);
-  made.minMinutes = fillable ? low + pinnedOutside : 0;
-  made.maxMinutes =
-      std::min(solver::kMostMinutes, fillable ? high + pinnedOutside : solver::kMostMinutes);
-  // Each week (Monday to Sunday) holds at most the plan's weekly maximum,
-  // and no more than the contract's share of its days.
-  made.maxWeekMinutes.assign(static_cast<size_t>(solver::WeekCount(days)),
-                             plan.limits.maxWeekSeconds.Value() / 60);
-  if (employee.hasContract) {
-    for (size_t week = 0; week < made.maxWeekMinutes.size(); ++week) {
-      int64_t units = 0;
-      for (int64_t day = 0; day < 7; ++day)
-        units +=
-            ContractShare(plan, employee,
-                          TFecha(first + (static_cast<int64_t>(week) * 7 + day) * kSecondsPerDay));
-      made.maxWeekMinutes[week] = std::min(made.maxWeekMinutes[week], units / kShareUnits / 60);
+  return fillable;
+}
+
+// Each week (Monday to Sunday) holds at most the plan's weekly maximum, and
+// no more than the contract's share of its days.
+std::vector<int64_t> WeekCaps(const TPlan& plan, const TEmployee& employee,
+                              const TFillModel& model) {
+  std::vector<int64_t> caps(static_cast<size_t>(solver::WeekCount(model.instance.days)),
+                            plan.limits.maxWeekSeconds.Value() / 60);
+  if (!employee.hasContract) return caps;
+  for (size_t week = 0; week < caps.size(); ++week) {
+    int64_t units = 0;
+    for (int64_t day = 0; day < 7; ++day) {
+      const int64_t at =
+          model.firstDay.Value() + (static_cast<int64_t>(week) * 7 + day) * kSecondsPerDay;
+      units += ContractShare(plan, employee, TFecha(at));
     }
+    caps[week] = std::min(caps[week], units / kShareUnits / 60);
   }
-  made.maxConsecutive = plan.limits.maxConsecutiveDays;
-  made.minConsecutive = 1;
-  made.minDaysOff = employee.minDaysOff;
-  // A weekend with planned work outside the range is worked already.
-  int weekendsOutside = 0;
+  return caps;
+}
+
+// Weekends with planned work outside the range: worked already.
+int WeekendsOutside(const TFillModel& model, const std::vector<int>& planned) {
+  const int days = model.instance.days;
+  int count = 0;
   for (int weekend = 0; weekend < solver::WeekendCount(days); ++weekend) {
     bool worked = false;
     for (int day = 7 * weekend + 5; day < std::min(days, 7 * weekend + 7); ++day) {
       worked = worked || ((day < model.rangeStart || day >= model.rangeEnd) &&
-                          pinnedType[static_cast<size_t>(day)] != solver::kOff);
+                          planned[static_cast<size_t>(day)] != solver::kOff);
     }
-    weekendsOutside += worked ? 1 : 0;
+    count += worked ? 1 : 0;
   }
-  made.maxWeekends =
-      employee.maxWeekends ? *employee.maxWeekends + weekendsOutside : solver::WeekendCount(days);
+  return count;
+}
+
+void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFillModel& model,
+               TTypeTable& types) {
+  const TEmployee& employee = plan.employees[index];
+  const int days = model.instance.days;
+  const int person = static_cast<int>(model.employees.size());
+  model.employees.push_back(index);
+  const TPlannedDays planned = PlannedDays(plan, employee, roster, model, types);
+
+  const bool worksHolidays =
+      std::any_of(employee.posts.begin(), employee.posts.end(),
+                  [&](const std::string& code) { return plan.FindPost(code)->worksHolidays; });
+  solver::TEmployee made;
+  made.id = employee.id;
+  // Pinned work counts against every limit; the engine may add what is left.
+  std::vector<int> pinnedCount(model.types.size(), 0);
+  int64_t pinnedOutside = 0;  // minutes before and after the range
+  for (int day = 0; day < days; ++day) {
+    const int type = planned.type[static_cast<size_t>(day)];
+    const bool outside = day < model.rangeStart || day >= model.rangeEnd;
+    if (type != solver::kOff || outside) {
+      model.instance.pins.push_back({person, day, type});
+      model.pinned[static_cast<size_t>(person) * static_cast<size_t>(days) +
+                   static_cast<size_t>(day)] = true;
+    } else if (planned.absent[static_cast<size_t>(day)] ||
+               (!worksHolidays &&
+                IsHolidayOf(plan, model.firstDay.Value() + day * kSecondsPerDay))) {
+      made.daysOff.push_back(day);
+    }
+    if (type == solver::kOff) continue;
+    ++pinnedCount[static_cast<size_t>(type)];
+    if (outside) pinnedOutside += model.instance.shifts[static_cast<size_t>(type)].minutes;
+  }
+  const bool fillable = SetShiftCaps(employee, model, pinnedCount, made);
+  const auto [low, high] = HoursRange(plan, employee, model, made.daysOff);
+  made.minMinutes = fillable ? low + pinnedOutside : 0;
+  made.maxMinutes =
+      std::min(solver::kMostMinutes, fillable ? high + pinnedOutside : solver::kMostMinutes);
+  made.maxWeekMinutes = WeekCaps(plan, employee, model);
+  made.maxConsecutive = plan.limits.maxConsecutiveDays;
+  made.minConsecutive = 1;
+  made.minDaysOff = employee.minDaysOff;
+  made.maxWeekends = employee.maxWeekends
+                         ? *employee.maxWeekends + WeekendsOutside(model, planned.type)
+                         : solver::WeekendCount(days);
   model.instance.employees.push_back(std::move(made));
 }
 
