@@ -242,6 +242,22 @@ TEST(ReadCalendar, TheStepBudgetIsTheWholeFilesAndZonesChangeYearly) {
       Calendar({"UID:y\r\nDTSTART;TZID=Madrid:20260702T090000\r\n"}, yearly), first, last, zoned);
   ASSERT_EQ(events.size(), 1u);
   EXPECT_EQ(events[0].start, At(2026, 7, 2, 16));
+  // libical unrolls a zone's yearly rules from their first year on: rules of
+  // 1600 cost some 900 years of steps, more than a budget of 500 holds.
+  std::string old = yearly;
+  for (size_t at = old.find("DTSTART:1970"); at != std::string::npos;
+       at = old.find("DTSTART:1970", at))
+    old.replace(at + 8, 4, "1600");
+  const std::string early = "UID:o\r\nDTSTART;TZID=Madrid:20260702T090000\r\n";
+  zoned.maxSteps = 2000;
+  EXPECT_EQ(ReadCalendar(Calendar({early}, old), first, last, zoned).size(), 1u);
+  zoned.maxSteps = 500;
+  try {
+    ReadCalendar(Calendar({early}, old), first, last, zoned);
+    ADD_FAILURE() << "rules of four centuries were unrolled within 500 steps";
+  } catch (const EConvertError& e) {
+    EXPECT_NE(e.Message.find("VTIMEZONE 'Madrid'"), std::string::npos) << e.Message;
+  }
 }
 
 // Times are checked field by field as written, before libical normalises
