@@ -51,6 +51,15 @@ int TypeOf(const TFillModel& model, const std::string& post, const std::string& 
   return -1;
 }
 
+// The engine's roster after a budget of moves: the same on every machine.
+solver::TSearchResult Search(const TFillModel& model, uint64_t moves) {
+  solver::TSearchOptions options;
+  options.workers = 1;
+  options.maxMoves = moves;
+  options.timeLimitSeconds = 60;
+  return solver::Solve(model.instance, options);
+}
+
 TEST(ModelOfPlan, PinsWhatThePlanFixesAndOpensWhatItAllows) {
   const TPlan plan = ReadPlan(kWard);
   const TFillModel model = ModelOfPlan(plan, At(2026, 12, 1), At(2026, 12, 31));
@@ -148,11 +157,7 @@ TEST(FilledItems, TheEnginesShiftsCoverTheNeedsAndBreakNoRule) {
   TPlan plan = ReadPlan(kWard);
   const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
   const TFillModel model = ModelOfPlan(plan, first, last);
-  solver::TSearchOptions options;
-  options.workers = 1;
-  options.maxMoves = 400'000;
-  options.timeLimitSeconds = 60;
-  const solver::TSearchResult result = solver::Solve(model.instance, options);
+  const solver::TSearchResult result = Search(model, 400'000);
   ASSERT_TRUE(result.evaluation.Feasible());
   const std::vector<TFilledItem> filled = FilledItems(plan, model, result.roster);
   ASSERT_FALSE(filled.empty());
@@ -232,11 +237,7 @@ TEST(ExplainGaps, EachReasonIsARuleThatGivingTheShiftBreaks) {
   ward.replace(ward.find("maxWeekends=\"2\""), 15, "maxWeekends=\"2\" minDaysOff=\"2\"");
   const TPlan plan = ReadPlan(ward);
   const TFillModel model = ModelOfPlan(plan, At(2026, 12, 1), At(2026, 12, 31));
-  solver::TSearchOptions options;
-  options.workers = 1;
-  options.maxMoves = 300'000;
-  options.timeLimitSeconds = 60;
-  const solver::TSearchResult result = solver::Solve(model.instance, options);
+  const solver::TSearchResult result = Search(model, 300'000);
   ASSERT_TRUE(result.evaluation.Feasible());
   const std::vector<TGapExplanation> gaps = ExplainGaps(plan, model, result.roster);
   ASSERT_FALSE(gaps.empty());
