@@ -127,6 +127,14 @@ class TFullCheck {
       if (working < c.requirement) o.underCover += (c.requirement - working) * c.underWeight;
       if (working > c.requirement) o.overCover += (working - c.requirement) * c.overWeight;
     }
+    for (int e = 0; e < roster_.Employees(); ++e) {
+      for (const TBalance& balance : instance_.employees[e].balances) {
+        const int64_t count =
+            balance.weekends ? WeekendsWorked(e) : ShiftsWorked(e, balance.shifts);
+        if (count < balance.min) o.balance += (balance.min - count) * balance.weight;
+        if (count > balance.max) o.balance += (count - balance.max) * balance.weight;
+      }
+    }
   }
 
  private:
@@ -134,6 +142,23 @@ class TFullCheck {
     if (s == kOff) return "off";
     if (s < 0 || s >= static_cast<int>(instance_.shifts.size())) return "shift " + std::to_string(s);
     return instance_.shifts[s].id;
+  }
+
+  int ShiftsWorked(int e, const std::vector<int>& types) const {
+    int n = 0;
+    for (int d = 0; d < instance_.days; ++d) {
+      n += std::find(types.begin(), types.end(), roster_.At(e, d)) != types.end();
+    }
+    return n;
+  }
+
+  int WeekendsWorked(int e) const {
+    int n = 0;
+    for (int saturday = 5; saturday < instance_.days; saturday += 7) {
+      n += roster_.At(e, saturday) != kOff ||
+           (saturday + 1 < instance_.days && roster_.At(e, saturday + 1) != kOff);
+    }
+    return n;
   }
 
   int CountAfter(int e, int day, int s) const {

@@ -4,8 +4,8 @@
 // `Evaluate` walks the whole roster once and reports every hard breach with
 // its employee, day and rule, and the objective broken down. `TEvaluator`
 // keeps a roster with the counts that make moves cheap to price: per person
-// the shifts of each type, minutes (in all and per week) and weekends, per
-// day and type the people at work. A move's price is its change of the
+// the shifts of each type, minutes (in all and per week), weekends and the
+// count of each balance, per day and type the people at work. A move's price is its change of the
 // objective and of the hard violation, looked up from those counts and from
 // the days around the move, never from the whole roster. The search
 // minimises objective + w * violation for a weight w of its own.
@@ -64,7 +64,8 @@ struct TObjective {
   int64_t offRequests = 0;  // weight of off-requests worked
   int64_t underCover = 0;
   int64_t overCover = 0;
-  int64_t Total() const { return onRequests + offRequests + underCover + overCover; }
+  int64_t balance = 0;  // weight of each unit outside a balance's range
+  int64_t Total() const { return onRequests + offRequests + underCover + overCover + balance; }
   friend bool operator==(const TObjective&, const TObjective&) = default;
 };
 
@@ -133,6 +134,9 @@ class CUADRANTE_API TEvaluator {
   // Adds `sign` times shift's minutes on `day` to a row of week minutes: the
   // part before midnight to the day's week, the rest to the next day's.
   void AddWeekMinutes(int64_t* weeks, int day, int shift, int sign) const;
+  // The change of objective when the employee's balances move by the
+  // shifts per type in scratch_ and by `weekendChange` weekends.
+  int64_t BalanceDelta(int employee, int weekendChange) const;
   void Recount();
 
   const TInstance* instance_;
@@ -143,6 +147,8 @@ class CUADRANTE_API TEvaluator {
   std::vector<int64_t> minutes_;      // per employee
   std::vector<int64_t> weekMinutes_;  // employee x week
   std::vector<int32_t> weekends_;     // per employee
+  std::vector<int32_t> balanceBegin_;        // per employee its first balance, and one past the end
+  std::vector<int32_t> balanceCount_;        // per employee and balance, from balanceBegin_
   mutable std::vector<int32_t> scratch_;     // per type, zero between calls
   mutable std::vector<int32_t> touched_;     // types with scratch_ set
   mutable std::vector<int16_t> swapBuffer_;  // one employee's days, for swaps

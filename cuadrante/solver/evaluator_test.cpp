@@ -107,12 +107,16 @@ TEST(EvaluateTest, ObjectiveCountsWishesAndCover) {
   instance.onRequests = {{0, 0, 0, 5}, {0, 1, 1, 7}};
   instance.offRequests = {{0, 2, 0, 3}, {0, 3, 0, 11}};
   instance.cover = {{0, 0, 2, 100, 1}, {1, 0, 0, 100, 4}};
+  // Three X for at least 5 (2 x 2), no weekend for at least one (3), and
+  // three shifts of X or Y for at most 1 (2 x 1).
+  instance.employees[0].balances = {
+      {{0}, false, 5, 6, 2}, {{}, true, 1, 2, 3}, {{1, 0}, false, 0, 1, 1}};
   TRoster roster(1, 14);
   roster.Set(0, 0, 0);  // granted, one of two covered
   roster.Set(0, 1, 0);  // the wrong type, and one too many
   roster.Set(0, 2, 0);  // an off-request worked
   const TEvaluation result = Evaluate(instance, roster);
-  EXPECT_EQ(result.objective, (TObjective{7, 3, 100, 4}));
+  EXPECT_EQ(result.objective, (TObjective{7, 3, 100, 4, 9}));
   EXPECT_EQ(TEvaluator(instance, roster).Objective(), result.objective.Total());
   roster.Set(0, 3, 1);
   roster.Set(0, 4, 0);
@@ -120,6 +124,104 @@ TEST(EvaluateTest, ObjectiveCountsWishesAndCover) {
   ASSERT_EQ(succession.breaches.size(), 1u);
   EXPECT_EQ(succession.breaches[0].rule, TRule::kSuccession);
   EXPECT_EQ(succession.breaches[0].day, 4);
+}
+
+// Balances on the one person of a two-type instance: X and Y, a roster a
+// string of '.', 'X' and 'Y' as long as the horizon.
+TEST(EvaluateTest, BalancesPayEachUnitOutsideTheirRange) {
+  struct Case {
+    const char* name;
+    TBalance balance;
+    const char* days;
+    int64_t cost;
+  };
+  const Case cases[] = {
+      {"within the range", {{0}, false, 2, 3, 5}, "XX.Y..........", 0},
+      {"at its max", {{0}, false, 2, 3, 5}, "XXXY..........", 0},
+      {"one below", {{0}, false, 2, 3, 5}, "X..YYY........", 5},
+      {"none of two", {{0}, false, 2, 3, 5}, "...YYY........", 10},
+      {"two above", {{0}, false, 2, 3, 5}, "XXXXX.........", 10},
+      {"the other type is not counted", {{1}, false, 0, 0, 4}, "XXXXX........Y", 4},
+      {"both types", {{1, 0}, false, 3, 3, 1}, "X.Y.X.Y.......", 1},
+      {"an empty range", {{0}, false, 0, 0, 7}, "..............", 0},
+      {"weight 0", {{0}, false, 9, 9, 0}, "..............", 0},
+      {"a Saturday worked", {{}, true, 0, 0, 3}, ".....X........", 3},
+      {"a Sunday worked", {{}, true, 0, 0, 3}, "......Y.......", 3},
+      {"a Sunday worked, last day", {{}, true, 0, 0, 3}, ".............Y", 3},
+      {"a whole weekend counts once", {{}, true, 0, 0, 3}, ".....XY.......", 3},
+      {"two weekends", {{}, true, 0, 1, 3}, ".....X.......X", 3},
+      {"weekdays are no weekend", {{}, true, 1, 2, 3}, "XXXXX..XXXXX..", 3},
+      {"types are not read for weekends", {{0}, true, 2, 2, 1}, "XXXXX.Y.......", 1},
+      {"a last weekend of one day", {{}, true, 2, 2, 1}, ".....X......Y", 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    TInstance instance = OnePerson();
+    instance.days = static_cast<int>(std::string(c.days).size());
+    instance.shifts.push_back({"Y", 480, {}});
+    instance.employees[0].maxShifts = {14, 14};
+    instance.employees[0].balances = {c.balance};
+    TRoster roster(1, instance.days);
+    for (int d = 0; d < instance.days; ++d) {
+      roster.Set(0, d, c.days[d] == 'X' ? 0 : c.days[d] == 'Y' ? 1 : kOff);
+    }
+    const TEvaluation result = Evaluate(instance, roster);
+    EXPECT_TRUE(result.Feasible());
+    EXPECT_EQ(result.objective.balance, c.cost);
+    EXPECT_EQ(result.objective.Total(), c.cost);
+    EXPECT_EQ(TEvaluator(instance, roster).Objective(), c.cost);
+    // Pinned work counts like any other: pinning every cell as it is
+    // changes nothing.
+    for (int d = 0; d < instance.days; ++d) instance.pins.push_back({0, d, roster.At(0, d)});
+    EXPECT_EQ(Evaluate(instance, roster).objective.balance, c.cost);
+    EXPECT_EQ(TEvaluator(instance, roster).Objective(), c.cost);
+  }
+}
+
+TEST(ModelTest, RefusesBalancesThatDoNotHold) {
+  struct Case {
+    const char* name;
+    std::vector<TBalance> balances;
+    const char* problem;  // empty: accepted
+  };
+  const TBalance fine{{0, 1}, false, 1, 2, 3};
+  const Case cases[] = {
+      {"none", {}, ""},
+      {"two types", {fine}, ""},
+      {"weekends", {{{}, true, 0, 0, 0}}, ""},
+      {"the largest", {{{1}, false, kMostDays, kMostDays, static_cast<int>(kMostWeight)}}, ""},
+      {"as many as allowed", std::vector<TBalance>(kMostBalances, fine), ""},
+      {"too many", std::vector<TBalance>(kMostBalances + 1, fine),
+       "employee 0 (P): 17 balances, at most 16"},
+      {"a type too large",
+       {fine, {{2}, false, 0, 1, 1}},
+       "employee 0 (P): balance 1: shift type 2 does not exist"},
+      {"a negative type",
+       {{{-1}, false, 0, 1, 1}},
+       "employee 0 (P): balance 0: shift type -1 does not exist"},
+      {"a type twice",
+       {{{1, 0, 1}, false, 0, 1, 1}},
+       "employee 0 (P): balance 0: shift type 1 is counted twice"},
+      {"a negative min", {{{0}, false, -1, 1, 1}}, "employee 0 (P): balance 0: min -1 is negative"},
+      {"max below min", {{{0}, true, 3, 2, 1}}, "employee 0 (P): balance 0: max 2 is below min 3"},
+      {"max beyond any count",
+       {{{0}, false, 0, kMostDays + 1, 1}},
+       "employee 0 (P): balance 0: max 36601 is above 36600"},
+      {"a negative weight",
+       {{{0}, false, 0, 1, -1}},
+       "employee 0 (P): balance 0: weight -1 is not within 0..1000000"},
+      {"too heavy",
+       {{{0}, false, 0, 1, static_cast<int>(kMostWeight) + 1}},
+       "employee 0 (P): balance 0: weight 1000001 is not within 0..1000000"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    TInstance instance = OnePerson();
+    instance.shifts.push_back({"Y", 480, {}});
+    instance.employees[0].maxShifts = {14, 14};
+    instance.employees[0].balances = c.balances;
+    EXPECT_EQ(ModelProblem(instance), c.problem);
+  }
 }
 
 TEST(ModelTest, RefusesWeeklyCapsThatDoNotFit) {
@@ -187,7 +289,7 @@ TEST(EvaluatorTest, IncrementalAnswersEqualFullEvaluation) {
     return std::uniform_int_distribution<int>(low, high)(random);
   };
   int moves = 0;
-  int64_t weekBreaches = 0;
+  int64_t weekBreaches = 0, balanceMoves = 0;
   for (const TShape shape : {TShape{4, 14, 1}, TShape{6, 15, 3}, TShape{5, 20, 2}, TShape{3, 13, 4}}) {
     for (uint64_t seed = 1; seed <= 5; ++seed) {
       TInstance instance = GenerateInstance(shape, seed);
@@ -239,6 +341,7 @@ TEST(EvaluatorTest, IncrementalAnswersEqualFullEvaluation) {
         weekBreaches +=
             std::count_if(after.breaches.begin(), after.breaches.end(),
                           [](const TBreach& b) { return b.rule == TRule::kMaxWeekMinutes; });
+        balanceMoves += after.objective.balance != before.objective.balance;
         before = after;
       }
       TEvaluator rebuilt(instance, evaluator.Roster());
@@ -249,6 +352,8 @@ TEST(EvaluatorTest, IncrementalAnswersEqualFullEvaluation) {
   EXPECT_EQ(moves, 100'000);
   // The generator's weekly caps must be broken now and then, or the rule went untried.
   EXPECT_GT(weekBreaches, 1'000);
+  // Likewise the balances: moves that change what they cost.
+  EXPECT_GT(balanceMoves, 3'000);
 }
 
 }  // namespace

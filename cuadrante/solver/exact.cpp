@@ -153,7 +153,8 @@ class TProgram {
   void BuildWeekRows(const TInstance& instance, const TEmployee& person, int e, int64_t unit);
   void BuildRunRows(const TEmployee& person, int e);
   bool BuildRunNetwork(const TEmployee& person, int e);
-  void BuildWeekendRows(const TEmployee& person, int e);
+  std::vector<int> BuildWeekendRows(const TEmployee& person, int e);
+  void BuildBalanceRows(const TEmployee& person, int e, const std::vector<int>& weekends);
   void BuildCoverRows(const TInstance& instance);
 
   int days_ = 0;
@@ -193,6 +194,11 @@ class TProgram {
     int day, shift, requirement, under, over;
   };
   std::vector<TCoverColumns> coverColumns_;
+  struct TBalanceColumns {
+    const TBalance* balance;    // the instance's, which outlives the program
+    int employee, under, over;  // under and over -1: a side that cannot bind
+  };
+  std::vector<TBalanceColumns> balanceColumns_;
 };
 
 TProgram::TProgram(const TInstance& instance)
@@ -338,7 +344,7 @@ void TProgram::BuildPersonRows(const TInstance& instance, int e) {
   EndRow(least > 0 ? static_cast<double>(least) : -kInfinity, static_cast<double>(most));
   BuildWeekRows(instance, person, e, unit);
   BuildRunRows(person, e);
-  BuildWeekendRows(person, e);
+  BuildBalanceRows(person, e, BuildWeekendRows(person, e));
 }
 
 // A week's minutes within its cap: the part before midnight of the shifts of
@@ -477,15 +483,23 @@ void TProgram::BuildRunRows(const TEmployee& person, int e) {
 
 // A weekend indicator at least the work of its Saturday and of its Sunday,
 // and at most maxWeekends of them. Only the weekends that can be worked count.
-void TProgram::BuildWeekendRows(const TEmployee& person, int e) {
+// A balance of weekends counts the indicators, so one with a minimum holds
+// each indicator also at most the work of its two days, which the maximum
+// alone leaves free. Returns the indicators, none when no row needs them.
+std::vector<int> TProgram::BuildWeekendRows(const TEmployee& person, int e) {
   const int weekends = WeekendCount(days_);
   int workable = 0;
   for (int w = 0; w < weekends; ++w) {
     const int saturday = 7 * w + 5, sunday = 7 * w + 6;
     if (Workable(e, saturday) || (sunday < days_ && Workable(e, sunday))) ++workable;
   }
-  if (workable <= person.maxWeekends) return;
+  bool counted = false, atLeast = false;
+  for (const TBalance& balance : person.balances) {
+    counted |= balance.weekends && (balance.min > 0 || balance.max < workable);
+    atLeast |= balance.weekends && balance.min > 0;
+  }
   std::vector<int> columns;
+  if (workable <= person.maxWeekends && !counted) return columns;
   for (int w = 0; w < weekends; ++w) {
     const int saturday = 7 * w + 5, sunday = 7 * w + 6;
     const bool sundayWorkable = sunday < days_ && Workable(e, sunday);
@@ -499,9 +513,58 @@ void TProgram::BuildWeekendRows(const TEmployee& person, int e) {
       WorkTerm(e, day, -1);
       EndRow(0, kInfinity);
     }
+    if (atLeast) {
+      Term(column, 1);
+      for (int day : {saturday, sunday}) {
+        if (day < days_) WorkTerm(e, day, -1);
+      }
+      EndRow(-kInfinity, 0);
+    }
   }
-  for (int column : columns) Term(column, 1);
-  EndRow(-kInfinity, person.maxWeekends);
+  if (workable > person.maxWeekends) {
+    for (int column : columns) Term(column, 1);
+    EndRow(-kInfinity, person.maxWeekends);
+  }
+  return columns;
+}
+
+// A balance's count less the shortfall at least its min, and less the excess
+// at most its max; the objective pays weight for each unit of either. A side
+// the count can never cross gets neither row nor column: a min of 0, or a
+// max at least the days (or weekends) with a column to count.
+void TProgram::BuildBalanceRows(const TEmployee& person, int e, const std::vector<int>& weekends) {
+  for (size_t i = 0; i < person.balances.size(); ++i) {
+    const TBalance& balance = person.balances[i];
+    std::vector<int> counted;
+    int reach = 0;
+    if (balance.weekends) {
+      counted = weekends;
+      reach = static_cast<int>(weekends.size());
+    } else {
+      for (int d = 0; d < days_; ++d) {
+        bool any = false;
+        for (int s : balance.shifts) {
+          if (const int column = XColumn(e, d, s); column >= 0)
+            counted.push_back(column), any = true;
+        }
+        reach += any;
+      }
+    }
+    TBalanceColumns columns{&balance, e, -1, -1};
+    if (balance.min > 0) {
+      columns.under = AddColumn(0, balance.min, balance.weight, false);
+      for (int column : counted) Term(column, 1);
+      Term(columns.under, 1);
+      EndRow(balance.min, kInfinity);
+    }
+    if (reach > balance.max) {
+      columns.over = AddColumn(0, reach - balance.max, balance.weight, false);
+      for (int column : counted) Term(column, 1);
+      Term(columns.over, -1);
+      EndRow(-kInfinity, balance.max);
+    }
+    balanceColumns_.push_back(columns);
+  }
 }
 
 // Cover: the people on (day, shift), plus the missing, less the surplus,
@@ -600,6 +663,22 @@ std::vector<double> TProgram::ColumnsOf(const TRoster& roster) const {
     for (int e = 0; e < employees_; ++e) present += roster.At(e, cover.day) == cover.shift;
     columns[cover.under] = std::max(0, cover.requirement - present);
     columns[cover.over] = std::max(0, present - cover.requirement);
+  }
+  for (const TBalanceColumns& balance : balanceColumns_) {
+    const auto works = [&](int d) { return d < days_ && roster.At(balance.employee, d) != kOff; };
+    const std::vector<int>& shifts = balance.balance->shifts;
+    int count = 0;
+    if (balance.balance->weekends) {
+      for (int saturday = 5; saturday < days_; saturday += 7)
+        count += works(saturday) || works(saturday + 1);
+    } else {
+      for (int d = 0; d < days_; ++d) {
+        count +=
+            std::find(shifts.begin(), shifts.end(), roster.At(balance.employee, d)) != shifts.end();
+      }
+    }
+    if (balance.under >= 0) columns[balance.under] = std::max(0, balance.balance->min - count);
+    if (balance.over >= 0) columns[balance.over] = std::max(0, count - balance.balance->max);
   }
   return columns;
 }

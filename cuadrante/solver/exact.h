@@ -5,7 +5,8 @@
 // One binary per employee, day and shift type that may be worked (days off,
 // types with a maximum of 0 and cells pinned elsewhere never get one), a
 // binary work indicator per employee and day, one per employee and weekend,
-// and an under and an over slack per cover line. The hard rules are rows, and
+// an under and an over slack per cover line, and a shortfall and an excess
+// per balance whose range its count can leave. The hard rules are rows, and
 // each person's runs of work and rest a path through a few states a day,
 // where a run too short ends only if it touches either end of the horizon.
 // The objective is the evaluator's, constant part included, so the objective

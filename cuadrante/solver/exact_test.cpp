@@ -233,6 +233,82 @@ TEST(SolveExactTest, EachHardRuleDecidesTheOptimum) {
   }
 }
 
+// Each case is built so that a balance moves the optimum away from what the
+// instance would cost without it.
+TEST(SolveExactTest, ABalanceDecidesTheOptimum) {
+  struct Case {
+    const char* name;
+    TInstance instance;
+    int64_t optimum;
+    int64_t unbalanced;  // the optimum without the balances
+  };
+  std::vector<Case> cases;
+  {
+    // Days and nights wanted on three days each; nights at most one. Two
+    // nights missed (2 x 2) beat two nights too many (2 x 5); the days are
+    // not counted and all worked.
+    TInstance i = Unbound(1, 7);
+    i.shifts = {{"D", 480, {}}, {"N", 480, {}}};
+    i.employees[0].maxShifts = {7, 7};
+    for (int d = 0; d < 3; ++d) i.cover.push_back({d, 1, 1, 2, 1});
+    for (int d = 3; d < 6; ++d) i.cover.push_back({d, 0, 1, 2, 1});
+    i.employees[0].balances = {{{1}, false, 0, 1, 5}};
+    cases.push_back({"at most one night", i, 4, 0});
+    // At least two nights where nobody wants one: two too many (1 each)
+    // beat the shortfall (2 x 3).
+    TInstance m = Unbound(1, 7);
+    m.shifts = {{"D", 480, {}}, {"N", 480, {}}};
+    m.employees[0].maxShifts = {7, 7};
+    for (int d = 0; d < 7; ++d) m.cover.push_back({d, 1, 0, 1, 1});
+    m.employees[0].balances = {{{1}, false, 2, 3, 3}};
+    cases.push_back({"at least two nights", m, 2, 0});
+    // A pinned night counts: the pin alone is already over the max of 0.
+    m.pins = {{0, 1, 1}};
+    m.employees[0].balances = {{{1}, false, 0, 0, 7}};
+    cases.push_back({"a pinned night", m, 8, 1});
+  }
+  {
+    // Both weekends wanted, whole; weekends at most one. Working all four
+    // days costs one weekend too many (3), not a unit a day: a weekend of
+    // two days counts once.
+    TInstance i = Unbound(1, 14);
+    Want(i, {5, 6, 12, 13}, 1, 10);
+    i.employees[0].balances = {{{}, true, 0, 1, 3}};
+    cases.push_back({"at most one weekend", i, 3, 0});
+    // At least two weekends where no cover wants work: a day on each
+    // weekend (1 each) beats the shortfall (2 x 4). A weekend is worked
+    // only when a day of it is: no indicator may count an idle one.
+    TInstance m = Unbound(1, 14);
+    Want(m, {}, 0, 10);
+    m.employees[0].balances = {{{}, true, 2, 2, 4}};
+    cases.push_back({"at least two weekends", m, 2, 0});
+    // The same with only one day of each weekend workable.
+    m.employees[0].daysOff = {5, 13};
+    cases.push_back({"at least two weekends, a day of each off", m, 2, 0});
+    // The horizon's last weekend is its Saturday.
+    TInstance s = Unbound(1, 13);
+    Want(s, {}, 0, 10);
+    s.employees[0].balances = {{{}, true, 2, 5, 4}, {{0}, false, 0, 13, 1}};
+    cases.push_back({"at least two weekends, the last one a Saturday", s, 2, 0});
+  }
+  {
+    // Two people share three wanted nights as evenly as their ranges ask:
+    // the one allowed two takes two.
+    TInstance i = Unbound(2, 7);
+    Want(i, {0, 1, 2}, 1, 10);
+    i.employees[0].balances = {{{0}, false, 0, 1, 4}};
+    i.employees[1].balances = {{{0}, false, 0, 2, 4}, {{}, true, 0, 0, 100}};
+    i.onRequests = {{0, 0, 0, 1}, {0, 1, 0, 1}};
+    cases.push_back({"two people, two ranges", i, 1, 0});
+  }
+  for (Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ExpectOptimal(c.instance, SolveExact(c.instance, Patient()), c.optimum);
+    for (TEmployee& person : c.instance.employees) person.balances.clear();
+    ExpectOptimal(c.instance, SolveExact(c.instance, Patient()), c.unbalanced);
+  }
+}
+
 // Small random instances with every rule in play, against the optimum found
 // by pricing every possible roster with the evaluator.
 TInstance RandomSmall(std::mt19937_64& random, int employees, int days, int types) {
@@ -287,7 +363,45 @@ TInstance RandomSmall(std::mt19937_64& random, int employees, int days, int type
   }
   if (pick(0, 2) == 0)
     instance.pins.push_back({pick(0, employees - 1), pick(0, days - 1), pick(kOff, types - 1)});
+  // Balances half the time, after everything else so that the rest is drawn
+  // as before: on a random set of types or on weekends, ranges about a day
+  // in three.
+  if (pick(0, 1) == 0) {
+    for (TEmployee& person : instance.employees) {
+      for (int i = pick(0, 2); i > 0; --i) {
+        TBalance balance;
+        balance.weekends = pick(0, 2) == 0;
+        for (int s = 0; s < types; ++s) {
+          if (!balance.weekends && pick(0, 1) == 0) balance.shifts.push_back(s);
+        }
+        balance.min = pick(0, days / 3);
+        balance.max = balance.min + pick(0, 2);
+        balance.weight = pick(1, 6);
+        person.balances.push_back(balance);
+      }
+    }
+  }
   return instance;
+}
+
+// The instance as text for a failure's trace: the file form, which holds no
+// balances, and then the balances.
+std::string Described(const TInstance& instance) {
+  std::string text = WriteInstance(instance);
+  for (size_t e = 0; e < instance.employees.size(); ++e) {
+    for (const TBalance& balance : instance.employees[e].balances) {
+      text += "balance of employee " + std::to_string(e) + ": ";
+      if (balance.weekends) {
+        text += "weekends";
+      } else {
+        text += "types";
+        for (int s : balance.shifts) text += " " + std::to_string(s);
+      }
+      text += ", " + std::to_string(balance.min) + ".." + std::to_string(balance.max) +
+              ", weight " + std::to_string(balance.weight) + "\n";
+    }
+  }
+  return text;
 }
 
 std::optional<int64_t> BruteForce(const TInstance& instance) {
@@ -322,11 +436,12 @@ TEST(SolveExactTest, AgreesWithEveryRosterTriedOnSmallInstances) {
   // Six days end on a Saturday; eight take in a whole weekend and a Monday.
   const Shape shapes[] = {{1, 8, 2},  {2, 6, 1}, {2, 5, 2}, {3, 5, 1},
                           {1, 13, 1}, {2, 8, 1}, {1, 16, 1}};
-  int feasible = 0, infeasible = 0;
+  int feasible = 0, infeasible = 0, balances = 0;
   for (const Shape& shape : shapes) {
     for (int round = 0; round < 4; ++round) {
       const TInstance instance = RandomSmall(random, shape.employees, shape.days, shape.types);
-      SCOPED_TRACE(WriteInstance(instance));
+      SCOPED_TRACE(Described(instance));
+      balances += !instance.employees[0].balances.empty();
       const std::optional<int64_t> optimum = BruteForce(instance);
       const TExactResult result = SolveExact(instance, Patient());
       if (!optimum) {
@@ -342,6 +457,7 @@ TEST(SolveExactTest, AgreesWithEveryRosterTriedOnSmallInstances) {
   // Both kinds must be met, or the comparison proves little.
   EXPECT_GE(feasible, 8);
   EXPECT_GE(infeasible, 2);
+  EXPECT_GE(balances, 6);
 }
 
 TEST(SolveExactTest, ProvesTheFirstPublishedInstanceAndReportsOnTheWay) {

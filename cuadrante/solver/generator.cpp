@@ -33,6 +33,47 @@ void AddWeekCaps(TInstance& instance, uint64_t seed) {
   }
 }
 
+// Balances for one instance in two, from a stream of their own: most people
+// get a range on the shifts of one or two of their types, or on weekends, or
+// both, about their share of the work, as a plan that spreads nights and
+// weekends fairly asks. Weights 1 to 5, as wishes go.
+void AddBalances(TInstance& instance, uint64_t seed) {
+  std::mt19937_64 random(seed ^ 0xba1a9ce5);
+  const auto uniform = [&random](int low, int high) {
+    return std::uniform_int_distribution<int>(low, high)(random);
+  };
+  if (uniform(0, 1) == 0) return;
+  for (TEmployee& person : instance.employees) {
+    if (uniform(0, 3) == 0) continue;
+    const int kind = uniform(0, 2);  // 0 types, 1 weekends, 2 both
+    if (kind != 1) {
+      std::vector<int> allowed;
+      for (size_t s = 0; s < person.maxShifts.size(); ++s) {
+        if (person.maxShifts[s] > 0) allowed.push_back(static_cast<int>(s));
+      }
+      std::shuffle(allowed.begin(), allowed.end(), random);
+      const int counted = std::min(static_cast<int>(allowed.size()), uniform(1, 2));
+      TBalance balance;
+      balance.shifts.assign(allowed.begin(), allowed.begin() + counted);
+      // The person's shifts, spread evenly over the types allowed.
+      const double share = static_cast<double>(person.maxMinutes) / 480 * counted /
+                           static_cast<double>(allowed.size());
+      balance.min = static_cast<int>(share * 0.8);
+      balance.max = std::max(balance.min, static_cast<int>(share * 1.2 + 0.5));
+      balance.weight = uniform(1, 5);
+      person.balances.push_back(balance);
+    }
+    if (kind != 0) {
+      TBalance balance;
+      balance.weekends = true;
+      balance.min = uniform(0, person.maxWeekends);
+      balance.max = balance.min + uniform(0, 1);
+      balance.weight = uniform(1, 5);
+      person.balances.push_back(balance);
+    }
+  }
+}
+
 }  // namespace
 
 TInstance GenerateInstance(const TShape& shape, uint64_t seed) {
@@ -81,6 +122,7 @@ TInstance GenerateInstance(const TShape& shape, uint64_t seed) {
     instance.employees.push_back(person);
   }
   AddWeekCaps(instance, seed);
+  AddBalances(instance, seed);
   const int workers = shape.employees;
   for (int e = 0; e < workers; ++e) {
     for (int week = 0; week * 7 < shape.days; ++week) {

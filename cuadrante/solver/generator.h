@@ -10,7 +10,9 @@
 // instances have no weekly caps and no nights; one generated instance in two
 // gives most people one of 37.5 or 40 hours (half for part-time staff),
 // prorated in a short last week and now and then a shift lower, as plans
-// do, and of three types or more the last is a night, 22:00 to 06:00. Every
+// do, and of three types or more the last is a night, 22:00 to 06:00. One
+// instance in two gives most people balances: a range about their share on
+// the shifts of one or two of their types, on weekends, or both. Every
 // instance holds together (ModelProblem is empty); none is promised to have
 // a roster without a hard breach, though most have.
 #pragma once

@@ -96,6 +96,19 @@ int64_t RunsUnits(const TEmployee& person, int lo, int hi, int days, Worked work
 
 int64_t Excess(int64_t value, int64_t limit) { return value > limit ? value - limit : 0; }
 
+int64_t BalanceCost(const TBalance& balance, int64_t count) {
+  return balance.weight * (Excess(balance.min, count) + Excess(count, balance.max));
+}
+
+// What moves a balance's count: the change of shifts per type in `perType`,
+// or of weekends worked.
+int64_t BalanceMove(const TBalance& balance, const int32_t* perType, int weekendChange) {
+  if (balance.weekends) return weekendChange;
+  int64_t moved = 0;
+  for (int s : balance.shifts) moved += perType[s];
+  return moved;
+}
+
 }  // namespace
 
 TEvaluator::TEvaluator(const TInstance& instance, TRoster roster)
@@ -106,6 +119,11 @@ TEvaluator::TEvaluator(const TInstance& instance, TRoster roster)
     throw EModelError("the roster's sizes are not the instance's");
   }
   tables_ = detail::BuildTables(instance);
+  balanceBegin_.assign(instance.employees.size() + 1, 0);
+  for (size_t e = 0; e < instance.employees.size(); ++e) {
+    balanceBegin_[e + 1] =
+        balanceBegin_[e] + static_cast<int32_t>(instance.employees[e].balances.size());
+  }
   Recount();
 }
 
@@ -123,6 +141,7 @@ void TEvaluator::Recount() {
   const auto weeks = static_cast<size_t>(WeekCount(t.days));
   weekMinutes_.assign(static_cast<size_t>(t.employees) * weeks, 0);
   weekends_.assign(static_cast<size_t>(t.employees), 0);
+  balanceCount_.assign(static_cast<size_t>(balanceBegin_.back()), 0);
   scratch_.assign(types, 0);
   touched_.clear();
   swapBuffer_.assign(static_cast<size_t>(t.days), 0);
@@ -145,6 +164,15 @@ void TEvaluator::Recount() {
       weekends_[static_cast<size_t>(e)] +=
           row[saturday] != kOff || (saturday + 1 < t.days && row[saturday + 1] != kOff);
     }
+    const std::vector<TBalance>& balances = instance_->employees[static_cast<size_t>(e)].balances;
+    for (size_t i = 0; i < balances.size(); ++i) {
+      int32_t& count =
+          balanceCount_[static_cast<size_t>(balanceBegin_[static_cast<size_t>(e)]) + i];
+      count = static_cast<int32_t>(BalanceMove(balances[i],
+                                               typeCount_.data() + static_cast<size_t>(e) * types,
+                                               weekends_[static_cast<size_t>(e)]));
+      objective_ += BalanceCost(balances[i], count);
+    }
     violation_ += PersonViolation(e);
   }
   for (int d = 0; d < t.days; ++d) {
@@ -158,6 +186,18 @@ void TEvaluator::AddWeekMinutes(int64_t* weeks, int day, int shift, int sign) co
   const TShiftType& type = instance_->shifts[static_cast<size_t>(shift)];
   weeks[day / 7] += sign * (type.minutes - type.minutesNextDay);
   if (day + 1 < roster_.Days()) weeks[(day + 1) / 7] += sign * type.minutesNextDay;
+}
+
+int64_t TEvaluator::BalanceDelta(int e, int weekendChange) const {
+  const std::vector<TBalance>& balances = instance_->employees[static_cast<size_t>(e)].balances;
+  const int32_t* counts = balanceCount_.data() + balanceBegin_[static_cast<size_t>(e)];
+  int64_t change = 0;
+  for (size_t i = 0; i < balances.size(); ++i) {
+    const int64_t moved = BalanceMove(balances[i], scratch_.data(), weekendChange);
+    if (moved != 0)
+      change += BalanceCost(balances[i], counts[i] + moved) - BalanceCost(balances[i], counts[i]);
+  }
+  return change;
 }
 
 int64_t TEvaluator::PersonViolation(int e) const {
@@ -227,6 +267,20 @@ TDelta TEvaluator::RowDelta(int e, int a, int b, const int16_t* shifts) const {
       delta.violation += t.forbidden[static_cast<size_t>(afterPrev * t.types + afterNext)];
     }
   }
+  // Weekends that meet [a, b]; only a change of work or rest moves them.
+  int weekendChange = 0;
+  if (statusChanged) {
+    for (int w = a / 7; w < WeekendCount(t.days); ++w) {
+      const int saturday = 7 * w + 5;
+      if (saturday > b) break;
+      const bool sunday = saturday + 1 < t.days;
+      const bool before = row[saturday] != kOff || (sunday && row[saturday + 1] != kOff);
+      const bool after = at(saturday) != kOff || (sunday && at(saturday + 1) != kOff);
+      weekendChange += after - before;
+    }
+  }
+  // Balances, from the change per type while scratch_ still holds it.
+  if (!person.balances.empty()) delta.objective += BalanceDelta(e, weekendChange);
   for (int s : touched_) {
     const int32_t before = typeCount_[static_cast<size_t>(e * t.types + s)];
     const int32_t limit = person.maxShifts[static_cast<size_t>(s)];
@@ -270,16 +324,6 @@ TDelta TEvaluator::RowDelta(int e, int a, int b, const int16_t* shifts) const {
     }
   }
   if (!statusChanged) return delta;
-  // Weekends that meet [a, b].
-  int weekendChange = 0;
-  for (int w = a / 7; w < WeekendCount(t.days); ++w) {
-    const int saturday = 7 * w + 5;
-    if (saturday > b) break;
-    const bool sunday = saturday + 1 < t.days;
-    const bool before = row[saturday] != kOff || (sunday && row[saturday + 1] != kOff);
-    const bool after = at(saturday) != kOff || (sunday && at(saturday + 1) != kOff);
-    weekendChange += after - before;
-  }
   if (weekendChange != 0) {
     const int32_t before = weekends_[static_cast<size_t>(e)];
     delta.violation += Excess(before + weekendChange, person.maxWeekends) - Excess(before, person.maxWeekends);
@@ -356,6 +400,14 @@ void TEvaluator::ApplyRow(int e, int a, int b, const int16_t* shifts, bool moveC
     const int saturday = 7 * w + 5;
     if (saturday > b) break;
     weekends_[static_cast<size_t>(e)] += row[saturday] != kOff || (saturday + 1 < t.days && row[saturday + 1] != kOff);
+  }
+  // The person's balances anew from the counts just kept: a few sums.
+  const std::vector<TBalance>& balances = instance_->employees[static_cast<size_t>(e)].balances;
+  for (size_t i = 0; i < balances.size(); ++i) {
+    balanceCount_[static_cast<size_t>(balanceBegin_[static_cast<size_t>(e)]) + i] =
+        static_cast<int32_t>(BalanceMove(balances[i],
+                                         typeCount_.data() + static_cast<size_t>(e) * types,
+                                         weekends_[static_cast<size_t>(e)]));
   }
 }
 

@@ -31,6 +31,30 @@ std::string RequestProblem(const TInstance& instance, const TRequest& r, const c
   return {};
 }
 
+// A count never exceeds the days, so a range is kept within kMostDays: the
+// weighted deviations of every person then add up far below int64_t's reach.
+std::string BalanceProblem(const TInstance& instance, const TBalance& balance) {
+  const int shifts = static_cast<int>(instance.shifts.size());
+  std::vector<char> seen(instance.shifts.size(), 0);
+  for (int s : balance.shifts) {
+    if (s < 0 || s >= shifts) return "shift type " + std::to_string(s) + " does not exist";
+    if (seen[static_cast<size_t>(s)]++)
+      return "shift type " + std::to_string(s) + " is counted twice";
+  }
+  if (balance.min < 0) return "min " + std::to_string(balance.min) + " is negative";
+  if (balance.max < balance.min) {
+    return "max " + std::to_string(balance.max) + " is below min " + std::to_string(balance.min);
+  }
+  if (balance.max > kMostDays) {
+    return "max " + std::to_string(balance.max) + " is above " + std::to_string(kMostDays);
+  }
+  if (balance.weight < 0 || balance.weight > kMostWeight) {
+    return "weight " + std::to_string(balance.weight) + " is not within 0.." +
+           std::to_string(kMostWeight);
+  }
+  return {};
+}
+
 std::string EmployeeProblem(const TInstance& instance, size_t e) {
   const TEmployee& person = instance.employees[e];
   const std::string name = EmployeeName(instance, e);
@@ -59,6 +83,15 @@ std::string EmployeeProblem(const TInstance& instance, size_t e) {
   }
   for (int64_t cap : person.maxWeekMinutes) {
     if (cap < 0 || cap > kMostMinutes) return name + ": a week's minutes out of range";
+  }
+  if (person.balances.size() > static_cast<size_t>(kMostBalances)) {
+    return name + ": " + std::to_string(person.balances.size()) + " balances, at most " +
+           std::to_string(kMostBalances);
+  }
+  for (size_t i = 0; i < person.balances.size(); ++i) {
+    if (std::string problem = BalanceProblem(instance, person.balances[i]); !problem.empty()) {
+      return name + ": balance " + std::to_string(i) + ": " + problem;
+    }
   }
   return {};
 }

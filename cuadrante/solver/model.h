@@ -17,8 +17,13 @@
 // The run-length minimums hold only for runs that touch neither end of the
 // horizon: nothing is known of the days outside it. The objective, minimised,
 // is soft: the weight of each on-request not granted, of each off-request
-// worked, and per cover line the under weight for each person missing and the
-// over weight for each person too many.
+// worked, per cover line the under weight for each person missing and the
+// over weight for each person too many, and per balance of a person its
+// weight for each shift (or weekend) below its min or above its max. A
+// balance counts the shifts of its types, or the weekends with a Saturday or
+// Sunday worked as maxWeekends does; pinned work counts like any other. It
+// is how a roster spreads nights and weekends fairly: a range of its own for
+// each person, in proportion to the contract.
 //
 // Indices, never names, link the parts; names are kept for reading and
 // writing. `ModelProblem` tells whether the indices hold together and the
@@ -47,6 +52,8 @@ inline constexpr int kMostShiftTypes = 1'000;
 inline constexpr int64_t kMostCells = 32'000'000;  // staff x days x (types + 1)
 inline constexpr int64_t kMostWeight = 1'000'000;
 inline constexpr int64_t kMostMinutes = 1'000'000'000;
+// Balances per person: the evaluator keeps a count of each.
+inline constexpr int kMostBalances = 16;
 
 struct TShiftType {
   std::string id;
@@ -56,6 +63,17 @@ struct TShiftType {
   // night from 22:00 to 06:00 has 360. Only the weekly caps tell it apart.
   // Last, so that {id, minutes, forbiddenNext} still reads as it did.
   int minutesNextDay = 0;
+};
+
+// A soft range on a count of a person's work: `weight` for each unit below
+// `min` or above `max`. Counts the shifts of the types in `shifts` or, when
+// `weekends`, the weekends worked (and then `shifts` is not read).
+struct TBalance {
+  std::vector<int> shifts;  // the shift types counted, each once
+  bool weekends = false;
+  int min = 0;
+  int max = 0;
+  int weight = 0;
 };
 
 struct TEmployee {
@@ -69,6 +87,7 @@ struct TEmployee {
   int maxWeekends = 0;
   std::vector<int> daysOff;
   std::vector<int64_t> maxWeekMinutes;  // per week (WeekCount); empty: no cap
+  std::vector<TBalance> balances;       // at most kMostBalances
 };
 
 // A wish to work (on) or not to work (off) `shift` on `day`.

@@ -361,6 +361,9 @@ TWeights WeightsOf(const TInstance& instance) {
   }
   for (const TRequest& r : instance.onRequests) see(r.weight);
   for (const TRequest& r : instance.offRequests) see(r.weight);
+  for (const TEmployee& person : instance.employees) {
+    for (const TBalance& balance : person.balances) see(balance.weight);
+  }
   weights.lightest = std::max<int64_t>(weights.lightest, 1);
   return weights;
 }

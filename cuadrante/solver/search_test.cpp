@@ -71,6 +71,43 @@ TEST(SolveTest, KeepsPinsAndEndsWithAProofAtZero) {
   EXPECT_LT(result.moves, 5'000'000u);  // the proof ended it early
 }
 
+TEST(SolveTest, SharesNightsAndWeekendsAsTheBalancesAsk) {
+  // Two people cover a day and a night shift every day of a fortnight: any
+  // split of the nights costs nothing but the one the ranges ask, seven
+  // each, and only A's range keeps A off all but one weekend.
+  TInstance instance;
+  instance.days = 14;
+  instance.shifts = {{"D", 480, {}}, {"N", 480, {}}};
+  for (const char* id : {"A", "B"}) {
+    TEmployee person;
+    person.id = id;
+    person.maxShifts = {14, 14};
+    person.maxMinutes = 14 * 480;
+    person.maxConsecutive = 14;
+    person.maxWeekends = 2;
+    person.balances = {{{1}, false, 7, 7, 10}};
+    instance.employees.push_back(person);
+  }
+  instance.employees[0].balances.push_back({{}, true, 0, 1, 10});
+  instance.employees[0].maxShifts = {14, 14};
+  instance.employees[0].maxMinutes = 12 * 480;
+  for (int d = 0; d < 14; ++d) {
+    instance.cover.push_back({d, 0, 1, 100, 1});
+    instance.cover.push_back({d, 1, 1, 100, 1});
+  }
+  const TSearchResult result = Solve(instance, Budget(20'000'000, 1));
+  EXPECT_EQ(result.evaluation.objective.Total(), 0);
+  EXPECT_TRUE(result.optimal);
+  for (int e = 0; e < 2; ++e) {
+    int nights = 0;
+    for (int d = 0; d < 14; ++d) nights += result.roster.At(e, d) == 1;
+    EXPECT_EQ(nights, 7) << "employee " << e;
+  }
+  const int weekendsOfA = (result.roster.At(0, 5) != kOff || result.roster.At(0, 6) != kOff) +
+                          (result.roster.At(0, 12) != kOff || result.roster.At(0, 13) != kOff);
+  EXPECT_LE(weekendsOfA, 1);
+}
+
 TEST(SolveTest, StopsWhenAskedAndReportsProgress) {
   const TInstance instance = GenerateInstance({30, 28, 4}, 2);
   std::atomic<bool> stop{false};
