@@ -270,6 +270,13 @@ void TXMLNode::ClearChildren() const {
   if (node_ != nullptr) pugi::xml_node(node_).remove_children();
 }
 
+bool TXMLNode::RemoveChild(TXMLNode child) const {
+  if (node_ == nullptr || child.node_ == nullptr) return false;
+  const pugi::xml_node parent(node_);
+  const pugi::xml_node removed(child.node_);
+  return removed.parent() == parent && pugi::xml_node(node_).remove_child(removed);
+}
+
 // TXMLDocument --------------------------------------------------------------
 
 TXMLDocument::TXMLDocument() : doc_(std::make_unique<pugi::xml_document>()) {}

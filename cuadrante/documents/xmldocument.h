@@ -111,6 +111,10 @@ class CUADRANTE_API TXMLNode {
   TXMLNode AddChild(std::string_view name) const;
   // Removes every child: elements and text.
   void ClearChildren() const;
+  // Removes the child element `child` with everything under it; answers
+  // false, changing nothing, when it is no child of this element. Handles to
+  // the removed elements dangle afterwards.
+  bool RemoveChild(TXMLNode child) const;
 
  private:
   friend class TXMLDocument;

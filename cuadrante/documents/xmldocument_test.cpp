@@ -125,6 +125,13 @@ TEST(TXMLDocument, ReadsElementsAndTextAndDropsTheRest) {
   EXPECT_EQ(d.GetXML(), "<D>t<E/>tail</D>");
   d.SetText("");
   EXPECT_EQ(d.GetXML(), "<D><E/></D>");
+  // Only a child of the element goes: not a grandchild, not the element.
+  EXPECT_FALSE(root.RemoveChild(d.FirstChild()));
+  EXPECT_FALSE(root.RemoveChild(root));
+  EXPECT_FALSE(root.RemoveChild(TXMLNode()));
+  EXPECT_TRUE(root.RemoveChild(root.FirstChild().NextSibling()));
+  EXPECT_EQ(root.ChildCount(), 3u);
+  EXPECT_EQ(root.FirstChild().NextSibling().Name(), "C");
   root.ClearChildren();
   EXPECT_FALSE(root.FirstChild());
   EXPECT_EQ(root.GetXML(), "<R a=\"1\"/>");
