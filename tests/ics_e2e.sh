@@ -266,6 +266,57 @@ expect 1 "^cuadrante ics: .*nouid.ics: event 1 has no UID$" \
 check "a refused --previous says one line and writes nothing" bash -c \
   "! '$tool' ics '$work/ward.xml' --employee eva --month 2026-11 --previous '$work/nouid.ics' -o '$work/none.ics' 2>'$work/err' && [ \$(wc -l <'$work/err') -eq 1 ] && [ ! -e '$work/none.ics' ]"
 
+# Shifts the engine gave carry the category Motor after their type's, whatever
+# the dictionary; python3-icalendar reads it on those events alone, and a
+# night whose mark alone changes is a change for --previous.
+cat >"$work/filled.xml" <<'XML'
+<PLAN>
+  <POST code="W" name="Sala"><NEED shift="N" people="1"/></POST>
+  <SHIFT code="M" start="07:00" hours="8" type="2" name="Mañana"/>
+  <SHIFT code="N" start="22:00" hours="8" type="2" name="Noche"/>
+  <EMPLOYEE id="eva" name="Eva Sanz" post="W">
+    <ITEM start="2026-12-01" shift="N" by="engine"/>
+    <ITEM start="2026-12-02" shift="M"/>
+    <ITEM start="2026-12-03" shift="N"/>
+    <ITEM start="2026-12-04" shift="N" by="engine"/>
+  </EMPLOYEE>
+</PLAN>
+XML
+printf '[Localization]\nDictionary=.dic\n' >"$work/en.ini"
+printf 'Horario\tShift\r\n' >"$work/en.ini.dic"
+"$tool" ics "$work/filled.xml" --employee eva --month 2026-12 -o "$work/filled.ics" >/dev/null
+"$tool" ics "$work/filled.xml" --employee eva --month 2026-12 --dict "$work/en.ini" -o "$work/filled-en.ics" >/dev/null
+# The planner takes the 4th over; the engine gives the 3rd.
+sed 's|2026-12-04" shift="N" by="engine"|2026-12-04" shift="N"|; s|2026-12-03" shift="N"|2026-12-03" shift="N" by="engine"|' \
+  "$work/filled.xml" >"$work/taken.xml"
+expect 0 'taken.ics: 4 events, 0 cancelled, 2 changed since ' \
+  ics "$work/taken.xml" --employee eva --month 2026-12 --previous "$work/filled.ics" -o "$work/taken.ics"
+check "python3-icalendar reads Motor on the engine's shifts alone, and a changed mark is a new SEQUENCE" \
+  "$py" - "$work/filled.ics" "$work/filled-en.ics" "$work/taken.ics" <<'PY'
+import sys, icalendar
+def rows(path):
+    out = []
+    for e in icalendar.Calendar.from_ical(open(path, 'rb').read()).walk('VEVENT'):
+        cats = e['categories']
+        cats = [str(c) for one in (cats if isinstance(cats, list) else [cats]) for c in one.cats]
+        out.append((e.decoded('dtstart').strftime('%d'), int(e.get('sequence', 0)), cats))
+    return out
+assert rows(sys.argv[1]) == [('01', 0, ['Horario', 'Motor']), ('02', 0, ['Horario']),
+                             ('03', 0, ['Horario']), ('04', 0, ['Horario', 'Motor'])], rows(sys.argv[1])
+assert rows(sys.argv[2]) == [('01', 0, ['Shift', 'Motor']), ('02', 0, ['Shift']),
+                             ('03', 0, ['Shift']), ('04', 0, ['Shift', 'Motor'])], rows(sys.argv[2])
+assert rows(sys.argv[3]) == [('01', 0, ['Horario', 'Motor']), ('02', 0, ['Horario']),
+                             ('03', 1, ['Horario', 'Motor']), ('04', 1, ['Horario'])], rows(sys.argv[3])
+PY
+expect 0 'sound, calendar of' validate "$work/taken.ics"
+"$tool" ics-import "$work/filled.ics" --month 2026-12 --format json >"$work/filled.json" 2>/dev/null
+check "the engine's category leaves the type ics-import reads as it was" "$py" - "$work/filled.json" <<'PY'
+import json, sys
+got = [(p['start'][:10], p['type'], p['code']) for p in json.load(open(sys.argv[1]))]
+assert got == [('2026-12-01', 2, 'N'), ('2026-12-02', 2, 'M'), ('2026-12-03', 2, 'N'),
+               ('2026-12-04', 2, 'N')], got
+PY
+
 # Export, import into a document of boxes, export again: SUMMARY, shift code
 # and type come back; Python's XML parser reads the boxes.
 "$tool" ics-import "$work/ward.ics" --month 2026-11 --tz Europe/Madrid -o "$work/back.xml" >/dev/null 2>&1

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # The planner's picture (`cuadrante plan render`) read back with Python's XML
 # parser: a colour a named shift, the day header again every 25 people, a notch
-# at each midnight a box runs past, week breaches on their own week, and every
-# text through the dictionary. Plans are written here; the pixels are
-# render_browser.sh's.
+# at each midnight a box runs past, week breaches on their own week, shifts the
+# engine gave in their shift's fill inside a border of their own, a need the
+# engine left unfilled red in its post's coverage row, and every text through
+# the dictionary. Plans are written here; the pixels are render_browser.sh's.
 #
 # usage: plan_render_e2e.sh PATH-TO-cuadrante
 source "$(dirname "$0")/e2e.sh" "$@"
@@ -217,10 +218,114 @@ def said(path, plan):
     print(f"{len(texts)} texts")
 
 
+def outline(node):
+    return tuple(node.get(k) for k in ("stroke", "stroke-width", "stroke-dasharray"))
+
+
+def keyed(root):
+    """(the key rect before it or None, text) of each legend line."""
+    g = root.find(f"{NS}g[@class='legend']")
+    lines, key = [], None
+    for child in g:
+        if child.tag == f"{NS}rect":
+            key = child
+        elif child.tag == f"{NS}text":
+            lines.append((key, child.text))
+            key = None
+    return lines
+
+
+def engine(path, plan, text):
+    """The shifts the plan's ITEMs mark by="engine" (all in the picture), and only
+    they, drawn in their shift's fill inside one dark dashed border that no other
+    box has, named in the tooltip, and keyed in the legend as `text` with that
+    border."""
+    root = load(path)
+    made, planned = set(), set()
+    for person in load(plan).iter("EMPLOYEE"):
+        for item in person.iter("ITEM"):
+            y, m, d = item.get("start")[:10].split("-")
+            key = (person.get("id"), f"{d}/{m}", item.get("shift"))
+            (made if item.get("by") == "engine" else planned).add(key)
+    seen, borders, others, fills = set(), set(), set(), {}
+    for person in people(root):
+        for box in boxes(person):
+            title = box.find(f"{NS}title").text
+            day = re.search(r"(\d\d/\d\d) \d\d:\d\d - ", title).group(1)
+            key = (person.get("data-employee"), day, box.get("data-code"))
+            by = box.get("data-by")
+            if (key in made) != (by == "engine"):
+                fault(f"{key}: data-by {by}, the plan says {'engine' if key in made else 'planned'}")
+            if by == "engine":
+                seen.add(key)
+                borders.add(outline(box))
+                if text not in title:
+                    fault(f"{key}: the tooltip '{title}' does not say '{text}'")
+            else:
+                others.add(outline(box))
+            fills.setdefault(box.get("data-code"), set()).add(box.get("fill"))
+    if not seen or seen != made:
+        fault(f"the engine's shifts drawn: {sorted(seen)}, want {sorted(made)}")
+    for code, got in fills.items():
+        if len(got) != 1:
+            fault(f"shift {code} in fills {sorted(got)}: the engine's and the planned apart")
+    for cancelled in root.iter(f"{NS}rect"):
+        if cancelled.get("class") == "cancelled":
+            others.add(outline(cancelled))
+    if len(borders) != 1:
+        fault(f"the engine's boxes have borders {sorted(borders, key=str)}")
+        return
+    border = next(iter(borders))
+    stroke, width, dashes = border
+    dark = sum(int(stroke[k:k + 2], 16) for k in (1, 3, 5)) < 3 * 64
+    if not dashes or not dark or float(width) < 1.5:
+        fault(f"the engine's border {border} is not a dark dashed line of 1.5 px or more")
+    if border in others:
+        fault(f"a box that is not the engine's has its border {border}")
+    keys = [k for k, t in keyed(root) if t == text]
+    if len(keys) != 1 or keys[0] is None or outline(keys[0]) != border:
+        fault(f"legend: {[outline(k) if k is not None else None for k in keys]} keyed as"
+              f" '{text}', want one key of {border}")
+
+
+def red(path, spans):
+    """The coverage rows' red cells, each row under its post's heading: exactly
+    `spans`, given as POST:FROM/TO (ISO, the picture's first day first) with
+    FIRST=YYYY-MM-DD ahead; a post with no span named has no red cell."""
+    root = load(path)
+    xs, width = days(root)
+    first = dt.datetime.fromisoformat(spans[0].split("=")[1])
+    want = {}
+    for span in spans[1:]:
+        post, times = span.split(":", 1)
+        since, until = (dt.datetime.fromisoformat(t) for t in times.split("/"))
+        to_x = lambda t: round(xs[0] + (t - first).total_seconds() / 86400 * width)
+        want.setdefault(post, []).append((to_x(since), to_x(until)))
+    missing = [k for k, t in keyed(root) if t.endswith("huecos: faltan personas")]
+    if len(missing) != 1 or missing[0] is None:
+        fault("legend: no key of the missing people")
+        return
+    fill = missing[0].get("fill")
+    got, post = {}, None
+    for child in root:
+        if child.tag == f"{NS}text" and child.get("font-weight") == "bold":
+            post = child.text.split(" ")[0]
+        elif child.tag == f"{NS}g" and child.get("class") == "coverage":
+            cells = [r for r in child.iter(f"{NS}rect") if r.get("fill") == fill]
+            got[post] = sorted((num(r, "x"), num(r, "x") + num(r, "width")) for r in cells)
+            for cell in cells:
+                title = cell.find(f"{NS}title").text
+                if not re.match(r"\S+ 1: ", title):
+                    fault(f"post {post}: a red cell says '{title}', not one missing")
+    for post in sorted(set(got) | set(want)):
+        if got.get(post, []) != sorted(want.get(post, [])):
+            fault(f"post {post}: red cells over x {got.get(post)}, want {want.get(post, [])}")
+
+
 what = sys.argv[1]
 {"colours": colours, "headers": lambda p, c, e: headers(p, int(c), int(e)),
  "midnights": midnights, "weeks": lambda p, f, e, *m: weeks(p, f, e, m),
- "said": said}[what](*sys.argv[2:])
+ "said": said, "engine": engine, "red": lambda p, *s: red(p, s)}[what](*sys.argv[2:])
 sys.exit(1 if faults else 0)
 EOF
 svgcheck() {
@@ -302,6 +407,52 @@ check "plan check finds the two weeks over the maximum" \
   test "$(grep -c 'week over maximum' "$work/check.out")" -eq 2
 svgcheck weeks "$work/weeks.svg" 2026-11-04 ana 2026-11-02 2026-11-09
 
+# Shifts the engine gave among planned ones, over 1-4 December: the engine left
+# Sala's night of the 3rd unfilled (22:00 to 06:00 on the 4th: red in Sala's
+# coverage row); Eva's planned night of 30 November reaches into the 1st and
+# her night the engine gave on the 4th runs out of the picture (both covered);
+# Urgencias is covered by a rule, so its row stays clear.
+cat >"$work/engine.xml" <<'EOF'
+<PLAN>
+  <POST code="W" name="Sala"><NEED shift="M" people="1"/><NEED shift="N" people="1"/></POST>
+  <POST code="U" name="Urgencias"><NEED shift="M" people="1"/></POST>
+  <SHIFT code="M" start="07:00" hours="8" name="Mañana"/>
+  <SHIFT code="N" start="22:00" hours="8" name="Noche"/>
+  <EMPLOYEE id="ana" name="Ana Ruiz" post="W">
+    <ITEM start="2026-12-01" shift="M"/>
+    <ITEM start="2026-12-02" shift="M" by="engine"/>
+    <ITEM start="2026-12-03" shift="M" by="engine"/>
+    <ITEM start="2026-12-04" shift="M"/>
+  </EMPLOYEE>
+  <EMPLOYEE id="eva" name="Eva Sanz" post="W">
+    <ITEM start="2026-11-30" shift="N"/>
+    <ITEM start="2026-12-01" shift="N" by="engine"/>
+    <ITEM start="2026-12-02" shift="N"/>
+    <ITEM start="2026-12-04" shift="N" by="engine"/>
+  </EMPLOYEE>
+  <EMPLOYEE id="luis" name="Luis Gil" post="U">
+    <RULE shift="M" every="day" from="2026-11-01"/>
+  </EMPLOYEE>
+</PLAN>
+EOF
+render "$work/engine.xml" --from 2026-12-01 --to 2026-12-04 -o "$work/engine.svg"
+svgcheck engine "$work/engine.svg" "$work/engine.xml" "Asignado por el motor"
+svgcheck red "$work/engine.svg" FIRST=2026-12-01 W:2026-12-03T22:00/2026-12-04T06:00
+# The checks can fail: the plan drawn without the engine's marks is held to
+# the marked plan, and with the 3rd's night filled to the gap.
+sed 's/ by="engine"//' "$work/engine.xml" >"$work/unmarked.xml"
+render "$work/unmarked.xml" --from 2026-12-01 --to 2026-12-04 -o "$work/unmarked.svg"
+check "a picture without the engine's marks fails the engine check" bash -c \
+  "! python3 '$work/svgcheck.py' engine '$work/unmarked.svg' '$work/engine.xml' 'Asignado por el motor' >/dev/null"
+check "a picture without the engine's shifts has no key of them" bash -c \
+  "! grep -q 'Asignado por el motor' '$work/unmarked.svg'"
+sed 's|<ITEM start="2026-12-04" shift="N" by="engine"/>|&<ITEM start="2026-12-03" shift="N"/>|' \
+  "$work/engine.xml" >"$work/filled.xml"
+render "$work/filled.xml" --from 2026-12-01 --to 2026-12-04 -o "$work/filled.svg"
+svgcheck red "$work/filled.svg" FIRST=2026-12-01
+check "a picture without the gap fails the red check" bash -c \
+  "! python3 '$work/svgcheck.py' red '$work/filled.svg' FIRST=2026-12-01 W:2026-12-03T22:00/2026-12-04T06:00 >/dev/null"
+
 # Every text through the dictionary: a dictionary of one row collects the
 # picture's texts; with all of them translated, nothing else is left.
 printf '[Localization]\nDictionary=.dic\n' >"$work/en.ini"
@@ -310,8 +461,11 @@ render "$work/shifts.xml" --from 2026-11-01 --to 2026-11-14 -o "$work/collect.sv
   --dict "$work/en.ini" --collect
 render "$work/weeks.xml" --from 2026-11-04 --to 2026-11-22 -o "$work/collect.svg" \
   --dict "$work/en.ini" --collect
+render "$work/engine.xml" --from 2026-12-01 --to 2026-12-04 -o "$work/collect.svg" \
+  --dict "$work/en.ini" --collect
 for text in Cobertura faltan sobran "Anulado por ausencia" "Sigue tras la medianoche" \
-  "week over maximum" "incumplimientos (plan check)" "semanas incumplidas"; do
+  "week over maximum" "incumplimientos (plan check)" "semanas incumplidas" \
+  "Asignado por el motor"; do
   check "--collect gathers '$text'" grep -q "^$text	<N/A>" "$work/en.ini.dic"
 done
 sed -i 's/^\([^\t]*\)\t.*/\1\t«\1»\r/' "$work/en.ini.dic"
@@ -321,6 +475,10 @@ svgcheck said "$work/said.svg" "$work/shifts.xml"
 render "$work/weeks.xml" --from 2026-11-04 --to 2026-11-22 -o "$work/said-weeks.svg" \
   --dict "$work/en.ini"
 svgcheck said "$work/said-weeks.svg" "$work/weeks.xml"
+render "$work/engine.xml" --from 2026-12-01 --to 2026-12-04 -o "$work/said-engine.svg" \
+  --dict "$work/en.ini"
+svgcheck said "$work/said-engine.svg" "$work/engine.xml"
+svgcheck engine "$work/said-engine.svg" "$work/engine.xml" "«Asignado por el motor»"
 # The check can fail: the untranslated picture has words of its own.
 if python3 "$work/svgcheck.py" said "$work/shifts.svg" "$work/shifts.xml" >/dev/null; then
   check "an untranslated picture fails the dictionary check" false

@@ -184,6 +184,93 @@ else
   fail "whole-days screenshot"
 fi
 
+# Shifts the engine gave, in Chromium's pixels: the picture passes the probe
+# (fills, swatches, a clean background); the top edge of each box the engine
+# gave shows its border's dark dashes in turn with its fill, that of a planned
+# box no dash; the legend's key shows the dashes; and the nights the engine
+# left unfilled are red in the coverage row.
+cat >"$work/engine.xml" <<'EOF'
+<PLAN>
+  <POST code="W" name="Sala"><NEED shift="N" people="1"/></POST>
+  <SHIFT code="M" start="07:00" hours="8" name="Mañana"/>
+  <SHIFT code="N" start="22:00" hours="8" name="Noche"/>
+  <EMPLOYEE id="ana" name="Ana Ruiz" post="W">
+    <ITEM start="2026-12-01" shift="M"/>
+    <ITEM start="2026-12-02" shift="M" by="engine"/>
+  </EMPLOYEE>
+  <EMPLOYEE id="eva" name="Eva Sanz" post="W">
+    <ITEM start="2026-12-01" shift="N" by="engine"/>
+    <ITEM start="2026-12-02" shift="N"/>
+  </EMPLOYEE>
+</PLAN>
+EOF
+svg=$work/plan-engine.svg
+if "$tool" plan render "$work/engine.xml" --from 2026-12-01 --to 2026-12-04 -o "$svg" \
+  >"$work/render.out" 2>&1 && screenshot "$svg" "$work/plan-engine.png"; then
+  if probe_expect 0 'all pass' -- "$svg" "$work/plan-engine.png"; then
+    pass "plan-engine screenshot matches the SVG"
+  else
+    fail "plan-engine screenshot matches the SVG"
+  fi
+  if out=$(python3 - "$root/tests" "$svg" "$work/plan-engine.png" 2>&1 <<'EOF'
+import sys
+import xml.etree.ElementTree as ET
+sys.path.insert(0, sys.argv[1])
+from svgprobe import Image, colour, near
+NS = "{http://www.w3.org/2000/svg}"
+root, png = ET.parse(sys.argv[2]).getroot(), Image(sys.argv[3])
+dark = (0x11, 0x11, 0x11)
+
+# The midnight notches are as dark as the border: their columns are left out.
+notches = [float(l.get("x1")) for l in root.iter(f"{NS}line") if l.get("class") == "midnight"]
+
+def top_edge(rect):
+    """(dark pixels, pixels of the fill) along the rect's top row, corners left out."""
+    x, y, w = (int(rect.get(k)) for k in ("x", "y", "width"))
+    row = [png.at(i, y) for i in range(x + 1, x + w - 1)
+           if all(abs(i + 0.5 - n) > 2 for n in notches)]
+    fill = colour(rect.get("fill")) if rect.get("fill") != "none" else (255, 255, 255)
+    return sum(near(p, dark) for p in row), sum(near(p, fill) for p in row)
+
+faults = []
+boxes = [r for r in root.iter(f"{NS}rect") if r.get("class") == "box"]
+made = [b for b in boxes if b.get("data-by") == "engine"]
+planned = [b for b in boxes if b.get("data-by") is None]
+if len(made) != 2 or len(planned) != 2:
+    faults.append(f"{len(made)} boxes of the engine and {len(planned)} planned, want 2 and 2")
+for box in made:
+    ink, fill = top_edge(box)
+    if ink < 3 or fill < 2:
+        faults.append(f"engine box at x {box.get('x')}: {ink} dark and {fill} fill pixels on its top")
+for box in planned:
+    ink, _ = top_edge(box)
+    if ink:
+        faults.append(f"planned box at x {box.get('x')}: {ink} dark pixels on its top")
+keys = [r for r in root.find(f"{NS}g[@class='legend']").iter(f"{NS}rect")
+        if r.get("stroke-dasharray") == made[0].get("stroke-dasharray")] if made else []
+if len(keys) != 1 or top_edge(keys[0])[0] < 3:
+    faults.append(f"{len(keys)} legend keys with the engine's dashes, or no dashes in the pixels")
+# The night before the 1st (to 06:00), the 3rd's and the 4th's are unfilled.
+red = [r for r in root.iter(f"{NS}rect") if r.get("class") == "gap"]
+if len(red) != 3:
+    faults.append(f"{len(red)} cells in the coverage row, want 3")
+for cell in red:
+    x, y, w, h = (int(cell.get(k)) for k in ("x", "y", "width", "height"))
+    got = png.at(x + w // 2, y + h // 2)
+    if not near(got, colour(cell.get("fill"))) or not near(got, (0xd7, 0x19, 0x1c)):
+        faults.append(f"coverage cell at x {x}: {got} at its middle, want red {cell.get('fill')}")
+print("\n".join(faults) or f"{len(made)} engine boxes, {len(red)} red cells")
+sys.exit(1 if faults else 0)
+EOF
+  ); then
+    pass "the engine's border and the unfilled nights show in Chromium's pixels: $out"
+  else
+    fail "the engine's border and the unfilled nights in Chromium's pixels:"$'\n'"$out"
+  fi
+else
+  fail "plan-engine render or screenshot: $(cat "$work/render.out")"
+fi
+
 # Negative controls on the ward: each tampering must be caught by the plan checks.
 svg=$work/plan-ward.svg
 if [ -s "$svg" ] && [ -s "$work/plan-ward.png" ]; then

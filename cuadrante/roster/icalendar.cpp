@@ -194,7 +194,12 @@ void WriteEvent(std::string& out, const TCalendarEvent& event, const TCalendarOp
   if (event.sequence > 0) Line(out, "SEQUENCE:" + std::to_string(event.sequence));
   if (event.cancelled) Line(out, "STATUS:CANCELLED");
   Line(out, "SUMMARY:" + EscapeText(event.summary));
-  if (!event.category.empty()) Line(out, "CATEGORIES:" + EscapeText(event.category));
+  // The engine's mark is a second category: a reader that shows one shows it,
+  // and a change of the mark alone is a change (FollowPrevious counts it), so a
+  // shift the planner takes over from the engine loses the mark on the phone.
+  std::string categories = EscapeText(event.category);
+  if (event.byEngine) categories += (categories.empty() ? "" : ",") + EscapeText(kEngineCategory);
+  if (!categories.empty()) Line(out, "CATEGORIES:" + categories);
   if (event.transparent) Line(out, "TRANSP:TRANSPARENT");
   Line(out, "X-CUADRANTE-TYPE:" + std::to_string(static_cast<int>(event.type)));
   // The code in a property of its own: SUMMARY is for people, who may edit it.
@@ -559,6 +564,7 @@ std::vector<TCalendarEvent> EventsOfRoster(const TPlan& plan, const TPersonRoste
         EventOf(scope, "", item.start, item.seconds, item.type, std::move(summary), label);
     event.uid = SlotUid(scope, TFecha(DayStart(item.start)), slots.at(&item));
     event.shift = item.code;
+    event.byEngine = item.byEngine;
     events.push_back(std::move(event));
   }
   return events;
@@ -662,8 +668,16 @@ TCalendarEvent Cancellation(const TOldEvent& old, const TZone* zone) {
   event.type =
       type >= 0 && type < kTimePointTypeCount ? static_cast<TTimePointType>(type) : tptNone;
   event.summary = Text(icalcomponent_get_summary(e));
-  if (icalproperty* category = icalcomponent_get_first_property(e, ICAL_CATEGORIES_PROPERTY))
-    event.category = Text(icalproperty_get_categories(category));
+  // libical gives each value of a CATEGORIES list a property of its own.
+  for (icalproperty* p = icalcomponent_get_first_property(e, ICAL_CATEGORIES_PROPERTY);
+       p != nullptr; p = icalcomponent_get_next_property(e, ICAL_CATEGORIES_PROPERTY)) {
+    const std::string value = Text(icalproperty_get_categories(p));
+    if (value == kEngineCategory) {
+      event.byEngine = true;
+    } else if (event.category.empty()) {
+      event.category = value;
+    }
+  }
   event.shift = XValue(e, "X-CUADRANTE-SHIFT").value_or("");
   event.transparent = true;  // nothing happens then any more
   event.cancelled = true;

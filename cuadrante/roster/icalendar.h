@@ -56,9 +56,16 @@ struct TCalendarEvent {
   std::string shift;         // the shift's code, as X-CUADRANTE-SHIFT; "" for none
   bool transparent = false;  // absences leave the person's time free
   bool cancelled = false;    // STATUS:CANCELLED: an event of an earlier export that is gone
+  bool byEngine = false;     // a shift the engine gave: kEngineCategory joins CATEGORIES
   int sequence = 0;          // SEQUENCE: how often the event changed since its first export
   std::optional<TRecurrence> recurrence;
 };
+
+// The category that marks an event of a shift the auto-rostering engine gave,
+// after the type's label ("CATEGORIES:Horario,Motor"). It is the same whatever
+// the dictionary, so a calendar's filter or colour rule on it keeps working; a
+// reader that knows no categories still has the event as it was.
+inline constexpr std::string_view kEngineCategory = "Motor";
 
 struct TCalendarOptions {
   const TZone* zone = nullptr;          // null: floating times
@@ -116,7 +123,8 @@ CUADRANTE_API TRuleEvents EventsOfRule(const TCyclePoint& rule, TFecha firstDay,
                                        const TZone* zone = nullptr);
 
 // A person's roster: shift code and name where the plan gives them, the type
-// otherwise; `withName` adds the person's name (a post's calendar). Work that
+// otherwise; `withName` adds the person's name (a post's calendar); a shift
+// the engine gave is marked `byEngine`. Work that
 // an absence cancels is left out. Each event's UID is its slot (SlotUid with
 // the employee's id, the day it starts and its place among that day's events
 // by start), so a shift that moves keeps the UID of the slot it lands in and
@@ -138,7 +146,7 @@ struct TFollowed {
 // them, so that a calendar application that took that one updates rather than
 // adds. An event whose UID was there takes that event's SEQUENCE, one more
 // when anything but its UID, DTSTAMP and SEQUENCE differs (times, summary,
-// type, status: libical reads both sides); every event of `previous` whose
+// type, status, the engine's mark: libical reads both sides); every event of `previous` whose
 // UID is gone is appended, in its order, as a cancellation: the same UID,
 // STATUS:CANCELLED, its old times (on the wall clock of `options.zone` when
 // it had one) and texts, SEQUENCE one more than before, or the same when it

@@ -460,6 +460,97 @@ TEST(ICalendar, FollowingAnEarlierExportCancelsWhatIsGoneAndCountsChanges) {
   }
 }
 
+// Eva's nights on the 3rd and 4th, each with the ITEM attributes given (the
+// engine's mark, or nothing); an empty text leaves that night out.
+TPlan NightsPlan(const std::string& third, const std::string& fourth) {
+  std::string xml =
+      "<PLAN><SHIFT code=\"N\" start=\"22:00\" hours=\"8\" type=\"2\" name=\"Noche\"/>"
+      "<EMPLOYEE id=\"eva\" name=\"Eva Sanz\">";
+  if (third != "-") xml += "<ITEM start=\"2026-11-03\" shift=\"N\"" + third + "/>";
+  if (fourth != "-") xml += "<ITEM start=\"2026-11-04\" shift=\"N\"" + fourth + "/>";
+  return ReadPlan(xml + "</EMPLOYEE></PLAN>");
+}
+
+// "dd/mm SEQUENCE [cancelled] category|category..." of each event, the
+// categories as libical reads them.
+std::vector<std::string> Categorised(const std::string& ics) {
+  std::vector<std::string> problems;
+  TComponentPtr root = ParseChecked(ics, problems);
+  EXPECT_EQ(problems, std::vector<std::string>{});
+  std::vector<std::string> seen;
+  for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT); e;
+       e = icalcomponent_get_next_component(root.get(), ICAL_VEVENT_COMPONENT)) {
+    std::string categories;
+    for (icalproperty* p = icalcomponent_get_first_property(e, ICAL_CATEGORIES_PROPERTY); p;
+         p = icalcomponent_get_next_property(e, ICAL_CATEGORIES_PROPERTY))
+      categories += (categories.empty() ? "" : "|") + std::string(icalproperty_get_categories(p));
+    const bool cancelled = icalcomponent_get_status(e) == ICAL_STATUS_CANCELLED;
+    seen.push_back(WallOf(icalcomponent_get_dtstart(e)).ToString("dd/mm") + " " +
+                   std::to_string(icalcomponent_get_sequence(e)) +
+                   (cancelled ? " cancelled " : " ") + categories);
+  }
+  return seen;
+}
+
+TEST(ICalendar, AShiftTheEngineGaveCarriesItsCategoryAndItsMarkCountsAsAChange) {
+  const TFecha first = At(2026, 11, 2), last = At(2026, 11, 8);
+  const std::string engine = " by=\"engine\"";
+  const std::string label = PlainTypeLabel(tptTimetable);
+  const auto events = [&](const std::string& third, const std::string& fourth) {
+    return EvaEvents(NightsPlan(third, fourth), first, last);
+  };
+  const TCalendarOptions options{nullptr, Stamp()};
+  // The mark goes with the event made from the engine's ITEM, after the
+  // type's label; a type labelled with a comma stays one category.
+  const std::vector<TCalendarEvent> marked = events(engine, "");
+  ASSERT_EQ(marked.size(), 2u);
+  EXPECT_TRUE(marked[0].byEngine);
+  EXPECT_FALSE(marked[1].byEngine);
+  const std::string ics = WriteCalendar(marked, options);
+  EXPECT_NE(ics.find("CATEGORIES:" + label + "," + std::string(kEngineCategory) + "\r\n"),
+            std::string::npos);
+  EXPECT_EQ(Categorised(ics),
+            (std::vector<std::string>{"03/11 0 " + label + "|Motor", "04/11 0 " + label}));
+  std::vector<TCalendarEvent> comma = marked;
+  comma[0].category = "Turno, noche";
+  EXPECT_EQ(Categorised(WriteCalendar(comma, options)).front(), "03/11 0 Turno, noche|Motor");
+  TCalendarEvent bare = marked[0];
+  bare.category.clear();
+  EXPECT_NE(WriteCalendar(std::vector<TCalendarEvent>{bare}, options).find("CATEGORIES:Motor\r\n"),
+            std::string::npos);
+
+  // Following an earlier export: a night whose mark alone changed is a change
+  // (the phone must show the planner took it over, or the engine gave it);
+  // the same plan again changes nothing; a night the engine gave that is gone
+  // is cancelled with its mark.
+  struct Case {
+    std::string third, fourth;  // of the plan followed, after marked's
+    size_t changed, cancelled;
+    std::vector<std::string> seen;
+  };
+  for (const Case& c : std::vector<Case>{
+           {engine, "", 0, 0, {"03/11 0 " + label + "|Motor", "04/11 0 " + label}},
+           {"", engine, 2, 0, {"03/11 1 " + label, "04/11 1 " + label + "|Motor"}},
+           {engine, engine, 1, 0, {"03/11 0 " + label + "|Motor", "04/11 1 " + label + "|Motor"}},
+           {"-",
+            engine,
+            1,
+            1,
+            {"04/11 1 " + label + "|Motor", "03/11 1 cancelled " + label + "|Motor"}},
+       }) {
+    std::vector<TCalendarEvent> next = events(c.third, c.fourth);
+    const TFollowed followed = FollowPrevious(next, ics, options);
+    EXPECT_EQ(followed.changed, c.changed) << c.third << " " << c.fourth;
+    EXPECT_EQ(followed.cancelled, c.cancelled) << c.third << " " << c.fourth;
+    const std::string written = WriteCalendar(next, options);
+    EXPECT_EQ(Categorised(written), c.seen) << c.third << " " << c.fourth;
+    // Followed once more, the calendar stays as it is, mark and all.
+    std::vector<TCalendarEvent> again = events(c.third, c.fourth);
+    EXPECT_EQ(FollowPrevious(again, written, options).changed, 0u);
+    EXPECT_EQ(WriteCalendar(again, options), written);
+  }
+}
+
 // The calendar's last day: an all-day event on 31/12/9999 ends in a year no
 // date can say, so it gives its DURATION and reads back whole; a year 5000
 // event keeps its DTEND. A bound on the text stops the writer before it passes.

@@ -3,7 +3,8 @@
 // lanes its items need and framed by lines, with the name in its middle, so a
 // bar always reads as the person beside it. Named shifts have a colour each,
 // items without a shift their type's colour, whole-day absences a light tint;
-// planned work that leave cancels is a struck outline, never a filled box.
+// planned work that leave cancels is a struck outline, never a filled box;
+// a shift the engine gave keeps its shift's fill inside a dashed dark border.
 // Plan holidays tint their column and mark their day in the header; the day
 // header comes back every 25 people. A box that runs past midnight carries a
 // notch at each midnight it crosses. Breaches of a week are a labelled band
@@ -58,6 +59,13 @@ constexpr const char* kWeekBand = "#fde0e0";
 constexpr const char* kFrame = "#8c8c8c";
 constexpr const char* kNotch = "#111111";
 constexpr const char* kCancelled = "#6e6e6e";
+// The engine's border: dark and dashed, so it shows on any fill, in grey
+// print, and apart from the thin grey edge of a planned box and the light
+// dashes of a cancelled one. Two pixels on the box's edge leave its inside,
+// where the fill is read, untouched.
+constexpr const char* kEngine = "#111111";
+constexpr const char* kEngineDashes = "4,2";
+constexpr int kEngineStroke = 2;
 
 // The place of the shift that `code` names in the plan, or nothing.
 std::optional<size_t> ShiftIndex(const roster::TPlan& plan, const std::string& code) {
@@ -251,6 +259,7 @@ struct Colours {
   std::vector<std::pair<std::pair<int, bool>, std::string>> types;  // (type, whole days), fill
   bool cancelled = false;
   bool midnight = false;
+  bool engine = false;
 };
 
 // Where an item's box goes in its person's block, and what its tooltip says.
@@ -299,15 +308,22 @@ std::string UseTypeFill(int type, bool wholeDays, Colours& colours) {
   return fill;
 }
 
-// The filled box with its code in the middle, clear of the box's edges.
+// The filled box with its code in the middle, clear of the box's edges; the
+// engine's border on a shift the engine gave.
 void DrawBox(TPicture& picture, const roster::TRosterItem& item, const BoxPlace& box,
              const std::string& fill) {
-  picture.Rect("box", item.start.Value(), item.End(), box.y, box.height, fill,
-               {{"data-type", static_cast<int>(item.type)},
-                {"data-code", item.code},
-                {"stroke", "#555555"},
-                {"stroke-width", "0.5"}},
-               box.label + " " + box.times);
+  Attributes edge = {{"data-type", static_cast<int>(item.type)}, {"data-code", item.code}};
+  if (item.byEngine) {
+    edge.insert(edge.end(), {{"data-by", "engine"},
+                             {"stroke", kEngine},
+                             {"stroke-width", kEngineStroke},
+                             {"stroke-dasharray", kEngineDashes}});
+  } else {
+    edge.insert(edge.end(), {{"stroke", "#555555"}, {"stroke-width", "0.5"}});
+  }
+  picture.Rect("box", item.start.Value(), item.End(), box.y, box.height, fill, edge,
+               box.label + " " + box.times +
+                   (item.byEngine ? " (" + Say("Asignado por el motor") + ")" : ""));
   if (!item.code.empty() && box.width >= 6 * static_cast<int>(Characters(item.code)) + 8) {
     picture.Svg().Text(box.x + box.width / 2, box.y + 11, item.code,
                        {{"font-size", "9"}, {"text-anchor", "middle"}, {"fill", InkFor(fill)}});
@@ -345,6 +361,7 @@ void DrawItem(TPicture& picture, const roster::TRosterItem& item, const BoxPlace
   const std::optional<size_t> shift = ShiftIndex(colours.plan, item.code);
   const bool wholeDays = !shift && item.FillsWholeDays();
   if (shift) colours.shiftsDrawn[*shift] = true;
+  colours.engine = colours.engine || item.byEngine;
   const std::string fill = shift ? ShiftFill(*shift) : UseTypeFill(item.type, wholeDays, colours);
   DrawBox(picture, item, box, fill);
   if (!wholeDays) DrawMidnights(picture, item, box, colours);
@@ -622,6 +639,19 @@ void DrawMidnightKey(TPicture& p, int ly) {
                 {"stroke-width", "2"}});
 }
 
+// A white box in the engine's border: the border is the key, whatever the fill.
+void DrawEngineKey(TPicture& p, int ly) {
+  p.Svg().Rect({{"class", "key"},
+                {"x", kMargin + 1},
+                {"y", ly + 1},
+                {"width", 12},
+                {"height", 12},
+                {"fill", "#ffffff"},
+                {"stroke", kEngine},
+                {"stroke-width", kEngineStroke},
+                {"stroke-dasharray", kEngineDashes}});
+}
+
 void DrawWeekKey(TPicture& p, int ly) {
   p.Svg().Rect({{"class", "key"},
                 {"x", kMargin},
@@ -636,6 +666,7 @@ void DrawWeekKey(TPicture& p, int ly) {
 void AddMarkEntries(std::vector<LegendEntry>& legend, const Colours& colours, bool holidays,
                     const std::vector<roster::TBreach>& breaches,
                     const std::vector<roster::TCoverageGap>& gaps) {
+  if (colours.engine) legend.push_back({"", Say("Asignado por el motor"), DrawEngineKey});
   if (colours.cancelled) legend.push_back({"", Say("Anulado por ausencia"), DrawCancelledKey});
   if (colours.midnight) legend.push_back({"", Say("Sigue tras la medianoche"), DrawMidnightKey});
   if (holidays) legend.push_back({"", Say("Festivo del plan"), KeyBar(kHolidayFill, 12)});
@@ -724,7 +755,7 @@ int RunPlanRender(const roster::TPlan& plan, TFecha first, TFecha last, const st
 
   // Draw the rows first: what they use sets the legend's length.
   TPicture body = picture;
-  Colours colours{plan, std::vector<bool>(plan.shifts.size(), false), {}, false, false};
+  Colours colours{plan, std::vector<bool>(plan.shifts.size(), false), {}, false, false, false};
   DrawBands(body, layout, people.blocks, gaps, holidays, colours);
   std::vector<LegendEntry> legend = ColourEntries(plan, colours);
   AddMarkEntries(legend, colours, !holidays.empty(), breaches, gaps);
