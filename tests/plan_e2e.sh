@@ -304,4 +304,86 @@ expect 1 "EMPLOYEE eva: REQUEST 1: shift 'Q' is no SHIFT of the plan" plan solve
 sed 's|posts="UCI URG"|posts="UCI QUIRO"|' "$open" >"$work/badposts.xml"
 expect 1 "EMPLOYEE eva: posts names 'QUIRO', which is no POST of the plan" plan solve "$work/badposts.xml" --month 2026-12
 
+
+# Fairness: the spread of each post is the most less the least of its
+# people's rows, the objective is the sum of its parts, and --fair shows the
+# plain roster's spread and objective beside its own.
+"$tool" plan solve "$open" --month 2026-12 --time-limit 1 --fair >"$work/fair.txt"
+check "plan solve --fair: parts add up to the objective, spreads to the people's rows" python3 - "$work/fair.txt" <<'PY'
+import re, sys
+text = open(sys.argv[1]).read()
+parts = dict(re.findall(r"^  (people missing|people too many|wishes not met|fairness) +(-?\d+)$", text, re.M))
+objective = int(re.search(r"^objective +(\d+)$", text, re.M).group(1))
+assert len(parts) == 4 and sum(map(int, parts.values())) == objective, (parts, objective)
+people = [l.split() for l in text.splitlines() if re.match(r"^\S+ +\S+ +\d+ +\d+ +\d+ +-?\d+:\d\d ", l)]
+assert len(people) == 8, people
+spreads = [l.split() for l in text.splitlines() if re.match(r"^(UCI|URG) +\d+ \(\d+\)", l)]
+assert spreads, text
+for row in spreads:
+    post = [p for p in people if p[1] == row[0]]
+    for column, at in (("nights", 1), ("weekends", 3), ("holidays", 5)):
+        counts = [int(p[1 + (at + 1) // 2]) for p in post]
+        assert int(row[at]) == max(counts) - min(counts), (column, row, post)
+cost = re.search(r"^fairness cost +(-?\d+) \(objective without it (\d+)\)$", text, re.M)
+assert cost and int(cost.group(1)) == objective - int(parts["fairness"]) - int(cost.group(2)), cost
+PY
+
+# Re-planning after a sick call: the engine's shifts before the day stay as
+# they were, none is left on the sick days, the changes listed are exactly
+# what differs between the two documents, and the phone's calendar cancels
+# the sick days' shifts.
+sick=$(python3 - "$work/filled.xml" "$work/sick.xml" <<'PY'
+import collections, sys, xml.etree.ElementTree as ET
+tree = ET.parse(sys.argv[1])
+count = collections.Counter(e.get("id") for e in tree.getroot().iter("EMPLOYEE") for i in e.iter("ITEM")
+                            if i.get("by") == "engine" and "2026-12-15" <= i.get("start")[:10] <= "2026-12-17")
+who = count.most_common(1)[0][0]
+person = next(e for e in tree.getroot().iter("EMPLOYEE") if e.get("id") == who)
+person.append(ET.Element("LEAVE", {"from": "2026-12-15", "to": "2026-12-17"}))
+tree.write(sys.argv[2], encoding="utf-8", xml_declaration=True)
+print(who)
+PY
+)
+"$tool" ics "$work/filled.xml" --month 2026-12 --employee "$sick" -o "$work/before.ics"
+"$tool" plan solve "$work/sick.xml" --replan --from 2026-12-14 --time-limit 1 --format json \
+  -o "$work/refilled.xml" >"$work/changes.json"
+check "plan solve --replan: the past kept, the sick days emptied, the changes listed are the documents' differences" python3 - "$work/filled.xml" "$work/refilled.xml" "$work/changes.json" "$sick" <<'PY'
+import json, sys, xml.etree.ElementTree as ET
+def engine(path):
+    return {(e.get("id"), i.get("start")[:10]): (i.get("shift"), i.get("post") or e.get("post"))
+            for e in ET.parse(path).getroot().iter("EMPLOYEE") for i in e.iter("ITEM") if i.get("by") == "engine"}
+before, after = engine(sys.argv[1]), engine(sys.argv[2])
+assert {k: v for k, v in before.items() if k[1] < "2026-12-14"} == {k: v for k, v in after.items() if k[1] < "2026-12-14"}
+assert not [k for k in after if k[0] == sys.argv[4] and "2026-12-15" <= k[1] <= "2026-12-17"], after
+differ = {k for k in set(before) | set(after) if k[1] >= "2026-12-14" and before.get(k) != after.get(k)}
+rows = json.load(open(sys.argv[3]))
+listed = {(r["employee"], r["date"]) for r in rows}
+assert listed == differ, (sorted(listed ^ differ))
+for r in rows:
+    key = (r["employee"], r["date"])
+    assert (r["before"], r["beforePost"]) == (before[key] if key in before else ("", "")), r
+    assert (r["after"], r["afterPost"]) == (after[key] if key in after else ("", "")), r
+PY
+expect 0 '^0 breaches$' plan check "$work/refilled.xml" --month 2026-12
+"$tool" ics "$work/refilled.xml" --month 2026-12 --employee "$sick" --previous "$work/before.ics" -o "$work/after.ics"
+check "ics --previous after a re-plan takes the sick days' shifts off the phone (python3-icalendar)" /usr/bin/python3 - "$work/before.ics" "$work/after.ics" <<'PY'
+import sys, icalendar
+def events(path):
+    return [e for e in icalendar.Calendar.from_ical(open(path, "rb").read()).walk("VEVENT")]
+was = {str(e["UID"]): e for e in events(sys.argv[1])}
+sick = {u for u, e in was.items() if "2026-12-15" <= e.decoded("DTSTART").isoformat()[:10] <= "2026-12-17"
+        and "Motor" in str(e.get("CATEGORIES").to_ical() if e.get("CATEGORIES") else b"")}
+now = {str(e["UID"]): e for e in events(sys.argv[2])}
+assert sick, was
+for uid in sick:
+    # The slot's event is cancelled, or it is now the leave: a new version.
+    e = now[uid]
+    assert str(e.get("STATUS")) == "CANCELLED" or (
+        int(e.get("SEQUENCE", 0)) > int(was[uid].get("SEQUENCE", 0)) and e["SUMMARY"] != was[uid]["SUMMARY"]), uid
+PY
+expect 2 'replan needs --from DATE' plan solve "$work/sick.xml" --month 2026-12 --replan
+expect 2 'change-weight goes with --replan' plan solve "$open" --month 2026-12 --change-weight 3
+expect 2 'replan takes --month, not --to' plan solve "$work/sick.xml" --replan --from 2026-12-14 --to 2026-12-20
+expect 2 'is not in --month 2026-11' plan solve "$work/sick.xml" --replan --from 2026-12-14 --month 2026-11
+
 finish

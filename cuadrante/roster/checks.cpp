@@ -20,10 +20,6 @@ THoursKind KindOfType(TTimePointType type) {
   return KindOf(probe);
 }
 
-bool IsWork(const TRosterItem& item) {
-  return item.Counts() && item.seconds > TDuration() && KindOfType(item.type) == THoursKind::kWork;
-}
-
 std::string HoursText(TDuration length) {
   const int64_t seconds = length.Value();
   char text[32];
@@ -100,7 +96,7 @@ class TPersonCheck {
                     false);
     for (const TRosterItem& item : roster_.items) {
       const int64_t day = (item.start.Date() - first_.Value()) / kSecondsPerDay;
-      if (IsWork(item) && item.start >= first_ && day < static_cast<int64_t>(working_.size()))
+      if (item.IsWork() && item.start >= first_ && day < static_cast<int64_t>(working_.size()))
         working_[static_cast<size_t>(day)] = true;
     }
   }
@@ -167,7 +163,7 @@ class TPersonCheck {
   void Holidays() {
     if (post_ != nullptr && post_->worksHolidays) return;
     for (const TRosterItem& item : roster_.items) {
-      if (!IsWork(item)) continue;
+      if (!item.IsWork()) continue;
       for (const TFecha holiday : plan_.holidays) {
         const int64_t from = std::max(item.start.Value(), holiday.Value());
         const int64_t to = std::min(item.End().Value(), holiday.Value() + kSecondsPerDay);
@@ -187,7 +183,7 @@ class TPersonCheck {
   void Rest() {
     const TRosterItem* previous = nullptr;
     for (const TRosterItem& item : roster_.items) {
-      if (!IsWork(item)) continue;
+      if (!item.IsWork()) continue;
       if (previous != nullptr && item.start >= previous->End()) {
         const TDuration gap = Elapsed(previous->End(), item.start);
         if (gap < limits_.minRestSeconds) {
@@ -394,7 +390,8 @@ std::vector<TCoverageGap> CheckCoverage(const TPlan& plan,
       spans.clear();
       for (const TRosterItem& item : roster.items) {
         const std::string& covers = item.post.empty() ? roster.employee->post : item.post;
-        if (covers == post.code && IsWork(item)) spans.emplace_back(item.start.Value(), item.End());
+        if (covers == post.code && item.IsWork())
+          spans.emplace_back(item.start.Value(), item.End());
       }
       std::sort(spans.begin(), spans.end());
       for (size_t i = 0; i < spans.size();) {

@@ -1,7 +1,9 @@
 #include "cuadrante/roster/fill.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
+#include <numeric>
 #include <string>
 #include <tuple>
 
@@ -10,6 +12,7 @@
 #include "cuadrante/roster/dayhours.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/runtime/exception.h"
+#include "cuadrante/time/isotext.h"
 
 namespace cuadrante::roster {
 namespace {
@@ -22,14 +25,15 @@ bool IsHolidayOf(const TPlan& plan, int64_t day) {
   return std::find(plan.holidays.begin(), plan.holidays.end(), TFecha(day)) != plan.holidays.end();
 }
 
-bool Lists(const std::vector<std::string>& codes, const std::string& code) {
-  return std::find(codes.begin(), codes.end(), code) != codes.end();
+// The checks hold holidays by the person's own post, whichever post the
+// work is at.
+bool WorksHolidays(const TPlan& plan, const TEmployee& employee) {
+  const TPost* own = plan.FindPost(employee.post);
+  return own != nullptr && own->worksHolidays;
 }
 
-THoursKind KindOfItem(const TRosterItem& item) {
-  TBasicPoint probe;
-  probe.Type = item.type;
-  return KindOf(probe);
+bool Lists(const std::vector<std::string>& codes, const std::string& code) {
+  return std::find(codes.begin(), codes.end(), code) != codes.end();
 }
 
 // The model's shift types, made as the plan names them: a shift at a post,
@@ -107,17 +111,23 @@ void AddCover(const TPlan& plan, TFillModel& model, TTypeTable& types, int range
   for (auto& [key, line] : lines) model.instance.cover.push_back(line);
 }
 
-// The person's limits over the range, in minutes: the plan's own, or the
-// contract's share of the days not on leave within the tolerance.
-std::pair<int64_t, int64_t> HoursRange(const TPlan& plan, const TEmployee& employee,
-                                       const TFillModel& model, const std::vector<int>& daysOff) {
+// The minutes the contract owes over the range's days not on leave.
+int64_t OwedMinutes(const TPlan& plan, const TEmployee& employee, const TFillModel& model,
+                    const std::vector<int>& daysOff) {
   int64_t owedUnits = 0;
   for (int day = model.rangeStart; day < model.rangeEnd; ++day) {
     if (std::find(daysOff.begin(), daysOff.end(), day) != daysOff.end()) continue;
     owedUnits +=
         ContractShare(plan, employee, TFecha(model.firstDay.Value() + day * kSecondsPerDay));
   }
-  const int64_t owed = owedUnits / kShareUnits / 60;
+  return owedUnits / kShareUnits / 60;
+}
+
+// The person's limits over the range, in minutes: the plan's own, or the
+// contract's share of the days not on leave within the tolerance.
+std::pair<int64_t, int64_t> HoursRange(const TPlan& plan, const TEmployee& employee,
+                                       const TFillModel& model, const std::vector<int>& daysOff) {
+  const int64_t owed = OwedMinutes(plan, employee, model, daysOff);
   const int64_t tolerance = employee.tolerance.Value() / 60;
   int64_t low = employee.hasContract ? std::max<int64_t>(0, owed - tolerance) : 0;
   int64_t high = employee.hasContract ? owed + tolerance : solver::kMostMinutes;
@@ -134,7 +144,7 @@ struct TPlannedDays {
 };
 
 TPlannedDays PlannedDays(const TPlan& plan, const TEmployee& employee, const TPersonRoster& roster,
-                         const TFillModel& model, TTypeTable& types) {
+                         TFillModel& model, TTypeTable& types) {
   const int days = model.instance.days;
   const int64_t first = model.firstDay.Value();
   const TPost* own = plan.FindPost(employee.post);
@@ -142,7 +152,7 @@ TPlannedDays PlannedDays(const TPlan& plan, const TEmployee& employee, const TPe
                        std::vector<bool>(static_cast<size_t>(days), false)};
   for (const TRosterItem& item : roster.items) {
     if (!item.Counts() || item.seconds <= TDuration()) continue;
-    const THoursKind kind = KindOfItem(item);
+    const THoursKind kind = item.Kind();
     if (kind == THoursKind::kAbsence) {
       const int64_t from = std::max<int64_t>(0, (item.start.Value() - first) / kSecondsPerDay);
       const int64_t to = (item.End().Value() - 1 - first) / kSecondsPerDay;
@@ -152,15 +162,22 @@ TPlannedDays PlannedDays(const TPlan& plan, const TEmployee& employee, const TPe
     }
     if (kind != THoursKind::kWork || item.start.Value() < first) continue;
     const int64_t day = (item.start.Value() - first) / kSecondsPerDay;
-    // One shift a day in the model: a second one that day is left to the checks.
-    if (day >= days || planned.type[static_cast<size_t>(day)] != solver::kOff) continue;
+    if (day >= days) continue;
     const TPost* post = item.post.empty() ? own : plan.FindPost(item.post);
     const TShift* shift = plan.FindShift(item.code);
     const int startMinute = static_cast<int>((item.start.Value() - item.start.Date()) / 60);
     if (shift != nullptr && (shift->startMinute != startMinute || shift->seconds != item.seconds))
       shift = nullptr;  // a shift's code on other times: work of its own times
-    planned.type[static_cast<size_t>(day)] =
-        types.Of(shift ? post : nullptr, shift, startMinute, item.seconds, false);
+    const int type = types.Of(shift ? post : nullptr, shift, startMinute, item.seconds, false);
+    if (item.byEngine && !model.previous.empty() && day >= model.replanStart &&
+        day < model.rangeEnd) {
+      model.previous[static_cast<size_t>(model.employees.size() - 1) * static_cast<size_t>(days) +
+                     static_cast<size_t>(day)] = type;
+      continue;
+    }
+    // One shift a day in the model: a second one that day is left to the checks.
+    if (planned.type[static_cast<size_t>(day)] == solver::kOff)
+      planned.type[static_cast<size_t>(day)] = type;
   }
   return planned;
 }
@@ -213,6 +230,62 @@ std::vector<int64_t> WeekCaps(const TPlan& plan, const TEmployee& employee,
   return caps;
 }
 
+// The most minutes the range can hold for a person in whole shifts under
+// their weekly caps: what is fixed, and on each open day at most one of the
+// shifts they may be given. A contract's share less the tolerance can lie
+// beyond it (20 h a week in shifts of 7 h is 14 h), and the minimum is then
+// what the caps allow. Rest and runs of days are left out: a bound.
+int64_t ReachableMinutes(const TFillModel& model, int person, const std::vector<int>& planned,
+                         const std::vector<int>& pinnedCount, const solver::TEmployee& made) {
+  const solver::TInstance& instance = model.instance;
+  std::vector<int64_t> lengths;
+  int64_t unit = 0;
+  for (size_t type = 0; type < model.types.size(); ++type) {
+    if (!model.types[type].fillable || made.maxShifts[type] <= pinnedCount[type] ||
+        instance.shifts[type].minutes <= 0)
+      continue;
+    lengths.push_back(instance.shifts[type].minutes);
+    unit = std::gcd(unit, lengths.back());
+  }
+  const auto minutesOf = [&](int day) {
+    const int type = planned[static_cast<size_t>(day)];
+    return type == solver::kOff ? int64_t{0} : instance.shifts[static_cast<size_t>(type)].minutes;
+  };
+  int64_t reachable = 0;
+  for (int week = model.rangeStart / 7; week * 7 < model.rangeEnd; ++week) {
+    int64_t fixed = 0, fixedInRange = 0;
+    int open = 0;
+    for (int day = 7 * week; day < std::min(instance.days, 7 * week + 7); ++day) {
+      const bool inRange = day >= model.rangeStart && day < model.rangeEnd;
+      fixed += minutesOf(day);
+      if (inRange) fixedInRange += minutesOf(day);
+      open += inRange && !model.Pinned(person, day) &&
+                      std::find(made.daysOff.begin(), made.daysOff.end(), day) == made.daysOff.end()
+                  ? 1
+                  : 0;
+    }
+    reachable += fixedInRange;
+    const int64_t room = made.maxWeekMinutes[static_cast<size_t>(week)] - fixed;
+    if (lengths.empty() || open == 0 || room <= 0) continue;
+    // Sums of up to `open` shifts, in units of the lengths' common divisor.
+    const size_t most = static_cast<size_t>(room / unit);
+    std::vector<char> sums(most + 1, 0);
+    sums[0] = 1;
+    for (int shift = 0; shift < open; ++shift) {
+      for (size_t sum = most + 1; sum-- > 0;) {
+        if (sums[sum] == 0) continue;
+        for (int64_t length : lengths)
+          if (sum + static_cast<size_t>(length / unit) <= most)
+            sums[sum + static_cast<size_t>(length / unit)] = 1;
+      }
+    }
+    size_t best = most;
+    while (sums[best] == 0) --best;
+    reachable += static_cast<int64_t>(best) * unit;
+  }
+  return reachable;
+}
+
 // Weekends with planned work outside the range: worked already.
 int WeekendsOutside(const TFillModel& model, const std::vector<int>& planned) {
   const int days = model.instance.days;
@@ -236,9 +309,7 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
   model.employees.push_back(index);
   const TPlannedDays planned = PlannedDays(plan, employee, roster, model, types);
 
-  const bool worksHolidays =
-      std::any_of(employee.posts.begin(), employee.posts.end(),
-                  [&](const std::string& code) { return plan.FindPost(code)->worksHolidays; });
+  const bool worksHolidays = WorksHolidays(plan, employee);
   solver::TEmployee made;
   made.id = employee.id;
   // Pinned work counts against every limit; the engine may add what is left.
@@ -247,7 +318,9 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
   for (int day = 0; day < days; ++day) {
     const int type = planned.type[static_cast<size_t>(day)];
     const bool outside = day < model.rangeStart || day >= model.rangeEnd;
-    if (type != solver::kOff || outside) {
+    // A re-plan keeps the days before it as they are.
+    const bool past = !model.previous.empty() && day < model.replanStart;
+    if (type != solver::kOff || outside || past) {
       model.instance.pins.push_back({person, day, type});
       model.pinned[static_cast<size_t>(person) * static_cast<size_t>(days) +
                    static_cast<size_t>(day)] = true;
@@ -261,11 +334,14 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
     if (outside) pinnedOutside += model.instance.shifts[static_cast<size_t>(type)].minutes;
   }
   const bool fillable = SetShiftCaps(employee, model, pinnedCount, made);
+  made.maxWeekMinutes = WeekCaps(plan, employee, model);
   const auto [low, high] = HoursRange(plan, employee, model, made.daysOff);
-  made.minMinutes = fillable ? low + pinnedOutside : 0;
+  made.minMinutes =
+      fillable ? std::min(low, ReachableMinutes(model, person, planned.type, pinnedCount, made)) +
+                     pinnedOutside
+               : 0;
   made.maxMinutes =
       std::min(solver::kMostMinutes, fillable ? high + pinnedOutside : solver::kMostMinutes);
-  made.maxWeekMinutes = WeekCaps(plan, employee, model);
   made.maxConsecutive = plan.limits.maxConsecutiveDays;
   made.minConsecutive = 1;
   made.minDaysOff = employee.minDaysOff;
@@ -273,6 +349,31 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
                          ? *employee.maxWeekends + WeekendsOutside(model, planned.type)
                          : solver::WeekendCount(days);
   model.instance.employees.push_back(std::move(made));
+}
+
+// A holiday is a day off for those whose post does not work holidays, and
+// a night the evening before would run into it. The model cannot forbid a
+// type on one day, so such a night is an off-request that outweighs any gap.
+void AddHolidayEves(const TPlan& plan, TFillModel& model) {
+  int most = 1;
+  for (const solver::TCover& line : model.instance.cover) most = std::max(most, line.underWeight);
+  const int weight = static_cast<int>(std::min<int64_t>(solver::kMostWeight, int64_t{10} * most));
+  for (size_t person = 0; person < model.employees.size(); ++person) {
+    if (WorksHolidays(plan, plan.employees[model.employees[person]])) continue;
+    const std::vector<int>& allowed = model.instance.employees[person].maxShifts;
+    for (const TFecha holiday : plan.holidays) {
+      const int64_t eve = (holiday.Date() - model.firstDay.Value()) / kSecondsPerDay - 1;
+      if (holiday.Date() < model.firstDay.Value() || eve < model.rangeStart ||
+          eve >= model.rangeEnd)
+        continue;
+      for (size_t type = 0; type < model.types.size(); ++type) {
+        if (model.types[type].fillable && allowed[type] > 0 &&
+            model.instance.shifts[type].minutesNextDay > 0)
+          model.instance.offRequests.push_back(
+              {static_cast<int>(person), static_cast<int>(eve), static_cast<int>(type), weight});
+      }
+    }
+  }
 }
 
 // The person's wishes on the days of the range, at the types they may work.
@@ -305,9 +406,128 @@ void AddRequests(const TPlan& plan, TFillModel& model) {
   }
 }
 
+// Each re-planned day where a person's work would differ from the last
+// roster costs `weight` once: an on-request of the type they had, or an
+// off-request of every type they may work on a day they had none.
+void AddChangeRequests(TFillModel& model, int weight) {
+  const int days = model.instance.days;
+  for (size_t person = 0; person < model.employees.size(); ++person) {
+    const solver::TEmployee& limits = model.instance.employees[person];
+    const int who = static_cast<int>(person);
+    for (int day = model.replanStart; day < model.rangeEnd; ++day) {
+      const int had = model.previous[person * static_cast<size_t>(days) + static_cast<size_t>(day)];
+      if (had != solver::kOff) {
+        if (model.types[static_cast<size_t>(had)].fillable)
+          model.instance.onRequests.push_back({who, day, had, weight});
+        continue;
+      }
+      if (model.Pinned(who, day) ||
+          std::find(limits.daysOff.begin(), limits.daysOff.end(), day) != limits.daysOff.end())
+        continue;
+      for (size_t type = 0; type < model.types.size(); ++type) {
+        if (model.types[type].fillable && limits.maxShifts[type] > 0)
+          model.instance.offRequests.push_back({who, day, static_cast<int>(type), weight});
+      }
+    }
+  }
+}
+
+// What fairness weighs: the nights or the weekends that the range's needs
+// ask for, and each person's share of them.
+struct TFairPool {
+  double demand = 0;
+  std::vector<int64_t> share;  // per model employee; 0: none of it is theirs
+};
+
+// Each person in a pool may take up to their contract's share of its
+// demand within the range, plus what is fixed outside it; beyond, each one
+// costs `weight`. A person's share is the minutes their contract owes over
+// the range's days not on leave, or their maximum hours without a contract.
+void AddBalance(TFillModel& model, const TFairPool& pool, const solver::TBalance& shape,
+                const std::vector<int>& outside) {
+  int64_t shares = 0;
+  for (int64_t share : pool.share) shares += share;
+  if (shares == 0 || pool.demand <= 0) return;
+  for (size_t person = 0; person < pool.share.size(); ++person) {
+    if (pool.share[person] == 0) continue;
+    solver::TBalance balance = shape;
+    const double target =
+        pool.demand * static_cast<double>(pool.share[person]) / static_cast<double>(shares);
+    balance.max = static_cast<int>(std::ceil(target - 1e-9)) + outside[person];
+    model.instance.employees[person].balances.push_back(std::move(balance));
+  }
+}
+
+void AddFairness(const TPlan& plan, TFillModel& model, int weight) {
+  const solver::TInstance& instance = model.instance;
+  const size_t people = model.employees.size();
+  std::vector<bool> night(instance.shifts.size());
+  for (size_t type = 0; type < night.size(); ++type)
+    night[type] = instance.shifts[type].minutesNextDay > 0;
+  // The demand: nights asked for, and per weekend the more of the people
+  // asked for on its Saturday and on its Sunday.
+  TFairPool nights{0, std::vector<int64_t>(people, 0)};
+  TFairPool weekends{0, std::vector<int64_t>(people, 0)};
+  std::map<int, std::pair<int, int>> weekendNeeds;  // by weekend: Saturday, Sunday
+  for (const solver::TCover& line : instance.cover) {
+    if (night[static_cast<size_t>(line.shift)]) nights.demand += line.requirement;
+    if (!solver::IsWeekendDay(line.day)) continue;
+    auto& [saturday, sunday] = weekendNeeds[line.day / 7];
+    (line.day % 7 == 5 ? saturday : sunday) += line.requirement;
+  }
+  for (const auto& [weekend, needs] : weekendNeeds)
+    weekends.demand += std::max(needs.first, needs.second);
+  // The pools: who may be given a night, or anything at all.
+  for (size_t person = 0; person < people; ++person) {
+    const solver::TEmployee& limits = instance.employees[person];
+    const TEmployee& employee = plan.employees[model.employees[person]];
+    const int64_t share = employee.hasContract ? OwedMinutes(plan, employee, model, limits.daysOff)
+                          : employee.maxHours  ? employee.maxHours->Value() / 60
+                                               : 0;
+    for (size_t type = 0; type < model.types.size(); ++type) {
+      if (!model.types[type].fillable || limits.maxShifts[type] == 0) continue;
+      weekends.share[person] = share;
+      if (night[type]) nights.share[person] = share;
+    }
+  }
+  // What is fixed outside the range counts in the horizon's totals.
+  const solver::TRoster pinned = solver::PinnedRoster(instance);
+  std::vector<int> nightsOutside(people, 0), weekendsOutside(people, 0);
+  solver::TBalance nightShape, weekendShape;
+  nightShape.weight = weekendShape.weight = weight;
+  weekendShape.weekends = true;
+  for (size_t type = 0; type < night.size(); ++type)
+    if (night[type]) nightShape.shifts.push_back(static_cast<int>(type));
+  for (size_t person = 0; person < people; ++person) {
+    const int who = static_cast<int>(person);
+    for (int day = 0; day < instance.days; ++day) {
+      if (day >= model.rangeStart && day < model.rangeEnd) continue;
+      const int type = pinned.At(who, day);
+      if (type != solver::kOff && night[static_cast<size_t>(type)]) ++nightsOutside[person];
+    }
+    for (int weekend = 0; weekend < solver::WeekendCount(instance.days); ++weekend) {
+      bool worked = false;
+      for (int day = 7 * weekend + 5; day < std::min(instance.days, 7 * weekend + 7); ++day)
+        worked = worked || ((day < model.rangeStart || day >= model.rangeEnd) &&
+                            pinned.At(who, day) != solver::kOff);
+      weekendsOutside[person] += worked ? 1 : 0;
+    }
+  }
+  if (!nightShape.shifts.empty()) AddBalance(model, nights, nightShape, nightsOutside);
+  AddBalance(model, weekends, weekendShape, weekendsOutside);
+}
+
+int CheckedWeight(int weight, const char* what) {
+  if (weight < 0 || weight > solver::kMostWeight)
+    throw EConvertError(std::string("the ") + what + " weight " + std::to_string(weight) +
+                        " is not within 0 .. " + std::to_string(solver::kMostWeight));
+  return weight;
+}
+
 }  // namespace
 
-TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay) {
+TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay,
+                       const TFillOptions& options) {
   const int64_t rangeDays = (lastDay.Date() - firstDay.Date()) / kSecondsPerDay + 1;
   if (rangeDays < 1) throw EConvertError("the range ends before it starts");
   if (rangeDays > kMostRangeDays) throw EConvertError("the range is longer than a year");
@@ -325,6 +545,13 @@ TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay) {
   model.instance.days =
       static_cast<int>((lastSunday.Value() - model.firstDay.Value()) / kSecondsPerDay) + 1;
   model.pinned.assign(plan.employees.size() * static_cast<size_t>(model.instance.days), false);
+  const int changeWeight = CheckedWeight(options.changeWeight, "change");
+  if (options.replanFrom) {
+    const int64_t from = (options.replanFrom->Date() - model.firstDay.Value()) / kSecondsPerDay;
+    model.replanStart =
+        static_cast<int>(std::clamp<int64_t>(from, model.rangeStart, model.rangeEnd));
+    model.previous.assign(model.pinned.size(), solver::kOff);
+  }
   TTypeTable types(model);
   AddCover(plan, model, types, static_cast<int>(rangeDays));
   // Rosters over the whole model, so that the days outside the range are
@@ -336,6 +563,12 @@ TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay) {
   for (solver::TEmployee& person : model.instance.employees)
     person.maxShifts.resize(model.types.size(), 0);
   AddRequests(plan, model);
+  AddHolidayEves(plan, model);
+  model.wishesOn = model.instance.onRequests.size();
+  model.wishesOff = model.instance.offRequests.size();
+  if (!model.previous.empty()) AddChangeRequests(model, changeWeight);
+  if (const int fairWeight = CheckedWeight(options.fairWeight, "fairness"); fairWeight > 0)
+    AddFairness(plan, model, fairWeight);
   types.ForbidShortRests(plan.limits.minRestSeconds);
   solver::CheckModel(model.instance);
   return model;
@@ -366,13 +599,69 @@ std::vector<TFilledItem> FilledItems(const TPlan& plan, const TFillModel& model,
   return filled;
 }
 
-std::string WithFilledItems(std::string_view xml, const TPlan& plan,
+std::vector<TReplanChange> ReplanChanges(const TFillModel& model, const solver::TRoster& roster) {
+  std::vector<TReplanChange> changes;
+  if (model.previous.empty()) return changes;
+  const auto shiftOf = [&](int type) {
+    return type == solver::kOff ? nullptr : model.types[static_cast<size_t>(type)].shift;
+  };
+  const auto postOf = [&](int type) {
+    return type == solver::kOff ? nullptr : model.types[static_cast<size_t>(type)].post;
+  };
+  const size_t days = static_cast<size_t>(model.instance.days);
+  for (int person = 0; person < roster.Employees(); ++person) {
+    for (int day = model.replanStart; day < model.rangeEnd; ++day) {
+      const int had = model.previous[static_cast<size_t>(person) * days + static_cast<size_t>(day)];
+      // Fixed work is the plan's, not the engine's.
+      const int has = model.Pinned(person, day) ? solver::kOff : roster.At(person, day);
+      if (had == has) continue;
+      changes.push_back({model.employees[static_cast<size_t>(person)],
+                         TFecha(model.firstDay.Value() + day * kSecondsPerDay), shiftOf(had),
+                         postOf(had), shiftOf(has), postOf(has)});
+    }
+  }
+  return changes;
+}
+
+int64_t ChangeCost(const TFillModel& model, const solver::TRoster& roster) {
+  const std::vector<solver::TRequest>& on = model.instance.onRequests;
+  const std::vector<solver::TRequest>& off = model.instance.offRequests;
+  int64_t cost = 0;
+  for (size_t at = model.wishesOn; at < on.size(); ++at)
+    cost += roster.At(on[at].employee, on[at].day) != on[at].shift ? on[at].weight : 0;
+  for (size_t at = model.wishesOff; at < off.size(); ++at)
+    cost += roster.At(off[at].employee, off[at].day) == off[at].shift ? off[at].weight : 0;
+  return cost;
+}
+
+namespace {
+
+// Whether the ITEM `node` is the engine's and starts on a day the re-plan
+// of `model` gives again.
+bool Replanned(const TXMLNode& node, const TFillModel& model) {
+  if (model.previous.empty() || node.Attribute("by") != "engine") return false;
+  const auto start = ParseIsoDate(node.Attribute("start").value_or(""));
+  if (!start) return false;
+  const int64_t day = (start->Date() - model.firstDay.Value()) / kSecondsPerDay;
+  return start->Date() >= model.firstDay.Value() && day >= model.replanStart &&
+         day < model.rangeEnd;
+}
+
+}  // namespace
+
+std::string WithFilledItems(std::string_view xml, const TPlan& plan, const TFillModel& model,
                             const std::vector<TFilledItem>& filled) {
   TXMLDocument document;
   document.LoadFromXML(xml);
   std::map<std::string, TXMLNode, std::less<>> people;
   for (TXMLNode node = document.DocumentElement().FirstChild(); node; node = node.NextSibling()) {
-    if (node.Name() == "EMPLOYEE") people.emplace(node.Attribute("id").value_or(""), node);
+    if (node.Name() != "EMPLOYEE") continue;
+    people.emplace(node.Attribute("id").value_or(""), node);
+    for (TXMLNode child = node.FirstChild(); child;) {
+      const TXMLNode next = child.NextSibling();
+      if (child.Name() == "ITEM" && Replanned(child, model)) node.RemoveChild(child);
+      child = next;
+    }
   }
   for (const TFilledItem& made : filled) {
     const auto person = people.find(plan.employees.at(made.employee).id);

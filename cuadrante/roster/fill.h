@@ -15,18 +15,22 @@
 // whose `posts` and `shifts` allow it; the needs become its cover lines with their weights.
 // Everything the plan fixes (rules, rotations, items) is pinned, in a type of its own where no need
 // names it, so the engine counts it in rest, hours and runs of days and never moves it; the days an
-// absence touches are days off. Needs of bare spans are counted by `CheckCoverage` only: the engine
-// fills needs that name a shift.
+// absence touches are days off, and so are the holidays of people whose own
+// post does not work them (the night before them too, as far as the model
+// can say it: a wish not to work it that outweighs any gap). Needs of bare spans are counted by
+// `CheckCoverage` only: the engine fills needs that name a shift.
 //
 // The LIMITS hold as hard rules as far as the model can say them: rest as
 // the shifts that may not follow one another, `maxDays` as the longest run
-// of working days. Hours are held over the range (the contract's share of
-// the days not on leave, within the tolerance, unless `minHours` and
-// `maxHours` say otherwise); the weekly maximum is left to `CheckRosters`.
+// of working days, each week's hours within the weekly maximum and the
+// contract's share of the week. Hours are held over the range (the
+// contract's share of the days not on leave, within the tolerance, unless
+// `minHours` and `maxHours` say otherwise).
 // Values; the plan must outlive the model.
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,6 +57,14 @@ struct TFillModel {
   std::vector<TFillType> types;
   std::vector<size_t> employees;  // the plan's employee of each model employee
   std::vector<bool> pinned;       // by employee * days + day: the plan fixes the day
+  // Re-planning: the last roster's type on each day of the range from the
+  // re-planning day on (kOff: none; -2: work no type of the model can give),
+  // by employee * days + day; empty when not re-planning.
+  std::vector<int> previous;
+  int replanStart = 0;  // the model day re-planning starts on
+  // The requests that are the plan's wishes come first; those behind them
+  // charge a re-plan's changes.
+  size_t wishesOn = 0, wishesOff = 0;
 
   bool Pinned(int employee, int day) const {
     return pinned[static_cast<size_t>(employee) * static_cast<size_t>(instance.days) +
@@ -60,10 +72,28 @@ struct TFillModel {
   }
 };
 
+// How to fill beyond the plan itself.
+struct TFillOptions {
+  // Re-planning a roster people know already: the items the engine made on
+  // days of the range from `replanFrom` on are no longer fixed but the last
+  // roster, and each day a person's work differs from it costs
+  // `changeWeight` (as an on-request of the shift they had, or an
+  // off-request of each shift they may work on a day they had none). The
+  // engine's items before it stay as fixed as any other.
+  std::optional<TFecha> replanFrom;
+  int changeWeight = 10;  // more than a person too many, less than one missing
+  // Fairness: over the range each person may take their contract's share of
+  // the nights (shifts that run past midnight) and of the weekends that the
+  // needs ask for; each one beyond costs `fairWeight`. 0: no such cost.
+  int fairWeight = 0;
+};
+
 // The model of filling `plan` over [firstDay, lastDay] (whole days, both
 // included; at most a year). Raises EConvertError for a range that ends
-// before it starts or is longer.
-CUADRANTE_API TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay);
+// before it starts or is longer, or for a change or fairness weight that is
+// negative or beyond the engine's largest.
+CUADRANTE_API TFillModel ModelOfPlan(const TPlan& plan, TFecha firstDay, TFecha lastDay,
+                                     const TFillOptions& options = {});
 
 struct TFilledItem {
   size_t employee = 0;  // in the plan
@@ -75,12 +105,34 @@ struct TFilledItem {
 CUADRANTE_API std::vector<TFilledItem> FilledItems(const TPlan& plan, const TFillModel& model,
                                                    const solver::TRoster& roster);
 
+// A day whose work a re-plan changed: what the person had, and has now
+// (a null shift: none).
+struct TReplanChange {
+  size_t employee = 0;  // in the plan
+  TFecha day;
+  const TShift* before = nullptr;
+  const TPost* beforePost = nullptr;
+  const TShift* after = nullptr;
+  const TPost* afterPost = nullptr;
+};
+
+// The days from the re-planning day to the range's end where `roster`
+// differs from the last roster, in order of employee and day: work the
+// engine made before, or not, against what it gives now. Empty when the
+// model is no re-plan.
+CUADRANTE_API std::vector<TReplanChange> ReplanChanges(const TFillModel& model,
+                                                       const solver::TRoster& roster);
+
+// The part of `roster`'s objective that a re-plan's changes cost; 0 when
+// the model is no re-plan.
+CUADRANTE_API int64_t ChangeCost(const TFillModel& model, const solver::TRoster& roster);
+
 // Why a person did not fill a gap: the first rule, in this order, that
 // giving them the shift would break, or that nothing did.
 enum class TGapReason {
   kNotThatPost,   // the post is none of their `posts`
   kNotThatShift,  // the shift is none of their `shifts`
-  kAbsent,        // on leave, or a holiday their posts do not work
+  kAbsent,        // on leave, or a holiday their own post does not work
   kPlanned,       // the plan fixes the day: other work, or none
   kWorksThatDay,  // the engine gave them another shift that day
   kRestAfter,     // too little rest after the shift of the day before
@@ -118,8 +170,11 @@ CUADRANTE_API std::vector<TGapExplanation> ExplainGaps(const TPlan& plan, const 
 // The plan document `xml` (the text `plan` was read from) with each filled
 // item as an ITEM of its EMPLOYEE, behind what the person holds already:
 // `<ITEM start="2026-12-03" shift="N" by="engine"/>`, and `post` when it is
-// not the person's own. Read again, it gives the plan with those items.
+// not the person's own. A re-plan's model takes out first the ITEMs by the
+// engine that start on the days it re-planned. Read again, it gives the plan
+// with the filled items.
 CUADRANTE_API std::string WithFilledItems(std::string_view xml, const TPlan& plan,
+                                          const TFillModel& model,
                                           const std::vector<TFilledItem>& filled);
 
 }  // namespace cuadrante::roster

@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <string>
+#include <tuple>
 
 #include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/personroster.h"
 #include "cuadrante/solver/evaluator.h"
 #include "cuadrante/solver/search.h"
+#include "cuadrante/testing/plangenerator.h"
 #include "cuadrante/testing/values.h"
 
 namespace {
@@ -186,7 +189,7 @@ TEST(FilledItems, TheEnginesShiftsCoverTheNeedsAndBreakNoRule) {
   for (const TBreach& breach : CheckRosters(plan, first, last, plan.limits))
     ADD_FAILURE() << breach.employee->id << ": " << breach.detail;
   // Written into the document and read again, the plan holds the same items.
-  const TPlan again = ReadPlan(WithFilledItems(kWard, ReadPlan(kWard), filled));
+  const TPlan again = ReadPlan(WithFilledItems(kWard, ReadPlan(kWard), model, filled));
   ASSERT_EQ(again.employees.size(), plan.employees.size());
   for (size_t person = 0; person < plan.employees.size(); ++person) {
     const std::vector<TItem>& want = plan.employees[person].items;
@@ -280,6 +283,231 @@ TEST(ExplainGaps, EachReasonIsARuleThatGivingTheShiftBreaks) {
   // is at work in them.
   EXPECT_EQ(weighted, result.evaluation.objective.underCover);
   EXPECT_GE(seen.size(), 3u);
+}
+
+TEST(ModelOfPlan, HoldsAPartTimeMinimumToWhatItsWeeksCanHold) {
+  // Twenty hours a week in shifts of eight are two shifts: December's five
+  // weeks hold 80 h, less than the contract's 92 h less 8 h of tolerance.
+  // A full contract's weeks hold its share.
+  const TPlan plan = ReadPlan(
+      "<PLAN><LIMITS maxWeek=\"48\"/><SHIFT code=\"M\" start=\"07:00\" hours=\"8\"/>"
+      "<POST code=\"UCI\"><NEED people=\"2\" shift=\"M\"/></POST>"
+      "<EMPLOYEE id=\"part\" post=\"UCI\" contract=\"20\"/>"
+      "<EMPLOYEE id=\"full\" post=\"UCI\" contract=\"40\"/></PLAN>");
+  const TFillModel model = ModelOfPlan(plan, At(2026, 12, 1), At(2026, 12, 31));
+  EXPECT_EQ(model.instance.employees[0].minMinutes, 80 * 60);
+  EXPECT_EQ(model.instance.employees[1].minMinutes, (23 * 8 - 8) * 60);
+  EXPECT_TRUE(Search(model, 200'000).evaluation.Feasible());
+}
+
+TEST(ModelOfPlan, FairnessCapsEachPersonAtTheirShareOfNightsAndWeekends) {
+  const TPlan plan = ReadPlan(kWard);
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
+  TFillOptions options;
+  options.fairWeight = 3;
+  const TFillModel model = ModelOfPlan(plan, first, last, options);
+  const solver::TInstance& instance = model.instance;
+  const int n = TypeOf(model, "UCI", "N");
+  // 31 nights and nine weekends (December's four and a half, at most one
+  // person a day), shared among those who may be given them.
+  int nightCaps = 0, weekendCaps = 0;
+  for (size_t person = 0; person < instance.employees.size(); ++person) {
+    const auto& balances = instance.employees[person].balances;
+    if (person == 4) {
+      EXPECT_TRUE(balances.empty());  // Sara: nobody the engine may use
+      continue;
+    }
+    ASSERT_EQ(balances.size(), 2u) << person;
+    EXPECT_EQ(balances[0].shifts, (std::vector<int>{n}));
+    EXPECT_TRUE(balances[1].weekends);
+    for (const solver::TBalance& balance : balances) {
+      EXPECT_EQ(balance.weight, 3);
+      EXPECT_EQ(balance.min, 0);
+    }
+    nightCaps += balances[0].max;
+    weekendCaps += balances[1].max;
+  }
+  // Every cap is a share rounded up: together they hold the demand, with
+  // less than one over a person.
+  EXPECT_GE(nightCaps, 31);
+  EXPECT_LT(nightCaps, 31 + 4);
+  EXPECT_GE(weekendCaps, 5);
+  // Filled fairly, fewer shares are passed than by the plain roster, and no
+  // need is left for it.
+  const solver::TSearchResult fair = Search(model, 400'000);
+  const solver::TSearchResult plain = Search(ModelOfPlan(plan, first, last), 400'000);
+  ASSERT_TRUE(fair.evaluation.Feasible());
+  const int64_t unfair = solver::Evaluate(instance, plain.roster).objective.balance;
+  EXPECT_LT(fair.evaluation.objective.balance, unfair);
+  EXPECT_LE(fair.evaluation.objective.underCover, plain.evaluation.objective.underCover);
+
+  options.fairWeight = static_cast<int>(solver::kMostWeight) + 1;
+  EXPECT_THROW(ModelOfPlan(plan, first, last, options), EConvertError);
+}
+
+// The overlap of [from, to) with [low, high), in seconds.
+int64_t Overlap(int64_t from, int64_t to, int64_t low, int64_t high) {
+  return std::max<int64_t>(0, std::min(to, high) - std::max(from, low));
+}
+
+TEST(FilledPlans, TheModelCountsWhatTheChecksAndCoverageCount) {
+  // On random plans of shifts that do not overlap, the people-hours the
+  // model finds missing and too many are those the coverage report finds,
+  // within a window clear of the nights across the range's edges; and a
+  // roster the model finds sound adds no breach to what the plan had.
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
+  const int64_t low = At(2026, 12, 2).Value(), high = At(2026, 12, 31).Value();
+  int nightPlans = 0;
+  for (uint64_t seed = 1; seed <= 6; ++seed) {
+    const std::string xml = cuadrante::testing::RandomPlanXml(seed, {3, 12, 2026, 12});
+    const TPlan plan = ReadPlan(xml);
+    const TFillModel model = ModelOfPlan(plan, first, last);
+    const solver::TSearchResult result = Search(model, 150'000);
+    const TPlan after =
+        ReadPlan(WithFilledItems(xml, plan, model, FilledItems(plan, model, result.roster)));
+    int64_t modelShort = 0, modelOver = 0;
+    for (const solver::TCover& line : model.instance.cover) {
+      int count = 0;
+      for (int person = 0; person < result.roster.Employees(); ++person)
+        count += result.roster.At(person, line.day) == line.shift ? 1 : 0;
+      const TShift& shift = *model.types[static_cast<size_t>(line.shift)].shift;
+      const int64_t start =
+          model.firstDay.Value() + line.day * kSecondsPerDay + shift.startMinute * int64_t{60};
+      const int64_t seconds = Overlap(start, start + shift.seconds.Value(), low, high);
+      modelShort += std::max(0, line.requirement - count) * seconds;
+      modelOver += std::max(0, count - line.requirement) * seconds;
+      nightPlans += shift.startMinute * 60 + shift.seconds.Value() > kSecondsPerDay ? 1 : 0;
+    }
+    int64_t coverageShort = 0, coverageOver = 0;
+    for (const TCoverageGap& gap :
+         CheckCoverage(after, BuildRosters(after, first, last), first, last)) {
+      const bool closed =
+          !gap.post->worksHolidays && std::find(plan.holidays.begin(), plan.holidays.end(),
+                                                TFecha(gap.from.Date())) != plan.holidays.end();
+      if (closed) continue;  // the model gives a post no work on its holidays
+      const int64_t seconds = Overlap(gap.from.Value(), gap.to.Value(), low, high);
+      coverageShort += std::max<int64_t>(0, gap.Shortfall()) * seconds;
+      coverageOver += std::max<int64_t>(0, -gap.Shortfall()) * seconds;
+    }
+    EXPECT_EQ(modelShort, coverageShort) << "seed " << seed;
+    EXPECT_EQ(modelOver, coverageOver) << "seed " << seed;
+    if (!result.evaluation.Feasible()) continue;
+    const auto key = [](const TBreach& breach) {
+      return std::make_tuple(breach.employee->id, breach.kind, breach.from, breach.to);
+    };
+    std::set<std::tuple<std::string, TBreachKind, TFecha, TFecha>> before;
+    for (const TBreach& breach : CheckRosters(plan, first, last, plan.limits))
+      before.insert(key(breach));
+    for (const TBreach& breach : CheckRosters(after, first, last, after.limits))
+      EXPECT_TRUE(before.count(key(breach)))
+          << "seed " << seed << " " << breach.employee->id << ": " << breach.detail;
+  }
+  EXPECT_GT(nightPlans, 0);  // nights across midnight are among the lines
+}
+
+// The document `xml` with `element` added to the EMPLOYEE `id`.
+std::string WithElement(std::string xml, const std::string& id, const std::string& element) {
+  const size_t person = xml.find("<EMPLOYEE id=\"" + id + "\"");
+  const size_t end = xml.find('>', person);
+  xml.insert(end + 1, element);
+  return xml;
+}
+
+TEST(Replan, KeepsThePastAndPaysForEachDayItChanges) {
+  // A month filled, then Eva falls sick from the 20th to the 22nd.
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31), from = At(2026, 12, 14);
+  const TPlan plan = ReadPlan(kWard);
+  const TFillModel model = ModelOfPlan(plan, first, last);
+  const solver::TSearchResult result = Search(model, 400'000);
+  ASSERT_TRUE(result.evaluation.Feasible());
+  const std::vector<TFilledItem> filled = FilledItems(plan, model, result.roster);
+  const std::string published = WithFilledItems(kWard, plan, model, filled);
+  const std::string sick =
+      WithElement(published, "eva", "<LEAVE from=\"2026-12-20\" to=\"2026-12-22\"/>");
+  const TPlan after = ReadPlan(sick);
+
+  TFillOptions options;
+  options.replanFrom = from;
+  options.changeWeight = 10;
+  const TFillModel again = ModelOfPlan(after, first, last, options);
+  const int fromDay = static_cast<int>((from.Value() - again.firstDay.Value()) / kSecondsPerDay);
+  ASSERT_EQ(again.replanStart, fromDay);
+  // The days before the re-plan are fixed, engine's work or not; after it the
+  // engine's shifts are the last roster, no longer fixed.
+  size_t sickShifts = 0, laterShifts = 0;
+  for (const TFilledItem& made : filled) {
+    const int person = static_cast<int>(made.employee);
+    const int day =
+        static_cast<int>((made.item.start.Date() - again.firstDay.Value()) / kSecondsPerDay);
+    const size_t cell = static_cast<size_t>(person) * static_cast<size_t>(again.instance.days) +
+                        static_cast<size_t>(day);
+    EXPECT_EQ(again.Pinned(person, day), day < fromDay);
+    if (day < fromDay) continue;
+    ++laterShifts;
+    ASSERT_GE(again.previous[cell], 0);
+    EXPECT_EQ(again.types[static_cast<size_t>(again.previous[cell])].shift->code, made.item.code);
+    if (made.employee == 2 && made.item.start >= At(2026, 12, 20) &&
+        made.item.start < At(2026, 12, 23))
+      ++sickShifts;
+  }
+  for (int day = again.rangeStart; day < fromDay; ++day) EXPECT_TRUE(again.Pinned(2, day));
+  ASSERT_GT(laterShifts, 0u);
+  ASSERT_GT(sickShifts, 0u);
+
+  // Kept as it was, the roster changes nothing but the sick days, and the
+  // change requests charge each changed day once.
+  solver::TRoster kept = solver::PinnedRoster(again.instance);
+  for (int person = 0; person < kept.Employees(); ++person) {
+    for (int day = fromDay; day < again.rangeEnd; ++day) {
+      const int had =
+          again.previous[static_cast<size_t>(person) * static_cast<size_t>(again.instance.days) +
+                         static_cast<size_t>(day)];
+      if (!again.Pinned(person, day) && had != solver::kOff) kept.Set(person, day, had);
+    }
+  }
+  EXPECT_TRUE(ReplanChanges(again, kept).empty());
+  solver::TInstance withoutChanges = ModelOfPlan(after, first, last).instance;
+  const auto changeCost = [&](const solver::TRoster& roster) {
+    solver::TInstance wishes = again.instance;
+    wishes.onRequests.resize(withoutChanges.onRequests.size());
+    wishes.offRequests.resize(withoutChanges.offRequests.size());
+    return solver::Evaluate(again.instance, roster).objective.Total() -
+           solver::Evaluate(wishes, roster).objective.Total();
+  };
+
+  const solver::TSearchResult replanned = Search(again, 400'000);
+  ASSERT_TRUE(replanned.evaluation.Feasible());
+  const std::vector<TReplanChange> changes = ReplanChanges(again, replanned.roster);
+  EXPECT_EQ(changeCost(replanned.roster), 10 * static_cast<int64_t>(changes.size()));
+  EXPECT_EQ(ChangeCost(again, replanned.roster), changeCost(replanned.roster));
+  EXPECT_EQ(ChangeCost(model, replanned.roster), 0);
+  size_t evaCancelled = 0;
+  for (const TReplanChange& change : changes) {
+    EXPECT_GE(change.day, from);
+    EXPECT_TRUE(change.before != change.after || change.beforePost != change.afterPost);
+    if (change.employee == 2 && change.day >= At(2026, 12, 20) && change.day < At(2026, 12, 23)) {
+      EXPECT_EQ(change.after, nullptr);
+      ++evaCancelled;
+    }
+  }
+  EXPECT_EQ(evaCancelled, sickShifts);
+  // What people know stays: the sick days' shifts and a few to cover them.
+  EXPECT_LE(changes.size(), sickShifts + 4);
+
+  // Written back, the engine's items before the re-plan are the published
+  // ones and those after it the new roster's; the checks find nothing.
+  const std::vector<TFilledItem> refilled = FilledItems(after, again, replanned.roster);
+  TPlan written = ReadPlan(WithFilledItems(sick, after, again, refilled));
+  size_t engineItems = 0;
+  for (const TEmployee& person : written.employees)
+    for (const TItem& item : person.items) engineItems += item.byEngine ? 1 : 0;
+  EXPECT_EQ(engineItems, filled.size() - laterShifts + refilled.size());
+  for (const TFilledItem& made : refilled) EXPECT_GE(made.item.start, from);
+  for (const TBreach& breach : CheckRosters(written, first, last, written.limits))
+    ADD_FAILURE() << breach.employee->id << ": " << breach.detail;
+
+  options.changeWeight = -1;
+  EXPECT_THROW(ModelOfPlan(after, first, last, options), EConvertError);
 }
 
 }  // namespace

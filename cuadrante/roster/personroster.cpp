@@ -126,6 +126,12 @@ void CancelUnderAbsence(std::vector<TRosterItem>& items) {
 
 }  // namespace
 
+THoursKind TRosterItem::Kind() const {
+  TBasicPoint probe;
+  probe.Type = type;
+  return KindOf(probe);
+}
+
 TPersonRoster BuildRoster(const TPlan& plan, const TEmployee& employee, TFecha firstDay,
                           TFecha lastDay) {
   const TRange range = DaysRange(firstDay, lastDay);

@@ -40,6 +40,10 @@ struct TRosterItem {
   TFecha End() const { return start + seconds; }
   // Counts in hours, checks and coverage.
   bool Counts() const { return !cancelled; }
+  // Work, absence or other, by its type, as the hours count it.
+  THoursKind Kind() const;
+  // Work that counts and lasts: what rest, runs and coverage see.
+  bool IsWork() const { return Counts() && seconds > TDuration() && Kind() == THoursKind::kWork; }
   // Starts at midnight and lasts whole days: shown without a clock.
   bool FillsWholeDays() const {
     return start.Value() % kSecondsPerDay == 0 && seconds.Value() % kSecondsPerDay == 0;

@@ -26,22 +26,6 @@
 #include "tools/cuadrante/plan_solve.h"
 
 namespace cuadrante::tool {
-namespace {
-
-// "07-15" for whole hours, "07:30-15:30" otherwise.
-std::string Clock(TFecha start, int64_t end) {
-  const bool whole = start.Value() % 3600 == 0 && end % 3600 == 0;
-  const char* form = whole ? "hh" : "hh:nn";
-  return start.ToString(form) + "-" + TFecha(end).ToString(form);
-}
-
-// A moment as a person reads it, or as ISO 8601 for a program.
-std::string When(TFecha at, bool forPeople) {
-  return forPeople ? at.ToString("dd/mm/yyyy hh:nn")
-                   : at.ToString("yyyy-mm-dd") + "T" + at.ToString("hh:nn:ss");
-}
-
-std::string IsoDay(TFecha day) { return day.ToString("yyyy-mm-dd"); }
 
 // Hours of 1/420 s units: "37:30" for a person, "37.50" for a program. Only
 // here are they rounded, so every total is the sum of the exact days.
@@ -59,6 +43,23 @@ std::string HoursText(int64_t units, bool forPeople) {
   return text;
 }
 
+namespace {
+
+// "07-15" for whole hours, "07:30-15:30" otherwise.
+std::string Clock(TFecha start, int64_t end) {
+  const bool whole = start.Value() % 3600 == 0 && end % 3600 == 0;
+  const char* form = whole ? "hh" : "hh:nn";
+  return start.ToString(form) + "-" + TFecha(end).ToString(form);
+}
+
+// A moment as a person reads it, or as ISO 8601 for a program.
+std::string When(TFecha at, bool forPeople) {
+  return forPeople ? at.ToString("dd/mm/yyyy hh:nn")
+                   : at.ToString("yyyy-mm-dd") + "T" + at.ToString("hh:nn:ss");
+}
+
+std::string IsoDay(TFecha day) { return day.ToString("yyyy-mm-dd"); }
+
 // What each plan command takes besides the range and the filters; anything
 // else given is a usage error, so a misplaced option is never ignored.
 const std::map<std::string, std::set<std::string>>& CommandOptions() {
@@ -68,7 +69,9 @@ const std::map<std::string, std::set<std::string>>& CommandOptions() {
       {"check", {"--format", "--min-rest", "--max-week", "--max-days", "--tz"}},
       {"coverage", {"--format"}},
       {"render", {"-o"}},
-      {"solve", {"-o", "--time-limit", "--seed", "--format", "--explain"}},
+      {"solve",
+       {"-o", "--time-limit", "--seed", "--format", "--explain", "--replan", "--change-weight",
+        "--fair"}},
   };
   return options;
 }
@@ -79,7 +82,8 @@ Options ParsePlanOptions(const Args& args) {
                   {FormatOption(), Choice("--by", {"day", "week", "month"}), Value("--min-rest"),
                    Value("--max-week"), Number("--max-days", 1, 3660), Value("-o"), Value("--tz"),
                    Value("--employee"), Value("--post"), Number("--time-limit", 1, 86400),
-                   Number("--seed", 0, INT64_MAX), Flag("--explain")}),
+                   Number("--seed", 0, INT64_MAX), Flag("--explain"), Flag("--replan"),
+                   Number("--change-weight", 0, 1'000'000), Flag("--fair")}),
              {2, 2,
               "expects roster, hours, check, coverage, render or solve and one PLAN.xml "
               "(see `cuadrante help plan`)"}});
@@ -389,7 +393,8 @@ void HelpPlan() {
       "                      [--min-rest H] [--max-week H] [--max-days N]   (check)\n"
       "                      -o FILE.svg                                    (render)\n"
       "                      [--time-limit S] [--seed N] [-o FILLED.xml]    (solve)\n"
-      "                      [--explain]                                    (solve)\n\n"
+      "                      [--explain] [--fair]                           (solve)\n"
+      "                      [--replan --from DATE [--change-weight W]]     (solve)\n\n"
       "Reads a plan document (posts with their required coverage, named shifts,\n"
       "employees with their rules, rotations, leave and items; docs/formats.md tells\n"
       "its form) and answers:\n"
@@ -419,20 +424,50 @@ void HelpPlan() {
       "            writes the plan with those shifts as ITEMs by=\"engine\"; --explain\n"
       "            tells, for each need left short, why each person of its post did\n"
       "            not fill it (on leave, rest after, week maximum, days in a row...).\n"
-      "            Exit status\n"
-      "            1 when the plan's own part breaks a rule the engine cannot mend.\n"
+      "            The text ends with a fairness table: nights, weekends, holidays and\n"
+      "            hours against contract per person, and their spread per post;\n"
+      "            --fair makes a night or a weekend beyond a person's contract share\n"
+      "            cost 2, and shows the spread and objective without it in brackets\n"
+      "            (each solve gets half the time). --replan --from DATE re-plans a\n"
+      "            filled plan: the engine's shifts before DATE stay, and each day\n"
+      "            changed from DATE on costs W (default 10: more than a person too\n"
+      "            many, less than one missing) over --month or DATE's month; it\n"
+      "            lists the days changed, person by person (csv/json: those rows). Exit status 1 when the plan's own\n"
+      "            part breaks a rule the engine cannot mend.\n"
       "An item belongs to the range when it overlaps it. PLAN.xml may be - (stdin).\n\n"
       "examples:\n  cuadrante plan roster examples/plan.xml --month 2026-11\n"
       "  cuadrante plan hours examples/plan.xml --from 2026-11-02 --to 2026-11-15 --format csv\n"
       "  cuadrante plan coverage examples/plan.xml --month 2026-11\n"
       "  cuadrante plan render examples/plan.xml --month 2026-11 -o plan.svg\n"
       "  cuadrante plan solve examples/open-ward.xml --month 2026-12 --time-limit 2 -o "
-      "filled.xml\n");
+      "filled.xml\n"
+      "  cuadrante plan solve filled.xml --replan --from 2026-12-14 -o refilled.xml\n");
+}
+
+// With --replan, --from is the day the re-plan starts and the range is a
+// month, --month or that day's: hours and caps are counted over the month
+// the roster was filled for.
+Options ReplanRange(const Options& options, PlanSolveJob& solve) {
+  if (!options.Flag("--replan")) {
+    if (options.Has("--change-weight")) throw Misuse("--change-weight goes with --replan");
+    return options;
+  }
+  if (!options.Has("--from")) throw Misuse("--replan needs --from DATE, the day it starts");
+  const std::string& from = options.Need("--from");
+  solve.replanFrom = TFecha(TFecha(ParseDateArgument(from)).Date());
+  if (options.Has("--to")) throw Misuse("--replan takes --month, not --to");
+  Options ranged = options;
+  ranged.values.erase("--from");
+  if (!options.Has("--month")) ranged.values["--month"] = solve.replanFrom->ToString("yyyy-mm");
+  return ranged;
 }
 
 int RunPlanSolve(const Options& options) {
   PlanSolveJob solve;
-  const PlanJob job = ReadPlanJob(options, &solve.text);
+  const PlanJob job = ReadPlanJob(ReplanRange(options, solve), &solve.text);
+  if (solve.replanFrom && (*solve.replanFrom < job.first || *solve.replanFrom > job.last))
+    throw Misuse("--from " + options.Need("--from") + " is not in --month " +
+                 options.Get("--month", ""));
   if (!job.employee.empty() || !job.post.empty())
     throw Misuse("plan solve fills the whole plan: it takes no --employee or --post");
   Warn(job, roster::BuildRosters(job.plan, job.first, job.last));
@@ -444,6 +479,8 @@ int RunPlanSolve(const Options& options) {
   solve.output = options.Get("-o", "");
   solve.format = ParseFormat(options);
   solve.explain = options.Flag("--explain");
+  solve.changeWeight = static_cast<int>(options.Number("--change-weight", solve.changeWeight));
+  solve.fair = options.Flag("--fair");
   return RunPlanSolve(solve);
 }
 

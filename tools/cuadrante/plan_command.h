@@ -2,6 +2,9 @@
 // picture.
 #pragma once
 
+#include <cstdint>
+#include <string>
+
 #include "cuadrante/roster/checks.h"
 #include "tools/cuadrante/arguments.h"
 
@@ -12,5 +15,8 @@ void HelpPlan();
 
 // The library's sentences and type labels through the dictionary.
 roster::TWording Wording();
+
+// Hours of 1/420 s units: "37:30" for a person, "37.50" for a program.
+std::string HoursText(int64_t units, bool forPeople);
 
 }  // namespace cuadrante::tool

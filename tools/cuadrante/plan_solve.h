@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "cuadrante/roster/plan.h"
@@ -20,7 +21,18 @@ struct PlanSolveJob {
   std::string output;  // the filled plan; empty: none written
   Format format = Format::kText;
   bool explain = false;  // why each gap left was not filled, person by person
+  // Re-planning from this day: the engine's items before it stay, and each
+  // day changed after it costs `changeWeight`.
+  std::optional<TFecha> replanFrom;
+  int changeWeight = 10;
+  // Fairness in the objective: the plain roster is solved first in half the
+  // time, so that the table can say what fairness cost.
+  bool fair = false;
 };
+
+// What a night or a weekend beyond a person's share costs with --fair: more
+// than a person too many, far less than one missing.
+inline constexpr int kFairWeight = 2;
 
 // Status 0 when the roster keeps every hard rule, 1 when the plan's own
 // part breaks one the engine could not work around.
