@@ -876,7 +876,8 @@ int64_t ExactVariables(const TInstance& instance) {
 TExactResult SolveExact(const TInstance& instance, const TExactOptions& options) {
   CheckModel(instance);
   TExactResult result;
-  if (ExactVariables(instance) > kMostExactVariables || CellCount(instance) > kMostExactVariables) {
+  if (ExactVariables(instance) > options.mostVariables ||
+      CellCount(instance) > options.mostVariables) {
     result.tooLarge = true;
     result.status = "too large";
     return result;

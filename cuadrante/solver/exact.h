@@ -16,8 +16,8 @@
 //
 // CBC prints nothing, runs on one thread and honours the time limit and the
 // stop flag within about a second, also while it is solving the first linear
-// relaxation of a large model. Beyond `kMostExactVariables` binaries the model
-// is not built at all (`tooLarge`).
+// relaxation of a large model. Beyond `mostVariables` binaries (by default
+// `kMostExactVariables`) the model is not built at all (`tooLarge`).
 //
 // Thread contract: SolveExact blocks its caller; the callbacks are called on
 // that same thread, one at a time. `stop` may be raised from any thread. The
@@ -52,6 +52,9 @@ struct TExactOptions {
   std::function<void(int64_t bound)> onBound;  // the proven lower bound improved
   std::function<void(const TRoster&, int64_t objective)> onRoster;  // a better roster was found
   bool relaxationOnly = false;  // only the bound of the linear relaxation (fast, for big instances)
+  // The most binaries to build; above them the model is refused. A caller
+  // with time to spend on a bound (a benchmark) may raise it.
+  int64_t mostVariables = kMostExactVariables;
 };
 
 struct TExactResult {

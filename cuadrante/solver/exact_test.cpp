@@ -604,6 +604,13 @@ TEST(SolveExactTest, RefusesModelsBeyondItsSize) {
   instance.employees[0].maxShifts.assign(32, 0);
   instance.employees[1].daysOff = {0, 1, 2};
   EXPECT_EQ(ExactVariables(instance), int64_t{148} * 364 * 32 + int64_t{361} * 32);
+  // The size is the caller's to raise, and to lower.
+  TInstance small = Unbound(3, 7);
+  TExactOptions tight = Patient();
+  tight.mostVariables = ExactVariables(small) - 1;
+  EXPECT_TRUE(SolveExact(small, tight).tooLarge);
+  tight.mostVariables = ExactVariables(small);
+  EXPECT_FALSE(SolveExact(small, tight).tooLarge);
 }
 
 }  // namespace
