@@ -5,10 +5,11 @@
 // its employee, day and rule, and the objective broken down. `TEvaluator`
 // keeps a roster with the counts that make moves cheap to price: per person
 // the shifts of each type, minutes (in all and per week), weekends and the
-// count of each balance, per day and type the people at work. A move's price is its change of the
-// objective and of the hard violation, looked up from those counts and from
-// the days around the move, never from the whole roster. The search
-// minimises objective + w * violation for a weight w of its own.
+// count of each balance, per day and type the people at work. A move's price
+// is its change of the objective and of the hard violation, looked up from
+// those counts and from the days around the move, never from the whole
+// roster. The search minimises objective + w * violation for a weight w of
+// its own.
 //
 // Hard violation counts units: one per day off worked, forbidden succession,
 // pin broken and weekend too many; one per shift over a type's maximum; one
