@@ -623,6 +623,24 @@ std::vector<TReplanChange> ReplanChanges(const TFillModel& model, const solver::
   return changes;
 }
 
+solver::TRoster LastRoster(const TFillModel& model) {
+  solver::TRoster last = solver::PinnedRoster(model.instance);
+  if (model.previous.empty()) return last;
+  const size_t days = static_cast<size_t>(model.instance.days);
+  for (int person = 0; person < last.Employees(); ++person) {
+    const std::vector<int>& off = model.instance.employees[static_cast<size_t>(person)].daysOff;
+    for (int day = model.replanStart; day < model.rangeEnd; ++day) {
+      const int had = model.previous[static_cast<size_t>(person) * days + static_cast<size_t>(day)];
+      if (had == solver::kOff || model.Pinned(person, day) ||
+          !model.types[static_cast<size_t>(had)].fillable ||
+          std::find(off.begin(), off.end(), day) != off.end())
+        continue;
+      last.Set(person, day, had);
+    }
+  }
+  return last;
+}
+
 int64_t ChangeCost(const TFillModel& model, const solver::TRoster& roster) {
   const std::vector<solver::TRequest>& on = model.instance.onRequests;
   const std::vector<solver::TRequest>& off = model.instance.offRequests;

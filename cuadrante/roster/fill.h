@@ -123,6 +123,11 @@ struct TReplanChange {
 CUADRANTE_API std::vector<TReplanChange> ReplanChanges(const TFillModel& model,
                                                        const solver::TRoster& roster);
 
+// A re-plan's last roster, for the engine to mend rather than rebuild: the
+// pins, and the shifts the engine gave before on the days it may change
+// (those it can give still). Everyone off when the model is no re-plan.
+CUADRANTE_API solver::TRoster LastRoster(const TFillModel& model);
+
 // The part of `roster`'s objective that a re-plan's changes cost; 0 when
 // the model is no re-plan.
 CUADRANTE_API int64_t ChangeCost(const TFillModel& model, const solver::TRoster& roster);

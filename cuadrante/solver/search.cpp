@@ -35,7 +35,8 @@ class TRandom {
   }
   // Uniform in [0, n), n > 0.
   int Below(int n) {
-    return static_cast<int>((static_cast<unsigned __int128>(Next()) * static_cast<uint64_t>(n)) >> 64);
+    return static_cast<int>((static_cast<unsigned __int128>(Next()) * static_cast<uint64_t>(n)) >>
+                            64);
   }
   double Unit() { return static_cast<double>(Next() >> 11) * 0x1.0p-53; }
 
@@ -68,7 +69,8 @@ TChoices ChoicesOf(const TInstance& instance) {
       if (person.maxShifts[s] > 0) types.push_back(static_cast<int16_t>(s));
     }
     choices.types.push_back(std::move(types));
-    for (int d : person.daysOff) choices.dayOff[e * static_cast<size_t>(days) + static_cast<size_t>(d)] = 1;
+    for (int d : person.daysOff)
+      choices.dayOff[e * static_cast<size_t>(days) + static_cast<size_t>(d)] = 1;
   }
   return choices;
 }
@@ -86,9 +88,10 @@ struct TWeights {
 // them, so that the search may cross a breach to reach better rosters.
 class TWorker {
  public:
-  TWorker(const TInstance& instance, const TChoices& choices, uint64_t seed, const TWeights& weights)
+  TWorker(const TInstance& instance, const TRoster& first, const TChoices& choices, uint64_t seed,
+          const TWeights& weights)
       : choices_(choices),
-        evaluator_(instance, PinnedRoster(instance)),
+        evaluator_(instance, first),
         random_(seed),
         lightest_(std::max<double>(1, static_cast<double>(weights.heaviest) * kLightestWeight)),
         heaviest_(static_cast<double>(weights.heaviest) * kHeaviestWeight),
@@ -154,11 +157,13 @@ class TWorker {
   }
 
   double PenalisedScore() const {
-    return static_cast<double>(evaluator_.Objective()) + hardWeight_ * static_cast<double>(evaluator_.Violation());
+    return static_cast<double>(evaluator_.Objective()) +
+           hardWeight_ * static_cast<double>(evaluator_.Violation());
   }
 
   bool Accept(const TDelta& delta) {
-    const double change = static_cast<double>(delta.objective) + hardWeight_ * static_cast<double>(delta.violation);
+    const double change =
+        static_cast<double>(delta.objective) + hardWeight_ * static_cast<double>(delta.violation);
     if (change <= 0) return true;
     return random_.Unit() < std::exp(-change / temperature_);
   }
@@ -233,7 +238,8 @@ class TWorker {
     const int current = evaluator_.Roster().At(e, d);
     const int value = RandomChoice(e, d, current);
     if (value == current) return;
-    Try([&] { return evaluator_.ChangeDelta(e, d, value); }, [&] { evaluator_.Change(e, d, value); });
+    Try([&] { return evaluator_.ChangeDelta(e, d, value); },
+        [&] { evaluator_.Change(e, d, value); });
   }
 
   // Someone off on a day where a shift lacks people works it.
@@ -244,7 +250,9 @@ class TWorker {
     if (evaluator_.CoverAddDelta(d, s) >= 0) return;
     for (int attempt = 0; attempt < 4; ++attempt) {
       const int e = random_.Below(employees_);
-      if (evaluator_.Roster().At(e, d) != kOff || evaluator_.Pinned(e, d) || choices_.dayOff[Cell(e, d)]) continue;
+      if (evaluator_.Roster().At(e, d) != kOff || evaluator_.Pinned(e, d) ||
+          choices_.dayOff[Cell(e, d)])
+        continue;
       Try([&] { return evaluator_.ChangeDelta(e, d, s); }, [&] { evaluator_.Change(e, d, s); });
       return;
     }
@@ -267,7 +275,8 @@ class TWorker {
     const int first = random_.Below(days_);
     const int last = std::min(days_ - 1, first + 1 + random_.Below(kLongestBlock - 1));
     if (!Free(a, first, last) || !Free(b, first, last)) return;
-    Try([&] { return evaluator_.SwapDelta(a, b, first, last); }, [&] { evaluator_.Swap(a, b, first, last); });
+    Try([&] { return evaluator_.SwapDelta(a, b, first, last); },
+        [&] { evaluator_.Swap(a, b, first, last); });
   }
 
   // A person works a shift on another day of the same week or so instead:
@@ -275,7 +284,8 @@ class TWorker {
   void MoveShift() {
     const int e = random_.Below(employees_);
     const int from = random_.Below(days_);
-    const int to = std::clamp(from + random_.Below(2 * kLongestBlock + 1) - kLongestBlock, 0, days_ - 1);
+    const int to =
+        std::clamp(from + random_.Below(2 * kLongestBlock + 1) - kLongestBlock, 0, days_ - 1);
     const int16_t* row = evaluator_.Roster().Row(e);
     if (from == to || row[from] == row[to]) return;
     const int first = std::min(from, to), last = std::max(from, to);
@@ -286,7 +296,8 @@ class TWorker {
     }
     block_.assign(row + first, row + last + 1);
     std::swap(block_.front(), block_.back());
-    Try([&] { return evaluator_.BlockDelta(e, first, block_); }, [&] { evaluator_.Block(e, first, block_); });
+    Try([&] { return evaluator_.BlockDelta(e, first, block_); },
+        [&] { evaluator_.Block(e, first, block_); });
   }
 
   // A person's days in a window move one day later or earlier, the last
@@ -306,7 +317,8 @@ class TWorker {
     for (int d = first; d <= last; ++d) {
       if (block_[static_cast<size_t>(d - first)] != kOff && choices_.dayOff[Cell(e, d)]) return;
     }
-    Try([&] { return evaluator_.BlockDelta(e, first, block_); }, [&] { evaluator_.Block(e, first, block_); });
+    Try([&] { return evaluator_.BlockDelta(e, first, block_); },
+        [&] { evaluator_.Block(e, first, block_); });
   }
 
   // A person's run of days becomes one shift type, or days off.
@@ -317,8 +329,10 @@ class TWorker {
     if (!Free(e, first, last)) return;
     const int value = RandomChoice(e, first, kOff - 1);
     block_.clear();
-    for (int d = first; d <= last; ++d) block_.push_back(static_cast<int16_t>(choices_.dayOff[Cell(e, d)] ? kOff : value));
-    Try([&] { return evaluator_.BlockDelta(e, first, block_); }, [&] { evaluator_.Block(e, first, block_); });
+    for (int d = first; d <= last; ++d)
+      block_.push_back(static_cast<int16_t>(choices_.dayOff[Cell(e, d)] ? kOff : value));
+    Try([&] { return evaluator_.BlockDelta(e, first, block_); },
+        [&] { evaluator_.Block(e, first, block_); });
   }
 
   static constexpr int kLongestBlock = 7;
@@ -382,13 +396,24 @@ struct TExactNews {
 TSearchResult Solve(const TInstance& instance, const TSearchOptions& options) {
   CheckModel(instance);
   const TClock::time_point start = TClock::now();
-  const auto elapsed = [start] { return std::chrono::duration<double>(TClock::now() - start).count(); };
+  const auto elapsed = [start] {
+    return std::chrono::duration<double>(TClock::now() - start).count();
+  };
   const TChoices choices = ChoicesOf(instance);
   const int workers = std::clamp(options.workers - (options.exact ? 1 : 0), 1, 2);
+  TRoster first = PinnedRoster(instance);
+  if (options.start != nullptr) {
+    if (options.start->Employees() != static_cast<int>(instance.employees.size()) ||
+        options.start->Days() != instance.days)
+      throw EModelError("the start roster's sizes are not the instance's");
+    first = *options.start;
+    for (const TPin& pin : instance.pins) first.Set(pin.employee, pin.day, pin.shift);
+  }
   std::vector<TWorker> team;
   team.reserve(static_cast<size_t>(workers));
   for (int w = 0; w < workers; ++w) {
-    team.emplace_back(instance, choices, options.seed * 2 + static_cast<uint64_t>(w), WeightsOf(instance));
+    team.emplace_back(instance, first, choices, options.seed * 2 + static_cast<uint64_t>(w),
+                      WeightsOf(instance));
   }
 
   TExactNews news;

@@ -58,6 +58,10 @@ struct TSearchOptions {
   bool exact = false;     // run the exact engine beside the search
   uint64_t epochMoves = 200'000;
   const std::atomic<bool>* stop = nullptr;
+  // A roster to start from instead of the pinned one (the pins are laid
+  // over it): a roster to mend, such as last month's after a sick call. Its
+  // sizes must be the instance's; it is only read during the call.
+  const TRoster* start = nullptr;
   std::function<void(const TProgress&)> progress;
   double progressEverySeconds = 0.25;
 };

@@ -44,6 +44,30 @@ TEST(SolveTest, FindsARosterWithoutBreachAndReportsItTruly) {
   EXPECT_FALSE(result.optimal);  // nothing proved it
 }
 
+TEST(SolveTest, StartsFromTheRosterItIsGivenWithThePinsOverIt) {
+  const TInstance instance = GenerateInstance({10, 28, 2}, 1);
+  const TSearchResult good = Solve(instance, Budget(2'000'000, 1));
+  ASSERT_TRUE(good.evaluation.Feasible());
+  // A few moves from a sound roster keep one at least as good; from the
+  // pinned roster they get nowhere near it.
+  TSearchOptions few = Budget(50, 1);
+  const TSearchResult cold = Solve(instance, few);
+  few.start = &good.roster;
+  const TSearchResult warm = Solve(instance, few);
+  ASSERT_TRUE(warm.evaluation.Feasible());
+  EXPECT_LE(warm.evaluation.objective.Total(), good.evaluation.objective.Total());
+  EXPECT_FALSE(cold.evaluation.Feasible());
+  // The pins win over the start; a start of other sizes is refused.
+  TInstance pinned = instance;
+  const int kept = good.roster.At(0, 3);
+  pinned.pins.push_back({0, 3, kept == kOff ? 0 : kOff});
+  const TSearchResult mended = Solve(pinned, few);
+  EXPECT_EQ(mended.roster.At(0, 3), pinned.pins.back().shift);
+  const TRoster wrong(2, 2);
+  few.start = &wrong;
+  EXPECT_THROW(Solve(instance, few), EModelError);
+}
+
 TEST(SolveTest, KeepsPinsAndEndsWithAProofAtZero) {
   // Two people, one shift, cover of one a day they can give: cost 0 exists,
   // and a roster of cost 0 is optimal whatever else holds.

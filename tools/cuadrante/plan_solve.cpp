@@ -37,6 +37,9 @@ Filled Fill(const PlanSolveJob& job, const roster::TFillOptions& options, double
   search.seed = job.seed;
   // Small plans end at the proof rather than at the time limit.
   search.exact = solver::ExactVariables(filled.model.instance) <= solver::kMostExactVariables;
+  // A re-plan mends the roster people know rather than build another.
+  const solver::TRoster last = roster::LastRoster(filled.model);
+  if (!filled.model.previous.empty()) search.start = &last;
   filled.result = solver::Solve(filled.model.instance, search);
   filled.items = roster::FilledItems(*job.plan, filled.model, filled.result.roster);
   filled.text = roster::WithFilledItems(job.text, *job.plan, filled.model, filled.items);
