@@ -381,20 +381,32 @@ TEST(ICalendar, RosterEventsAreNamedByTheirSlotAndCancelledWorkIsLeftOut) {
   EXPECT_EQ(later.front().start, At(2026, 11, 4, 22));
 }
 
-// The UID, SEQUENCE, STATUS and start of each event, as libical reads them.
-std::vector<std::string> Followed(const std::string& ics) {
+// A line `describe` gives of each event of `ics`, which libical must read
+// without a problem, in the calendar's order.
+template <class Describe>
+std::vector<std::string> EventLines(const std::string& ics, Describe describe) {
   std::vector<std::string> problems;
   TComponentPtr root = ParseChecked(ics, problems);
   EXPECT_EQ(problems, std::vector<std::string>{});
   std::vector<std::string> seen;
   for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT); e;
-       e = icalcomponent_get_next_component(root.get(), ICAL_VEVENT_COMPONENT)) {
-    const bool cancelled = icalcomponent_get_status(e) == ICAL_STATUS_CANCELLED;
-    seen.push_back(std::string(icalcomponent_get_uid(e)).substr(17, 10) + " " +
-                   std::to_string(icalcomponent_get_sequence(e)) +
-                   (cancelled ? " cancelled " : " ") +
-                   WallOf(icalcomponent_get_dtstart(e)).ToString("dd/mm hh:nn"));
-  }
+       e = icalcomponent_get_next_component(root.get(), ICAL_VEVENT_COMPONENT))
+    seen.push_back(describe(e));
+  return seen;
+}
+
+// " cancelled " or " ": whether libical reads the event as cancelled.
+std::string CancelledMark(icalcomponent* event) {
+  return icalcomponent_get_status(event) == ICAL_STATUS_CANCELLED ? " cancelled " : " ";
+}
+
+// The UID, SEQUENCE, STATUS and start of each event, as libical reads them.
+std::vector<std::string> Followed(const std::string& ics) {
+  std::vector<std::string> seen = EventLines(ics, [](icalcomponent* e) {
+    return std::string(icalcomponent_get_uid(e)).substr(17, 10) + " " +
+           std::to_string(icalcomponent_get_sequence(e)) + CancelledMark(e) +
+           WallOf(icalcomponent_get_dtstart(e)).ToString("dd/mm hh:nn");
+  });
   std::sort(seen.begin(), seen.end());
   return seen;
 }
@@ -474,22 +486,14 @@ TPlan NightsPlan(const std::string& third, const std::string& fourth) {
 // "dd/mm SEQUENCE [cancelled] category|category..." of each event, the
 // categories as libical reads them.
 std::vector<std::string> Categorised(const std::string& ics) {
-  std::vector<std::string> problems;
-  TComponentPtr root = ParseChecked(ics, problems);
-  EXPECT_EQ(problems, std::vector<std::string>{});
-  std::vector<std::string> seen;
-  for (icalcomponent* e = icalcomponent_get_first_component(root.get(), ICAL_VEVENT_COMPONENT); e;
-       e = icalcomponent_get_next_component(root.get(), ICAL_VEVENT_COMPONENT)) {
+  return EventLines(ics, [](icalcomponent* e) {
     std::string categories;
     for (icalproperty* p = icalcomponent_get_first_property(e, ICAL_CATEGORIES_PROPERTY); p;
          p = icalcomponent_get_next_property(e, ICAL_CATEGORIES_PROPERTY))
       categories += (categories.empty() ? "" : "|") + std::string(icalproperty_get_categories(p));
-    const bool cancelled = icalcomponent_get_status(e) == ICAL_STATUS_CANCELLED;
-    seen.push_back(WallOf(icalcomponent_get_dtstart(e)).ToString("dd/mm") + " " +
-                   std::to_string(icalcomponent_get_sequence(e)) +
-                   (cancelled ? " cancelled " : " ") + categories);
-  }
-  return seen;
+    return WallOf(icalcomponent_get_dtstart(e)).ToString("dd/mm") + " " +
+           std::to_string(icalcomponent_get_sequence(e)) + CancelledMark(e) + categories;
+  });
 }
 
 TEST(ICalendar, AShiftTheEngineGaveCarriesItsCategoryAndItsMarkCountsAsAChange) {
