@@ -70,3 +70,10 @@ step "A partly planned month filled by the engine within the plan's rules (examp
 printf '$ cuadrante plan check build/demo/open-ward-filled.xml --month 2026-12\n'
 "$tool" plan check build/demo/open-ward-filled.xml --month 2026-12 2>/dev/null | tail -n 3 ||
   echo "(plan check: status 1, breaches found)"
+
+# Why the gaps left stay open: each person of the post, and the first rule
+# that kept them out.
+printf '\n$ cuadrante plan solve examples/open-ward.xml --month 2026-12 --time-limit 2 --explain\n'
+"$tool" plan solve examples/open-ward.xml --month 2026-12 --time-limit 2 --explain 2>/dev/null |
+  sed -n '/^$/,$p' | sed -n '1,12p'  # reads to the end: no broken pipe
+echo "..."
