@@ -460,6 +460,45 @@ TEST(SolveExactTest, AgreesWithEveryRosterTriedOnSmallInstances) {
   EXPECT_GE(balances, 6);
 }
 
+// A week's cap holds whole shifts: the relaxation alone must not fill the
+// last fraction of a cap, or the bound of a month of part-timers is hundreds
+// of shifts too low. Each case's relaxation bound is its optimum.
+TEST(SolveExactTest, TheRelaxationCountsWholeShiftsUnderAWeeksCap) {
+  struct Case {
+    const char* name;
+    TInstance instance;
+    int64_t optimum;
+  };
+  std::vector<Case> cases;
+  // Seven-hour days wanted every day under a 30-hour week: four, not 4.3.
+  // The ten-hour nights nobody wants make the lengths' divisor an hour.
+  TInstance i = Unbound(1, 7);
+  i.shifts = {{"M", 420, {}}, {"N", 600, {}}};
+  i.employees[0].maxShifts = {7, 7};
+  i.employees[0].maxWeekMinutes = {1800};
+  Want(i, {0, 1, 2, 3, 4, 5, 6}, 1, 100);
+  cases.push_back({"days", i, 300});
+  // A Sunday night puts 480 minutes in the next week, whose cap of 1320
+  // holds three days or the night and two: the rounding must count the
+  // night's part after midnight as a shift of that week.
+  TInstance n = Unbound(1, 14);
+  n.shifts = {{"M", 420, {}}, {"N", 600, {}, 480}};
+  n.employees[0].maxShifts = {14, 14};
+  n.employees[0].maxWeekMinutes = {7 * 600, 1320};
+  n.cover.push_back({6, 1, 1, 100, 1});
+  for (int d = 7; d < 14; ++d) n.cover.push_back({d, 0, 1, 100, 1});
+  cases.push_back({"a Sunday night", n, 500});
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ExpectOptimal(c.instance, SolveExact(c.instance, Patient()), c.optimum);
+    TExactOptions relaxation = Patient();
+    relaxation.relaxationOnly = true;
+    const TExactResult relaxed = SolveExact(c.instance, relaxation);
+    ASSERT_TRUE(relaxed.bound.has_value());
+    EXPECT_EQ(*relaxed.bound, c.optimum);
+  }
+}
+
 TEST(SolveExactTest, ProvesTheFirstPublishedInstanceAndReportsOnTheWay) {
   const TInstance instance = ReadInstanceFile(BenchmarkPath("Instance1.txt"));
   std::vector<int64_t> bounds, objectives;
