@@ -410,11 +410,13 @@ TSearchResult Solve(const TInstance& instance, const TSearchOptions& options) {
     for (const TPin& pin : instance.pins) first.Set(pin.employee, pin.day, pin.shift);
   }
   std::vector<TWorker> team;
-  team.reserve(static_cast<size_t>(workers));
+  team.reserve(2);  // a second search may join later, and threads hold the first
   for (int w = 0; w < workers; ++w) {
     team.emplace_back(instance, first, choices, options.seed * 2 + static_cast<uint64_t>(w),
                       WeightsOf(instance));
   }
+  // The exact engine's core goes to a second search once it ends unproven.
+  const bool handOver = options.exact && options.workers >= 2;
 
   TExactNews news;
   std::atomic<bool> exactStop{false};
@@ -422,7 +424,9 @@ TSearchResult Solve(const TInstance& instance, const TSearchOptions& options) {
   if (options.exact) {
     exactThread = std::thread([&] {
       TExactOptions exact;
-      exact.timeLimitSeconds = options.timeLimitSeconds;
+      exact.timeLimitSeconds = options.exactSeconds > 0
+                                   ? std::min(options.exactSeconds, options.timeLimitSeconds)
+                                   : options.timeLimitSeconds;
       exact.stop = &exactStop;
       exact.onBound = [&news](int64_t bound) {
         std::lock_guard lock(news.mutex);
@@ -501,9 +505,11 @@ TSearchResult Solve(const TInstance& instance, const TSearchOptions& options) {
     if (options.maxMoves == 0) return epoch;
     return std::min(epoch, options.maxMoves - std::min(options.maxMoves, worker.MovesTried()));
   };
-  if (team.size() == 1) {
-    while (!meet()) team[0].Run(epochFor(team[0]));
-  } else {
+  const auto exactEnded = [&news] {
+    std::lock_guard lock(news.mutex);
+    return news.finished;
+  };
+  const auto runPair = [&] {
     bool done = meet();
     std::barrier meeting(2, [&]() noexcept { done = meet(); });
     std::thread second([&] {
@@ -517,6 +523,25 @@ TSearchResult Solve(const TInstance& instance, const TSearchOptions& options) {
       meeting.arrive_and_wait();
     }
     second.join();
+  };
+  if (team.size() == 1) {
+    bool done = false;
+    while (!(done = meet())) {
+      team[0].Run(epochFor(team[0]));
+      if (handOver && exactEnded()) break;
+    }
+    if (!done) {
+      // The exact engine gave up (time, size): a second search starts from
+      // the best roster so far, with the moves the first has left.
+      exactThread.join();
+      if (!meet()) {
+        team.emplace_back(instance, best ? *best : first, choices, options.seed * 2 + 1,
+                          WeightsOf(instance));
+        runPair();
+      }
+    }
+  } else {
+    runPair();
   }
   exactStop = true;
   if (exactThread.joinable()) {

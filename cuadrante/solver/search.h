@@ -13,7 +13,9 @@
 //
 // With `exact` the exact engine runs beside the search on a thread of its own
 // (see exact.h): its bound tells the gap and stops the search once the best
-// roster meets it, and a roster it finds that is better is adopted.
+// roster meets it, and a roster it finds that is better is adopted. It takes
+// one of the `workers`; when it ends without a proof (its `exactSeconds` are
+// up, or the model is beyond it) a second search takes that core over.
 //
 // An example, reading an instance of the benchmark and writing the roster:
 //
@@ -56,6 +58,9 @@ struct TSearchOptions {
   uint64_t maxMoves = 0;  // 0: no budget; otherwise stop after this many per worker
   int workers = 2;        // 1 or 2 searches
   bool exact = false;     // run the exact engine beside the search
+  // The exact engine's own limit (0: the whole time limit). With two
+  // workers, once it ends without a proof its core goes to a second search.
+  double exactSeconds = 0;
   uint64_t epochMoves = 200'000;
   const std::atomic<bool>* stop = nullptr;
   // A roster to start from instead of the pinned one (the pins are laid

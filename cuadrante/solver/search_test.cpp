@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "cuadrante/solver/exact.h"
 #include "cuadrante/solver/generator.h"
 
 namespace cuadrante::solver {
@@ -33,6 +34,22 @@ TEST(SolveTest, ASeedAndABudgetGiveTheSameRoster) {
   TSearchOptions tiny = Budget(1'000, 1);
   tiny.epochMoves = 0;
   EXPECT_EQ(Solve(instance, tiny).moves, 1'000u);
+}
+
+// The exact engine takes one of the two workers' cores; a model beyond it is
+// refused at once, and a second search takes the core over: the moves are
+// then more than one search's budget. With one worker there is nothing to
+// hand over.
+TEST(SolveTest, HandsTheExactEnginesCoreToASecondSearchWhenItGivesUp) {
+  const TInstance instance = GenerateInstance({100, 84, 4}, 1);
+  ASSERT_GT(ExactVariables(instance), kMostExactVariables);
+  TSearchOptions options = Budget(400'000, 2);
+  options.exact = true;
+  const TSearchResult pair = Solve(instance, options);
+  EXPECT_GT(pair.moves, 400'000u);
+  EXPECT_FALSE(pair.bound.has_value());
+  options.workers = 1;
+  EXPECT_EQ(Solve(instance, options).moves, 400'000u);
 }
 
 TEST(SolveTest, FindsARosterWithoutBreachAndReportsItTruly) {
