@@ -776,10 +776,14 @@ class TPersonView {
     const std::vector<int>& after = instance_.shifts[static_cast<size_t>(first)].forbiddenNext;
     return std::find(after.begin(), after.end(), next) != after.end();
   }
-  // The minutes of week `week`, with `type` worked on `day` as well; a
-  // shift's minutes after midnight count on the next day.
+  // Whether `type` worked on `day` as well passes the cap of a week it
+  // touches: a shift's minutes after midnight count on the next day, so a
+  // Sunday night fills the next week too.
   bool WeekOver(int day, int type) const {
-    const int week = day / 7;
+    const bool spills = NextDayMinutes(type) > 0 && day + 1 < instance_.days;
+    return WeekOver(day / 7, day, type) || (spills && WeekOver((day + 1) / 7, day, type));
+  }
+  bool WeekOver(int week, int day, int type) const {
     int64_t minutes = 0;
     const auto add = [&](int at, int shift) {
       if (at / 7 == week) minutes += Minutes(shift) - NextDayMinutes(shift);
