@@ -9,6 +9,8 @@
 // per balance whose range its count can leave. The hard rules are rows, and
 // each person's runs of work and rest a path through a few states a day,
 // where a run too short ends only if it touches either end of the horizon.
+// A week's cap of minutes also counts whole shifts, so that the relaxation
+// cannot fill the last fraction of every part-timer's week.
 // The objective is the evaluator's, constant part included, so the objective
 // reported for a roster equals what `Evaluate` says of it, and every bound is
 // rounded up to an integer (all weights are integers). Every roster CBC finds
