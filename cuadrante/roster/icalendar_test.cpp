@@ -90,6 +90,9 @@ TEST(ICalendar, FoldsAt75OctetsWithoutSplittingACharacterAndEscapesText) {
   // 74 octets, then a two-octet "ñ" that would end at 76: it moves whole.
   const std::string line = std::string(74, 'a') + "ñb";
   EXPECT_EQ(FoldLine(line), std::string(74, 'a') + "\r\n ñb\r\n");
+  // So do a three-octet "€" from 73 and a four-octet "𝄞" from 74.
+  EXPECT_EQ(FoldLine(std::string(73, 'a') + "€b"), std::string(73, 'a') + "\r\n €b\r\n");
+  EXPECT_EQ(FoldLine(std::string(74, 'a') + "𝄞b"), std::string(74, 'a') + "\r\n 𝄞b\r\n");
   const std::string exact(75, 'x');
   EXPECT_EQ(FoldLine(exact), exact + "\r\n");
   // Continuation lines hold 74 octets after their blank.
