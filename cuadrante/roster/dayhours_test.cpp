@@ -100,6 +100,14 @@ TEST(HoursRows, WeeksStartOnMondayAndMonthsHaveThirtyOneColumns) {
   EXPECT_EQ(months[1].total.Value(), 7 * kHour);
 
   EXPECT_TRUE(HoursRows(TDayHours(At(2026, 3, 3), At(2026, 3, 1)), false).empty());
+
+  // The first type has a row of its own, and only one.
+  TDayHours first(At(2026, 3, 2), At(2026, 3, 8));
+  first.Add(Item(At(2026, 3, 3, 10), kHour, static_cast<TTimePointType>(0)));
+  const auto rows = HoursRows(first, false);
+  ASSERT_EQ(rows.size(), 1u);
+  EXPECT_EQ(rows[0].type, static_cast<TTimePointType>(0));
+  EXPECT_EQ(rows[0].total.Value(), kHour);
 }
 
 // With a zone each day counts what really passes: the spring night loses its
