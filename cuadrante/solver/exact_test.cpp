@@ -68,15 +68,17 @@ TExactOptions Patient() {
   return options;
 }
 
+// An instance and the optimum it must be proven at.
+struct TOptimumCase {
+  const char* name;
+  TInstance instance;
+  int64_t optimum;
+};
+
 // Every case is built so that one hard rule alone moves the optimum away
 // from what the cover alone would cost.
 TEST(SolveExactTest, EachHardRuleDecidesTheOptimum) {
-  struct Case {
-    const char* name;
-    TInstance instance;
-    int64_t optimum;
-  };
-  std::vector<Case> cases;
+  std::vector<TOptimumCase> cases;
   {
     // A lone shift inside the horizon is a run of one: it needs a neighbour
     // that nobody asked for.
@@ -227,7 +229,7 @@ TEST(SolveExactTest, EachHardRuleDecidesTheOptimum) {
     i.offRequests = {{0, 2, 0, 1}};
     cases.push_back({"requests", i, 3});
   }
-  for (const Case& c : cases) {
+  for (const TOptimumCase& c : cases) {
     SCOPED_TRACE(c.name);
     ExpectOptimal(c.instance, SolveExact(c.instance, Patient()), c.optimum);
   }
@@ -464,12 +466,7 @@ TEST(SolveExactTest, AgreesWithEveryRosterTriedOnSmallInstances) {
 // last fraction of a cap, or the bound of a month of part-timers is hundreds
 // of shifts too low. Each case's relaxation bound is its optimum.
 TEST(SolveExactTest, TheRelaxationCountsWholeShiftsUnderAWeeksCap) {
-  struct Case {
-    const char* name;
-    TInstance instance;
-    int64_t optimum;
-  };
-  std::vector<Case> cases;
+  std::vector<TOptimumCase> cases;
   // Seven-hour days wanted every day under a 30-hour week: four, not 4.3.
   // The ten-hour nights nobody wants make the lengths' divisor an hour.
   TInstance i = Unbound(1, 7);
@@ -488,7 +485,7 @@ TEST(SolveExactTest, TheRelaxationCountsWholeShiftsUnderAWeeksCap) {
   n.cover.push_back({6, 1, 1, 100, 1});
   for (int d = 7; d < 14; ++d) n.cover.push_back({d, 0, 1, 100, 1});
   cases.push_back({"a Sunday night", n, 500});
-  for (const Case& c : cases) {
+  for (const TOptimumCase& c : cases) {
     SCOPED_TRACE(c.name);
     ExpectOptimal(c.instance, SolveExact(c.instance, Patient()), c.optimum);
     TExactOptions relaxation = Patient();
