@@ -695,6 +695,59 @@ std::string WithFilledItems(std::string_view xml, const TPlan& plan, const TFill
   return document.SaveToXML();
 }
 
+const char* LeftOutReasonName(TLeftOutReason reason) {
+  switch (reason) {
+    case TLeftOutReason::kBeforeRange:
+      return "starts before the range";
+    case TLeftOutReason::kClosedHoliday:
+      return "holiday, post closed";
+    case TLeftOutReason::kNoShift:
+      break;
+  }
+  return "hours, no shift";
+}
+
+std::vector<TLeftOutNeed> NeedsLeftOut(const TPlan& plan, const TFillModel& model,
+                                       const std::vector<TCoverageGap>& gaps) {
+  const int64_t rangeFrom = model.firstDay.Value() + model.rangeStart * kSecondsPerDay;
+  const int64_t rangeTo = model.firstDay.Value() + model.rangeEnd * kSecondsPerDay;
+  std::vector<TLeftOutNeed> leftOut;
+  for (const TPost& post : plan.posts) {
+    for (const TNeed& need : post.needs) {
+      if (need.people == 0) continue;
+      // The day before the range too: its night runs into the first day.
+      for (int day = model.rangeStart - 1; day < model.rangeEnd; ++day) {
+        const TFecha date(model.firstDay.Value() + day * kSecondsPerDay);
+        if (!HoldsWeekday(need.days, date.DayOfWeek())) continue;
+        TLeftOutNeed out;
+        out.from = TFecha(date.Value() + need.startMinute * int64_t{60});
+        out.to = TFecha(out.from.Value() + need.seconds.Value());
+        if (out.to.Value() <= rangeFrom || out.from.Value() >= rangeTo) continue;
+        if (day < model.rangeStart) {
+          out.reason = TLeftOutReason::kBeforeRange;
+        } else if (need.shift.empty()) {
+          out.reason = TLeftOutReason::kNoShift;
+        } else if (!post.worksHolidays && IsHolidayOf(plan, date.Value())) {
+          out.reason = TLeftOutReason::kClosedHoliday;
+        } else {
+          continue;  // a cover line of the engine's: ExplainGaps tells
+        }
+        for (const TCoverageGap& gap : gaps) {
+          if (gap.post == &post && gap.from.Value() < out.to.Value() &&
+              out.from.Value() < gap.to.Value())
+            out.missing = std::max(out.missing, gap.Shortfall());
+        }
+        if (out.missing <= 0) continue;
+        out.post = &post;
+        out.need = &need;
+        out.day = date;
+        leftOut.push_back(out);
+      }
+    }
+  }
+  return leftOut;
+}
+
 const char* GapReasonName(TGapReason reason) {
   switch (reason) {
     case TGapReason::kNotThatPost:

@@ -35,6 +35,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cuadrante/roster/checks.h"
 #include "cuadrante/roster/plan.h"
 #include "cuadrante/runtime/export.h"
 #include "cuadrante/solver/model.h"
@@ -171,6 +172,32 @@ struct TGapExplanation {
 // Every cover line of the range that `roster` leaves short, by day and type.
 CUADRANTE_API std::vector<TGapExplanation> ExplainGaps(const TPlan& plan, const TFillModel& model,
                                                        const solver::TRoster& roster);
+
+// Why a need on a day was never the engine's to fill.
+enum class TLeftOutReason {
+  kBeforeRange,    // its shift starts the day before the range and runs into it
+  kClosedHoliday,  // a plan holiday its post does not work
+  kNoShift,        // a span of hours, not a shift the engine can give
+};
+CUADRANTE_API const char* LeftOutReasonName(TLeftOutReason reason);
+
+// A need the coverage report finds short that the engine had no part in:
+// the day it starts, its span, the most people missing at any moment of it
+// (when a post's needs overlap, the shortfall is theirs together) and why.
+struct TLeftOutNeed {
+  const TPost* post = nullptr;
+  const TNeed* need = nullptr;
+  TFecha day;
+  TFecha from, to;  // the need's span on that day, `to` exclusive
+  int64_t missing = 0;
+  TLeftOutReason reason = TLeftOutReason::kNoShift;
+};
+
+// Of `gaps` (CheckCoverage over the model's range), the needs behind those
+// that ExplainGaps cannot explain, because the engine was never asked to
+// fill them. With ExplainGaps, every span short of people has a reason.
+CUADRANTE_API std::vector<TLeftOutNeed> NeedsLeftOut(const TPlan& plan, const TFillModel& model,
+                                                     const std::vector<TCoverageGap>& gaps);
 
 // The plan document `xml` (the text `plan` was read from) with each filled
 // item as an ITEM of its EMPLOYEE, behind what the person holds already:

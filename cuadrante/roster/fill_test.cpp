@@ -314,6 +314,64 @@ TEST(ExplainGaps, EachReasonIsARuleThatGivingTheShiftBreaks) {
   }
 }
 
+// Whether every span the coverage report finds short of people has its
+// explanation: a need the engine left short whose shift overlaps it, or a
+// need the engine never had. Returns those it never had, by reason, post
+// and day, with the people missing.
+std::map<std::tuple<TLeftOutReason, std::string>, int64_t> ExpectEveryGapExplained(
+    const std::string& xml, uint64_t moves) {
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
+  const TPlan plan = ReadPlan(xml);
+  const TFillModel model = ModelOfPlan(plan, first, last);
+  const solver::TSearchResult result = Search(model, moves);
+  const TPlan after =
+      ReadPlan(WithFilledItems(xml, plan, model, FilledItems(plan, model, result.roster)));
+  const std::vector<TCoverageGap> gaps =
+      CheckCoverage(after, BuildRosters(after, first, last), first, last);
+  const std::vector<TGapExplanation> explained = ExplainGaps(plan, model, result.roster);
+  const std::vector<TLeftOutNeed> leftOut = NeedsLeftOut(after, model, gaps);
+  for (const TCoverageGap& gap : gaps) {
+    if (gap.Shortfall() <= 0) continue;
+    const auto overlaps = [&](int64_t from, int64_t to) {
+      return from < gap.to.Value() && gap.from.Value() < to;
+    };
+    bool told = false;
+    for (const TGapExplanation& short_ : explained) {
+      const int64_t start = short_.day.Value() + short_.shift->startMinute * int64_t{60};
+      told = told || (short_.post->code == gap.post->code &&
+                      overlaps(start, start + short_.shift->seconds.Value()));
+    }
+    for (const TLeftOutNeed& need : leftOut)
+      told = told || (need.post == gap.post && overlaps(need.from.Value(), need.to.Value()));
+    EXPECT_TRUE(told) << gap.post->code << " " << gap.from.ToString("dd/mm/yyyy hh:nn") << " "
+                      << gap.Shortfall() << " missing";
+  }
+  std::map<std::tuple<TLeftOutReason, std::string>, int64_t> told;
+  for (const TLeftOutNeed& need : leftOut)
+    told[{need.reason, need.post->code + " " + need.day.ToString("dd/mm")}] += need.missing;
+  return told;
+}
+
+TEST(NeedsLeftOut, EverySpanShortOfPeopleHasAReason) {
+  // The ward's span of hours at UCI is nobody's shift, URG's Tuesday falls
+  // on a holiday it does not work, and the night of 30 November runs into
+  // the range with nobody planned.
+  auto told = ExpectEveryGapExplained(kWard, 100'000);
+  EXPECT_EQ(told.size(), 33u);
+  for (const auto& [need, missing] : told) EXPECT_EQ(missing, 1) << std::get<1>(need);
+  EXPECT_EQ((told[{TLeftOutReason::kBeforeRange, "UCI 30/11"}]), 1);
+  EXPECT_EQ((told[{TLeftOutReason::kClosedHoliday, "URG 08/12"}]), 1);
+  EXPECT_EQ((told[{TLeftOutReason::kNoShift, "UCI 01/12"}]), 1);
+  EXPECT_EQ((told[{TLeftOutReason::kNoShift, "UCI 31/12"}]), 1);
+  EXPECT_STREQ(LeftOutReasonName(TLeftOutReason::kClosedHoliday), "holiday, post closed");
+
+  // Random hospitals: posts closed on their holidays, nights on both edges.
+  for (uint64_t seed = 1; seed <= 4; ++seed) {
+    SCOPED_TRACE(seed);
+    ExpectEveryGapExplained(cuadrante::testing::RandomPlanXml(seed, {3, 12, 2026, 12}), 100'000);
+  }
+}
+
 TEST(ModelOfPlan, HoldsAPartTimeMinimumToWhatItsWeeksCanHold) {
   // Twenty hours a week in shifts of eight are two shifts: December's five
   // weeks hold 80 h, less than the contract's 92 h less 8 h of tolerance.

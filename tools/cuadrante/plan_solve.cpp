@@ -84,8 +84,16 @@ void ReportBreaches(const roster::TFillModel& model, const solver::TSearchResult
 
 // Each gap the engine left, and for each person of its post the first rule
 // that kept them out: as lines for people, a row a person for programs.
+// A need's shift code, or its span of hours when it names none.
+std::string NeedLabel(const roster::TNeed& need) {
+  if (!need.shift.empty()) return need.shift;
+  const TFecha start(need.startMinute * int64_t{60});
+  return start.ToString("hh:nn") + "-" +
+         TFecha(start.Value() + need.seconds.Value()).ToString("hh:nn");
+}
+
 void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGapExplanation>& gaps,
-                       Format format) {
+                       const std::vector<roster::TLeftOutNeed>& leftOut, Format format) {
   if (format == Format::kText) {
     for (const roster::TGapExplanation& gap : gaps) {
       std::printf("\n%s %s %s: %d %s\n", gap.post->code.c_str(), gap.shift->code.c_str(),
@@ -94,6 +102,12 @@ void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGap
         std::printf("  %-10s %s\n", plan.employees[person.employee].id.c_str(),
                     Say(roster::GapReasonName(person.reason)).c_str());
       }
+    }
+    for (const roster::TLeftOutNeed& need : leftOut) {
+      std::printf("\n%s %s %s: %lld %s\n  %s\n", need.post->code.c_str(),
+                  NeedLabel(*need.need).c_str(), need.day.ToString("dd/mm/yyyy").c_str(),
+                  static_cast<long long>(need.missing), Say("missing").c_str(),
+                  Say(roster::LeftOutReasonName(need.reason)).c_str());
     }
     return;
   }
@@ -109,6 +123,11 @@ void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGap
                  std::to_string(gap.missing), plan.employees[person.employee].id,
                  roster::GapReasonName(person.reason)});
     }
+  }
+  // Needs the engine never had: one row each, with nobody to name.
+  for (const roster::TLeftOutNeed& need : leftOut) {
+    table.Add({need.post->code, NeedLabel(*need.need), need.day.ToString("yyyy-mm-dd"),
+               std::to_string(need.missing), "", roster::LeftOutReasonName(need.reason)});
   }
   table.Print(format);
 }
@@ -268,7 +287,7 @@ int RunPlanSolve(const PlanSolveJob& job) {
   if (job.format == Format::kText) PrintSummary(job, filled, changes.size(), shortfalls);
   if (job.explain) {
     PrintExplanations(plan, roster::ExplainGaps(plan, filled.model, filled.result.roster),
-                      job.format);
+                      roster::NeedsLeftOut(filled.plan, filled.model, gaps), job.format);
   } else if (job.format == Format::kText) {
     PrintGaps(gaps, job.format);
     if (job.replanFrom) PrintChanges(plan, changes, job.format);
