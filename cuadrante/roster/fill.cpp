@@ -123,11 +123,9 @@ int64_t OwedMinutes(const TPlan& plan, const TEmployee& employee, const TFillMod
   return owedUnits / kShareUnits / 60;
 }
 
-// The person's limits over the range, in minutes: the plan's own, or the
-// contract's share of the days not on leave within the tolerance.
-std::pair<int64_t, int64_t> HoursRange(const TPlan& plan, const TEmployee& employee,
-                                       const TFillModel& model, const std::vector<int>& daysOff) {
-  const int64_t owed = OwedMinutes(plan, employee, model, daysOff);
+// The person's limits over the range, in minutes: the plan's own, or what
+// their contract owes (`owed`) within the tolerance.
+std::pair<int64_t, int64_t> HoursRange(const TEmployee& employee, int64_t owed) {
   const int64_t tolerance = employee.tolerance.Value() / 60;
   int64_t low = employee.hasContract ? std::max<int64_t>(0, owed - tolerance) : 0;
   int64_t high = employee.hasContract ? owed + tolerance : solver::kMostMinutes;
@@ -315,18 +313,24 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
   // Pinned work counts against every limit; the engine may add what is left.
   std::vector<int> pinnedCount(model.types.size(), 0);
   int64_t pinnedOutside = 0;  // minutes before and after the range
+  // Days of the range the contract does not count: free of work, and absent
+  // or a holiday off. A re-plan's past days among them too, though pinned.
+  std::vector<int> unowed;
   for (int day = 0; day < days; ++day) {
     const int type = planned.type[static_cast<size_t>(day)];
     const bool outside = day < model.rangeStart || day >= model.rangeEnd;
+    const bool off =
+        type == solver::kOff &&
+        (planned.absent[static_cast<size_t>(day)] ||
+         (!worksHolidays && IsHolidayOf(plan, model.firstDay.Value() + day * kSecondsPerDay)));
+    if (off && !outside) unowed.push_back(day);
     // A re-plan keeps the days before it as they are.
     const bool past = !model.previous.empty() && day < model.replanStart;
     if (type != solver::kOff || outside || past) {
       model.instance.pins.push_back({person, day, type});
       model.pinned[static_cast<size_t>(person) * static_cast<size_t>(days) +
                    static_cast<size_t>(day)] = true;
-    } else if (planned.absent[static_cast<size_t>(day)] ||
-               (!worksHolidays &&
-                IsHolidayOf(plan, model.firstDay.Value() + day * kSecondsPerDay))) {
+    } else if (off) {
       made.daysOff.push_back(day);
     }
     if (type == solver::kOff) continue;
@@ -335,7 +339,9 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
   }
   const bool fillable = SetShiftCaps(employee, model, pinnedCount, made);
   made.maxWeekMinutes = WeekCaps(plan, employee, model);
-  const auto [low, high] = HoursRange(plan, employee, model, made.daysOff);
+  model.owedMinutes.push_back(employee.hasContract ? OwedMinutes(plan, employee, model, unowed)
+                                                   : 0);
+  const auto [low, high] = HoursRange(employee, model.owedMinutes.back());
   made.minMinutes =
       fillable ? std::min(low, ReachableMinutes(model, person, planned.type, pinnedCount, made)) +
                      pinnedOutside
@@ -481,7 +487,7 @@ void AddFairness(const TPlan& plan, TFillModel& model, int weight) {
   for (size_t person = 0; person < people; ++person) {
     const solver::TEmployee& limits = instance.employees[person];
     const TEmployee& employee = plan.employees[model.employees[person]];
-    const int64_t share = employee.hasContract ? OwedMinutes(plan, employee, model, limits.daysOff)
+    const int64_t share = employee.hasContract ? model.owedMinutes[person]
                           : employee.maxHours  ? employee.maxHours->Value() / 60
                                                : 0;
     for (size_t type = 0; type < model.types.size(); ++type) {

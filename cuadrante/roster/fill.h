@@ -58,6 +58,9 @@ struct TFillModel {
   std::vector<TFillType> types;
   std::vector<size_t> employees;  // the plan's employee of each model employee
   std::vector<bool> pinned;       // by employee * days + day: the plan fixes the day
+  // Per employee, the minutes their contract owes over the range's days not
+  // on leave (0 without a contract).
+  std::vector<int64_t> owedMinutes;
   // Re-planning: the last roster's type on each day of the range from the
   // re-planning day on (kOff: none; -2: work no type of the model can give),
   // by employee * days + day; empty when not re-planning.

@@ -500,6 +500,47 @@ std::string WithElement(std::string xml, const std::string& id, const std::strin
   return xml;
 }
 
+TEST(Replan, AnUnchangedPlanKeepsItsRosterAndItsLimits) {
+  // Random hospitals filled, then re-planned from the 20th with nothing new:
+  // the last roster changes nothing and breaks nothing, and each contract
+  // still owes what it owed, leave before the 20th included.
+  const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
+  TFillOptions options;
+  options.replanFrom = At(2026, 12, 20);
+  int leaveBefore = 0;
+  for (uint64_t seed = 1; seed <= 3; ++seed) {
+    SCOPED_TRACE(seed);
+    const std::string xml = cuadrante::testing::RandomPlanXml(seed, {3, 16, 2026, 12});
+    const TPlan plan = ReadPlan(xml);
+    const TFillModel model = ModelOfPlan(plan, first, last);
+    const solver::TSearchResult result = Search(model, 150'000);
+    ASSERT_TRUE(result.evaluation.Feasible());
+    const TPlan filled =
+        ReadPlan(WithFilledItems(xml, plan, model, FilledItems(plan, model, result.roster)));
+    const TFillModel again = ModelOfPlan(filled, first, last, options);
+    const std::vector<TPersonRoster> rosters = BuildRosters(plan, first, last);
+    ASSERT_EQ(again.owedMinutes.size(), model.owedMinutes.size());
+    for (size_t person = 0; person < model.owedMinutes.size(); ++person) {
+      EXPECT_EQ(again.owedMinutes[person], model.owedMinutes[person]) << person;
+      EXPECT_EQ(again.instance.employees[person].maxMinutes,
+                model.instance.employees[person].maxMinutes)
+          << person;
+      const TEmployee& employee = plan.employees[model.employees[person]];
+      for (const TRosterItem& item : rosters[model.employees[person]].items)
+        leaveBefore += employee.hasContract && item.Kind() == THoursKind::kAbsence &&
+                               item.start < At(2026, 12, 20)
+                           ? 1
+                           : 0;
+    }
+    const solver::TRoster kept = LastRoster(again);
+    EXPECT_TRUE(ReplanChanges(again, kept).empty());
+    for (const solver::TBreach& breach : solver::Evaluate(again.instance, kept).breaches)
+      ADD_FAILURE() << again.instance.employees[static_cast<size_t>(breach.employee)].id << ": "
+                    << breach.detail;
+  }
+  EXPECT_GT(leaveBefore, 0);
+}
+
 TEST(Replan, KeepsThePastAndPaysForEachDayItChanges) {
   // A month filled, then Eva falls sick from the 20th to the 22nd.
   const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31), from = At(2026, 12, 14);
