@@ -290,7 +290,8 @@ staff = {p.get("code"): {e.get("id") for e in plan.iter("EMPLOYEE")
 reasons = {"not that post", "not that shift", "on leave", "planned that day", "works another shift",
            "rest after", "rest before", "week maximum", "days in a row", "days off in a row",
            "weekend cap", "hours maximum", "shift cap", "free"}
-needs = {"starts before the range", "holiday, post closed", "hours, no shift"}
+needs = {"starts before the range", "holiday, post closed", "hours, no shift", "nobody at the post",
+         "all its people on it"}
 assert rows, "no gap explained"
 for r in rows:
     if r["employee"]:
@@ -323,6 +324,22 @@ for g in short:
     a, b = datetime.datetime.fromisoformat(g["from"]), datetime.datetime.fromisoformat(g["to"])
     assert any(p == g["post"] and f < b and a < t for p, f, t in told), g' \
   "$tool" "$open" "$work/explained.xml"
+# A post nobody works and one whose only person cannot be everywhere: each
+# short need says why nobody filled it.
+printf '%s' '<PLAN><SHIFT code="M" start="08:00" hours="7"/><POST code="A"><NEED shift="M" people="2"/></POST><POST code="B"><NEED shift="M" people="1" days="mon"/></POST><EMPLOYEE id="x" post="A" minHours="0" maxHours="300"/></PLAN>' >"$work/unstaffed.xml"
+check "plan solve --explain: a need nobody can fill says so" python3 -c '
+import json, subprocess, sys
+run = subprocess.run([sys.argv[1], "plan", "solve", sys.argv[2], "--month", "2026-12", "--time-limit", "5",
+                      "--explain", "--format", "json"], capture_output=True, text=True)
+assert run.returncode == 0, run.stderr
+rows = json.loads(run.stdout)
+b = [r for r in rows if r["post"] == "B"]
+assert len(b) == 4 and all(r["employee"] == "" and r["reason"] == "nobody at the post" for r in b), b
+a = [r for r in rows if r["post"] == "A"]
+assert len({r["date"] for r in a}) == 31, len(a)
+worked = [r for r in a if r["reason"] == "all its people on it"]
+assert worked and all(r["employee"] == "" and r["missing"] == 1 for r in worked), worked
+assert all(r["employee"] == "x" for r in a if r not in worked), a' "$tool" "$work/unstaffed.xml"
 expect 2 'plan solve fills the whole plan' plan solve "$open" --month 2026-12 --employee ana
 expect 2 'plan solve does not take --by' plan solve "$open" --month 2026-12 --by week
 sed 's|<REQUEST date="2026-12-24" off="1" weight="20"/>|<REQUEST date="2026-12-24" shift="Q" off="1"/>|' "$open" >"$work/badrequest.xml"

@@ -409,6 +409,17 @@ TSearchResult Solve(const TInstance& instance, const TSearchOptions& options) {
     first = *options.start;
     for (const TPin& pin : instance.pins) first.Set(pin.employee, pin.day, pin.shift);
   }
+  if (instance.employees.empty()) {
+    // Nobody to give a shift: the only roster there is is the answer, and
+    // the moves, which each pick a person, have nobody to pick.
+    TSearchResult result;
+    result.roster = first;
+    result.evaluation = Evaluate(instance, first);
+    result.bound = result.evaluation.objective.Total();
+    result.optimal = result.evaluation.Feasible();
+    result.seconds = elapsed();
+    return result;
+  }
   std::vector<TWorker> team;
   team.reserve(2);  // a second search may join later, and threads hold the first
   for (int w = 0; w < workers; ++w) {

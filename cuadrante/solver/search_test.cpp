@@ -127,6 +127,30 @@ TEST(SolveTest, KeepsPinsAndEndsWithAProofAtZero) {
   EXPECT_LT(result.moves, 5'000'000u);  // the proof ended it early
 }
 
+TEST(SolveTest, WithNobodyToRosterEveryNeedIsMissingAndThatIsOptimal) {
+  // A post with needs and no staff: the one roster there is, at once,
+  // whether the exact engine runs beside the search or not.
+  TInstance instance;
+  instance.days = 7;
+  instance.shifts = {{"D", 480, {}}};
+  for (int d = 0; d < 7; ++d) instance.cover.push_back({d, 0, 2, 100, 1});
+  for (const bool exact : {false, true}) {
+    TSearchOptions options = Budget(5'000'000, 2);
+    options.exact = exact;
+    const TSearchResult result = Solve(instance, options);
+    EXPECT_EQ(result.roster.Employees(), 0);
+    EXPECT_EQ(result.evaluation.objective.Total(), 7 * 2 * 100);
+    EXPECT_EQ(result.bound, std::optional<int64_t>(7 * 2 * 100));
+    EXPECT_TRUE(result.optimal);
+    EXPECT_EQ(result.moves, 0u);
+  }
+  TExactOptions exact;
+  exact.timeLimitSeconds = 10;
+  const TExactResult proven = SolveExact(instance, exact);
+  EXPECT_TRUE(proven.optimal) << proven.status;
+  EXPECT_EQ(proven.objective, 7 * 2 * 100);
+}
+
 TEST(SolveTest, SharesNightsAndWeekendsAsTheBalancesAsk) {
   // Two people cover a day and a night shift every weekday of a fortnight
   // and a night on weekends. Many rosters cover it all; the ranges ask for

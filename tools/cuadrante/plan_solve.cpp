@@ -1,5 +1,7 @@
 #include "tools/cuadrante/plan_solve.h"
 
+#include <algorithm>
+
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -92,6 +94,16 @@ std::string NeedLabel(const roster::TNeed& need) {
          TFecha(start.Value() + need.seconds.Value()).ToString("hh:nn");
 }
 
+// Why a short need names nobody: its post has no people, or all of them
+// work it already.
+const char* NobodyLeft(const roster::TPlan& plan, const roster::TPost& post) {
+  for (const roster::TEmployee& employee : plan.employees) {
+    if (std::find(employee.posts.begin(), employee.posts.end(), post.code) != employee.posts.end())
+      return "all its people on it";
+  }
+  return "nobody at the post";
+}
+
 void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGapExplanation>& gaps,
                        const std::vector<roster::TLeftOutNeed>& leftOut, Format format) {
   if (format == Format::kText) {
@@ -102,6 +114,7 @@ void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGap
         std::printf("  %-10s %s\n", plan.employees[person.employee].id.c_str(),
                     Say(roster::GapReasonName(person.reason)).c_str());
       }
+      if (gap.people.empty()) std::printf("  %s\n", Say(NobodyLeft(plan, *gap.post)).c_str());
     }
     for (const roster::TLeftOutNeed& need : leftOut) {
       std::printf("\n%s %s %s: %lld %s\n  %s\n", need.post->code.c_str(),
@@ -122,6 +135,10 @@ void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGap
       table.Add({gap.post->code, gap.shift->code, gap.day.ToString("yyyy-mm-dd"),
                  std::to_string(gap.missing), plan.employees[person.employee].id,
                  roster::GapReasonName(person.reason)});
+    }
+    if (gap.people.empty()) {
+      table.Add({gap.post->code, gap.shift->code, gap.day.ToString("yyyy-mm-dd"),
+                 std::to_string(gap.missing), "", NobodyLeft(plan, *gap.post)});
     }
   }
   // Needs the engine never had: one row each, with nobody to name.
