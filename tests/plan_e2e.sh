@@ -346,6 +346,9 @@ sed 's|<REQUEST date="2026-12-24" off="1" weight="20"/>|<REQUEST date="2026-12-2
 expect 1 "EMPLOYEE eva: REQUEST 1: shift 'Q' is no SHIFT of the plan" plan solve "$work/badrequest.xml" --month 2026-12
 sed 's|posts="UCI URG"|posts="UCI QUIRO"|' "$open" >"$work/badposts.xml"
 expect 1 "EMPLOYEE eva: posts names 'QUIRO', which is no POST of the plan" plan solve "$work/badposts.xml" --month 2026-12
+need='<NEED shift="M" people="100000"/>'
+printf '%s' "<PLAN><SHIFT code=\"M\" start=\"08:00\" hours=\"7\"/><POST code=\"A\">$need$need</POST></PLAN>" >"$work/crowd.xml"
+expect 1 'POST A: the NEEDs of shift M on 2026-12-01 ask for 200000 people, more than 100000' plan solve "$work/crowd.xml" --month 2026-12
 
 
 # Fairness: the spread of each post is the most less the least of its

@@ -103,6 +103,12 @@ void AddCover(const TPlan& plan, TFillModel& model, TTypeTable& types, int range
         line.day = day;
         line.shift = type;
         line.requirement += need.people;
+        // Each need is within bounds; several of one shift may add up past them.
+        if (line.requirement > solver::kMostEmployees)
+          throw EConvertError("POST " + post.code + ": the NEEDs of shift " + need.shift + " on " +
+                              date.ToString("yyyy-mm-dd") + " ask for " +
+                              std::to_string(line.requirement) + " people, more than " +
+                              std::to_string(solver::kMostEmployees));
         line.underWeight = std::max(line.underWeight, need.missingWeight);
         line.overWeight = std::max(line.overWeight, need.surplusWeight);
       }
