@@ -725,6 +725,14 @@ std::vector<TLeftOutNeed> NeedsLeftOut(const TPlan& plan, const TFillModel& mode
   const int64_t rangeTo = model.firstDay.Value() + model.rangeEnd * kSecondsPerDay;
   std::vector<TLeftOutNeed> leftOut;
   for (const TPost& post : plan.posts) {
+    // The post's spans, apart and in time order (as CheckCoverage lists
+    // them): those that overlap a need are found by bisection.
+    std::vector<const TCoverageGap*> spans;
+    for (const TCoverageGap& gap : gaps)
+      if (gap.post == &post) spans.push_back(&gap);
+    std::sort(spans.begin(), spans.end(), [](const TCoverageGap* a, const TCoverageGap* b) {
+      return a->from.Value() < b->from.Value();
+    });
     for (const TNeed& need : post.needs) {
       if (need.people == 0) continue;
       // The day before the range too: its night runs into the first day.
@@ -744,11 +752,11 @@ std::vector<TLeftOutNeed> NeedsLeftOut(const TPlan& plan, const TFillModel& mode
         } else {
           continue;  // a cover line of the engine's: ExplainGaps tells
         }
-        for (const TCoverageGap& gap : gaps) {
-          if (gap.post == &post && gap.from.Value() < out.to.Value() &&
-              out.from.Value() < gap.to.Value())
-            out.missing = std::max(out.missing, gap.Shortfall());
-        }
+        auto span = std::partition_point(spans.begin(), spans.end(), [&](const TCoverageGap* gap) {
+          return gap->to.Value() <= out.from.Value();
+        });
+        for (; span != spans.end() && (*span)->from.Value() < out.to.Value(); ++span)
+          out.missing = std::max(out.missing, (*span)->Shortfall());
         if (out.missing <= 0) continue;
         out.post = &post;
         out.need = &need;
