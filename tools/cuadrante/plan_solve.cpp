@@ -302,13 +302,23 @@ int RunPlanSolve(const PlanSolveJob& job) {
   }
 
   if (job.format == Format::kText) PrintSummary(job, filled, changes.size(), shortfalls);
-  if (job.explain) {
+  const auto explain = [&] {
     PrintExplanations(plan, roster::ExplainGaps(plan, filled.model, filled.result.roster),
                       roster::NeedsLeftOut(filled.plan, filled.model, gaps), job.format);
-  } else if (job.format == Format::kText) {
-    PrintGaps(gaps, job.format);
+  };
+  if (job.format == Format::kText) {
+    // The explanations tell each gap, in place of their list; what changed
+    // and the fairness table follow either way.
+    if (job.explain) {
+      explain();
+      std::printf("\n");
+    } else {
+      PrintGaps(gaps, job.format);
+    }
     if (job.replanFrom) PrintChanges(plan, changes, job.format);
     PrintFairness(job, filled, plain ? &*plain : nullptr);
+  } else if (job.explain) {
+    explain();
   } else if (job.replanFrom) {
     PrintChanges(plan, changes, job.format);
   } else {
