@@ -287,7 +287,8 @@ plan = ET.parse(sys.argv[2]).getroot()
 staff = {p.get("code"): {e.get("id") for e in plan.iter("EMPLOYEE")
                          if p.get("code") in ((e.get("posts") or "") + " " + e.get("post")).split()}
          for p in plan.iter("POST")}
-reasons = {"not that post", "not that shift", "on leave", "planned that day", "works another shift",
+reasons = {"not that post", "not that shift", "on leave", "planned that day", "before the re-plan",
+           "works another shift",
            "rest after", "rest before", "week maximum", "days in a row", "days off in a row",
            "weekend cap", "hours maximum", "shift cap", "free"}
 needs = {"starts before the range", "holiday, post closed", "hours, no shift", "nobody at the post",

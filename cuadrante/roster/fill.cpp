@@ -319,9 +319,6 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
   // Pinned work counts against every limit; the engine may add what is left.
   std::vector<int> pinnedCount(model.types.size(), 0);
   int64_t pinnedOutside = 0;  // minutes before and after the range
-  // Days of the range the contract does not count: free of work, and absent
-  // or a holiday off. A re-plan's past days among them too, though pinned.
-  std::vector<int> unowed;
   for (int day = 0; day < days; ++day) {
     const int type = planned.type[static_cast<size_t>(day)];
     const bool outside = day < model.rangeStart || day >= model.rangeEnd;
@@ -329,24 +326,24 @@ void AddPerson(const TPlan& plan, size_t index, const TPersonRoster& roster, TFi
         type == solver::kOff &&
         (planned.absent[static_cast<size_t>(day)] ||
          (!worksHolidays && IsHolidayOf(plan, model.firstDay.Value() + day * kSecondsPerDay)));
-    if (off && !outside) unowed.push_back(day);
     // A re-plan keeps the days before it as they are.
     const bool past = !model.previous.empty() && day < model.replanStart;
     if (type != solver::kOff || outside || past) {
       model.instance.pins.push_back({person, day, type});
       model.pinned[static_cast<size_t>(person) * static_cast<size_t>(days) +
                    static_cast<size_t>(day)] = true;
-    } else if (off) {
-      made.daysOff.push_back(day);
     }
+    // Days off: free of work, and absent or a holiday off. A re-plan's past
+    // ones too, though pinned: the contract does not count them either way.
+    if (off && !outside) made.daysOff.push_back(day);
     if (type == solver::kOff) continue;
     ++pinnedCount[static_cast<size_t>(type)];
     if (outside) pinnedOutside += model.instance.shifts[static_cast<size_t>(type)].minutes;
   }
   const bool fillable = SetShiftCaps(employee, model, pinnedCount, made);
   made.maxWeekMinutes = WeekCaps(plan, employee, model);
-  model.owedMinutes.push_back(employee.hasContract ? OwedMinutes(plan, employee, model, unowed)
-                                                   : 0);
+  model.owedMinutes.push_back(
+      employee.hasContract ? OwedMinutes(plan, employee, model, made.daysOff) : 0);
   const auto [low, high] = HoursRange(employee, model.owedMinutes.back());
   made.minMinutes =
       fillable ? std::min(low, ReachableMinutes(model, person, planned.type, pinnedCount, made)) +
@@ -778,6 +775,8 @@ const char* GapReasonName(TGapReason reason) {
       return "on leave";
     case TGapReason::kPlanned:
       return "planned that day";
+    case TGapReason::kBeforeReplan:
+      return "before the re-plan";
     case TGapReason::kWorksThatDay:
       return "works another shift";
     case TGapReason::kRestAfter:
@@ -824,7 +823,10 @@ class TPersonView {
   TGapReason Reason(int day, int type) const {
     if (std::find(limits_.daysOff.begin(), limits_.daysOff.end(), day) != limits_.daysOff.end())
       return TGapReason::kAbsent;
-    if (model_.Pinned(person_, day)) return TGapReason::kPlanned;
+    if (model_.Pinned(person_, day)) {
+      if (model_.previous.empty() || day >= model_.replanStart) return TGapReason::kPlanned;
+      return Works(day) ? TGapReason::kWorksThatDay : TGapReason::kBeforeReplan;
+    }
     if (Works(day)) return TGapReason::kWorksThatDay;
     if (Works(day - 1) && Forbids(roster_.At(person_, day - 1), type))
       return TGapReason::kRestAfter;

@@ -143,6 +143,7 @@ enum class TGapReason {
   kNotThatShift,  // the shift is none of their `shifts`
   kAbsent,        // on leave, or a holiday their own post does not work
   kPlanned,       // the plan fixes the day: other work, or none
+  kBeforeReplan,  // a free day before a re-plan's date, which keeps it as it was
   kWorksThatDay,  // the engine gave them another shift that day
   kRestAfter,     // too little rest after the shift of the day before
   kRestBefore,    // too little rest before the shift of the day after

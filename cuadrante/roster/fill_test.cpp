@@ -502,12 +502,14 @@ std::string WithElement(std::string xml, const std::string& id, const std::strin
 
 TEST(Replan, AnUnchangedPlanKeepsItsRosterAndItsLimits) {
   // Random hospitals filled, then re-planned from the 20th with nothing new:
-  // the last roster changes nothing and breaks nothing, and each contract
-  // still owes what it owed, leave before the 20th included.
+  // the last roster changes nothing and breaks nothing, each contract still
+  // owes what it owed, leave before the 20th included, and the gaps before
+  // the 20th are explained as kept.
   const TFecha first = At(2026, 12, 1), last = At(2026, 12, 31);
   TFillOptions options;
   options.replanFrom = At(2026, 12, 20);
   int leaveBefore = 0;
+  std::map<TGapReason, int> pastReasons;
   for (uint64_t seed = 1; seed <= 3; ++seed) {
     SCOPED_TRACE(seed);
     const std::string xml = cuadrante::testing::RandomPlanXml(seed, {3, 16, 2026, 12});
@@ -537,8 +539,35 @@ TEST(Replan, AnUnchangedPlanKeepsItsRosterAndItsLimits) {
     for (const solver::TBreach& breach : solver::Evaluate(again.instance, kept).breaches)
       ADD_FAILURE() << again.instance.employees[static_cast<size_t>(breach.employee)].id << ": "
                     << breach.detail;
+    // A gap before the date stays as it was: the explanation says so for
+    // the people free that day, and still tells those on leave.
+    for (const TGapExplanation& gap : ExplainGaps(filled, again, kept)) {
+      if (gap.day >= At(2026, 12, 20)) continue;
+      for (const TGapPerson& person : gap.people) {
+        ++pastReasons[person.reason];
+        const bool absent =
+            std::any_of(rosters[person.employee].items.begin(),
+                        rosters[person.employee].items.end(), [&](const TRosterItem& item) {
+                          return item.Kind() == THoursKind::kAbsence && item.start <= gap.day &&
+                                 gap.day < item.End();
+                        });
+        // Whom the post or shift rules out says that first.
+        const bool ruledOut = person.reason == TGapReason::kNotThatPost ||
+                              person.reason == TGapReason::kNotThatShift;
+        if (absent && !ruledOut) {
+          EXPECT_EQ(person.reason, TGapReason::kAbsent);
+        }
+      }
+    }
   }
   EXPECT_GT(leaveBefore, 0);
+  EXPECT_GT(pastReasons[TGapReason::kBeforeReplan], 0);
+  for (const auto& [reason, count] : pastReasons) {
+    EXPECT_TRUE(reason == TGapReason::kBeforeReplan || reason == TGapReason::kAbsent ||
+                reason == TGapReason::kWorksThatDay || reason == TGapReason::kNotThatPost ||
+                reason == TGapReason::kNotThatShift)
+        << GapReasonName(reason) << " " << count;
+  }
 }
 
 TEST(Replan, KeepsThePastAndPaysForEachDayItChanges) {
