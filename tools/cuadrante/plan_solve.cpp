@@ -41,8 +41,11 @@ Filled Fill(const PlanSolveJob& job, const roster::TFillOptions& options, double
   search.exact = solver::ExactVariables(filled.model.instance) <= solver::kMostExactVariables;
   // A quarter of the time is enough to prove what it can prove (open-ward
   // in a fifth of a second); a plan of forty people it cannot, and a second
-  // search does more with that core.
-  search.exactSeconds = seconds / 4;
+  // search does more with that core. A re-plan's change costs anchor its
+  // relaxation: there the exact engine proves forty people's month in a
+  // minute or two and finds mends that take chains of moves, so it keeps
+  // its core to the end.
+  search.exactSeconds = options.replanFrom ? seconds : seconds / 4;
   // A re-plan mends the roster people know rather than build another.
   const solver::TRoster last = roster::LastRoster(filled.model);
   if (!filled.model.previous.empty()) search.start = &last;
