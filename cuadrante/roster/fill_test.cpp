@@ -428,6 +428,23 @@ TEST(ModelOfPlan, FairnessCapsEachPersonAtTheirShareOfNightsAndWeekends) {
   EXPECT_LT(fair.evaluation.objective.balance, unfair);
   EXPECT_LE(fair.evaluation.objective.underCover, plain.evaluation.objective.underCover);
 
+  // A night fixed on the Saturday after the range, within the model's last
+  // week, counts in both totals: each cap grows by it, and nobody else's.
+  std::string later = kWard;
+  const std::string leave = "<LEAVE from=\"2026-12-14\" to=\"2026-12-18\"/>";
+  later.replace(later.find(leave), leave.size(),
+                leave + "<ITEM start=\"2027-01-02\" shift=\"N\"/>");
+  const TFillModel withNight = ModelOfPlan(ReadPlan(later), first, last, options);
+  for (size_t person = 0; person < instance.employees.size(); ++person) {
+    if (person == 4) continue;
+    const auto& before = instance.employees[person].balances;
+    const auto& after = withNight.instance.employees[person].balances;
+    ASSERT_EQ(after.size(), 2u);
+    const int grown = person == 1 ? 1 : 0;  // Luis
+    EXPECT_EQ(after[0].max, before[0].max + grown) << person;
+    EXPECT_EQ(after[1].max, before[1].max + grown) << person;
+  }
+
   options.fairWeight = static_cast<int>(solver::kMostWeight) + 1;
   EXPECT_THROW(ModelOfPlan(plan, first, last, options), EConvertError);
 }
@@ -552,8 +569,8 @@ TEST(Replan, AnUnchangedPlanKeepsItsRosterAndItsLimits) {
                                  gap.day < item.End();
                         });
         // Whom the post or shift rules out says that first.
-        const bool ruledOut = person.reason == TGapReason::kNotThatPost ||
-                              person.reason == TGapReason::kNotThatShift;
+        const bool ruledOut =
+            person.reason == TGapReason::kNotThatPost || person.reason == TGapReason::kNotThatShift;
         if (absent && !ruledOut) {
           EXPECT_EQ(person.reason, TGapReason::kAbsent);
         }
