@@ -1,7 +1,6 @@
 #include "tools/cuadrante/plan_solve.h"
 
 #include <algorithm>
-
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -87,8 +86,6 @@ void ReportBreaches(const roster::TFillModel& model, const solver::TSearchResult
   }
 }
 
-// Each gap the engine left, and for each person of its post the first rule
-// that kept them out: as lines for people, a row a person for programs.
 // A need's shift code, or its span of hours when it names none.
 std::string NeedLabel(const roster::TNeed& need) {
   if (!need.shift.empty()) return need.shift;
@@ -107,6 +104,9 @@ const char* NobodyLeft(const roster::TPlan& plan, const roster::TPost& post) {
   return "nobody at the post";
 }
 
+// Each gap the engine left, and for each person of its post the first rule
+// that kept them out, then the needs it never had and why: as lines for
+// people, a row a person (or a need) for programs.
 void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGapExplanation>& gaps,
                        const std::vector<roster::TLeftOutNeed>& leftOut, Format format) {
   if (format == Format::kText) {
