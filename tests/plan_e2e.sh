@@ -412,6 +412,14 @@ for r in rows:
     assert (r["after"], r["afterPost"]) == (after[key] if key in after else ("", "")), r
 PY
 expect 0 '^0 breaches$' plan check "$work/refilled.xml" --month 2026-12
+"$tool" plan solve "$work/refilled.xml" --replan --from 2026-12-14 --time-limit 1 >"$work/unchanged.txt"
+check "a re-plan with nothing new changes no day and prints no empty table of changes" python3 - "$work/unchanged.txt" <<'PY'
+import re, sys
+text = open(sys.argv[1]).read()
+assert re.search(r"^days changed +0$", text, re.M), text
+assert not re.search(r"^employee +date +before +after", text, re.M), text
+assert re.search(r"^employee +post +nights", text, re.M), text
+PY
 "$tool" ics "$work/refilled.xml" --month 2026-12 --employee "$sick" --previous "$work/before.ics" -o "$work/after.ics"
 check "ics --previous after a re-plan takes the sick days' shifts off the phone (python3-icalendar)" /usr/bin/python3 - "$work/before.ics" "$work/after.ics" <<'PY'
 import sys, icalendar

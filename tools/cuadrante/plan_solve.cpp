@@ -156,6 +156,9 @@ void PrintExplanations(const roster::TPlan& plan, const std::vector<roster::TGap
 void PrintChanges(const roster::TPlan& plan, const std::vector<roster::TReplanChange>& changes,
                   Format format) {
   const bool forPeople = format == Format::kText;
+  // People read "days changed 0" in the summary; a header over no rows adds
+  // nothing. Programs still get their empty list.
+  if (forPeople && changes.empty()) return;
   const auto shift = [&](const roster::TShift* code, const roster::TPost* post) {
     if (code == nullptr) return std::string(forPeople ? "-" : "");
     return forPeople ? post->code + " " + code->code : code->code;
@@ -181,7 +184,7 @@ void PrintChanges(const roster::TPlan& plan, const std::vector<roster::TReplanCh
     if (!forPeople) row.push_back(post(change.afterPost));
     table.Add(std::move(row));
   }
-  if (forPeople && table.Rows() > 0) std::printf("\n");
+  if (forPeople) std::printf("\n");
   table.Print(format);
 }
 
