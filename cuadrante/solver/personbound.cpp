@@ -1,0 +1,447 @@
+#include "cuadrante/solver/personbound.h"
+
+#include <CoinPackedMatrix.hpp>
+#include <OsiClpSolverInterface.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+namespace cuadrante::solver {
+namespace {
+
+constexpr double kNoMonth = std::numeric_limits<double>::infinity();
+constexpr int kFree = -1;   // a day whose shift the person's problem chooses
+constexpr int kNever = -2;  // a day no shift keeps the rules: pinned to a type
+                            // the person may not take, or pinned twice
+
+// The buffers of one pricing thread, sized once for the largest person.
+struct TWorkspace {
+  std::vector<double> cost;  // days x local types
+  std::vector<double> here, next;
+  std::vector<uint32_t> from;  // days x states: the state each came from
+};
+
+// One person's month as a cheapest path through a few states a day. A state
+// is the day's local type (0: off), the run of working days it ends, the
+// week's minutes without the part of tonight's shift that falls tomorrow,
+// and the horizon's minutes, all minutes in units of the lengths' divisor.
+// A dimension no rule needs has a single value.
+class TPersonMonth {
+ public:
+  TPersonMonth(const TInstance& instance, int employee) : days_(instance.days) {
+    const TEmployee& person = instance.employees[static_cast<size_t>(employee)];
+    const int types = static_cast<int>(instance.shifts.size());
+    constexpr int kUnpinned = kOff - 1;
+    std::vector<int> pinned(static_cast<size_t>(days_), kUnpinned);
+    std::vector<char> clash(static_cast<size_t>(days_), 0);
+    for (const TPin& pin : instance.pins) {
+      if (pin.employee != employee) continue;
+      int& cell = pinned[static_cast<size_t>(pin.day)];
+      clash[static_cast<size_t>(pin.day)] |= cell != kUnpinned && cell != pin.shift;
+      cell = pin.shift;
+    }
+    std::vector<char> dayOff(static_cast<size_t>(days_), 0);
+    for (int day : person.daysOff) dayOff[static_cast<size_t>(day)] = 1;
+    int unit = 0;
+    int longest = 0, longestNext = 0;
+    for (const TShiftType& type : instance.shifts) {
+      unit = std::gcd(unit, std::gcd(type.minutes, type.minutesNextDay));
+      longest = std::max(longest, type.minutes);
+      longestNext = std::max(longestNext, type.minutesNextDay);
+    }
+    unit = std::max(unit, 1);
+    // Local types: off and every type the person may take.
+    types_.push_back(kOff);
+    for (int t = 0; t < types; ++t) {
+      if (person.maxShifts[static_cast<size_t>(t)] > 0) types_.push_back(t);
+    }
+    const int locals = Types();
+    for (int k = 0; k < locals; ++k) {
+      const int t = types_[static_cast<size_t>(k)];
+      const int minutes = k == 0 ? 0 : instance.shifts[static_cast<size_t>(t)].minutes;
+      const int nextDay = k == 0 ? 0 : instance.shifts[static_cast<size_t>(t)].minutesNextDay;
+      total_.push_back(minutes / unit);
+      today_.push_back((minutes - nextDay) / unit);
+      tomorrow_.push_back(nextDay / unit);
+      for (int j = 0; j < locals; ++j) {
+        const auto& forbidden = instance.shifts[static_cast<size_t>(t)].forbiddenNext;
+        forbids_.push_back(k > 0 && j > 0 &&
+                           std::find(forbidden.begin(), forbidden.end(),
+                                     types_[static_cast<size_t>(j)]) != forbidden.end());
+      }
+    }
+    for (size_t day = 0; day < pinned.size(); ++day) {
+      const int shift = pinned[day];
+      const auto local = std::find(types_.begin(), types_.end(), shift);
+      if (shift == kUnpinned) {
+        fixed_.push_back(dayOff[day] ? 0 : kFree);
+      } else if (clash[day] || local == types_.end() || (dayOff[day] && shift != kOff)) {
+        fixed_.push_back(kNever);
+      } else {
+        fixed_.push_back(static_cast<int>(local - types_.begin()));
+      }
+    }
+    trackRuns_ = person.maxConsecutive < days_;
+    if (trackRuns_) runs_ = person.maxConsecutive + 1;
+    // A week can hold no more than seven of the longest shifts and a night
+    // from the week before: a cap above that never binds.
+    const int64_t weekMost = (int64_t{7} * longest + longestNext) / unit;
+    for (int64_t cap : person.maxWeekMinutes) weekCaps_.push_back(std::min(cap / unit, weekMost));
+    for (int64_t cap : weekCaps_) weeks_ = std::max<int64_t>(weeks_, cap + 1);
+    const int64_t horizonMost = int64_t{days_} * longest / unit;
+    minUnits_ = (person.minMinutes + unit - 1) / unit;
+    maxUnits_ = std::min(person.maxMinutes / unit, horizonMost);
+    trackHorizon_ = minUnits_ > 0 || maxUnits_ < horizonMost;
+    if (trackHorizon_) horizon_ = maxUnits_ + 1;
+    // Requests: an on-request not granted costs on every other choice.
+    base_.assign(static_cast<size_t>(days_) * static_cast<size_t>(locals), 0.0);
+    for (const TRequest& request : instance.onRequests) {
+      if (request.employee != employee) continue;
+      for (int k = 0; k < locals; ++k) {
+        if (types_[static_cast<size_t>(k)] != request.shift) Base(request.day, k) += request.weight;
+      }
+    }
+    for (const TRequest& request : instance.offRequests) {
+      if (request.employee != employee) continue;
+      const auto local = std::find(types_.begin(), types_.end(), request.shift);
+      if (local != types_.end())
+        Base(request.day, static_cast<int>(local - types_.begin())) += request.weight;
+    }
+  }
+
+  int Types() const { return static_cast<int>(types_.size()); }
+  int Type(int local) const { return types_[static_cast<size_t>(local)]; }
+  int64_t States() const { return int64_t{Types()} * runs_ * weeks_ * horizon_; }
+  int64_t Cells() const { return States() * days_; }
+  double BaseCost(int day, int local) const {
+    return base_[static_cast<size_t>(day) * types_.size() + static_cast<size_t>(local)];
+  }
+
+  // The cheapest month when local type k on day d costs `work.cost[d * Types()
+  // + k]`, and its local types a day in `path`; kNoMonth when there is none.
+  double Cheapest(TWorkspace& work, std::vector<int>& path) const {
+    const size_t states = static_cast<size_t>(States());
+    work.here.assign(states, kNoMonth);
+    work.next.resize(states);
+    work.from.resize(states * static_cast<size_t>(days_));
+    work.here[0] = 0;  // the day before: off, no run, nothing worked
+    for (int day = 0; day < days_; ++day) Step(work, day);
+    double best = kNoMonth;
+    size_t at = 0;
+    for (size_t state = 0; state < states; ++state) {
+      if (work.here[state] < best && Horizon(state) >= minUnits_) {
+        best = work.here[state];
+        at = state;
+      }
+    }
+    path.assign(static_cast<size_t>(days_), 0);
+    if (best == kNoMonth) return best;
+    for (int day = days_ - 1; day >= 0; --day) {
+      path[static_cast<size_t>(day)] =
+          static_cast<int>(at / static_cast<size_t>(runs_ * weeks_ * horizon_));
+      at = work.from[static_cast<size_t>(day) * states + at];
+    }
+    return best;
+  }
+
+ private:
+  double& Base(int day, int local) {
+    return base_[static_cast<size_t>(day) * types_.size() + static_cast<size_t>(local)];
+  }
+  size_t Index(int local, int64_t run, int64_t week, int64_t horizon) const {
+    return static_cast<size_t>(((local * runs_ + run) * weeks_ + week) * horizon_ + horizon);
+  }
+  int64_t Horizon(size_t state) const {
+    return trackHorizon_ ? static_cast<int64_t>(state % static_cast<size_t>(horizon_)) : minUnits_;
+  }
+
+  void Step(TWorkspace& work, int day) const {
+    std::fill(work.next.begin(), work.next.end(), kNoMonth);
+    uint32_t* from = work.from.data() + static_cast<size_t>(day) * work.here.size();
+    const double* cost = work.cost.data() + static_cast<size_t>(day) * types_.size();
+    const size_t week = static_cast<size_t>(day / 7);
+    const bool capped = week < weekCaps_.size();
+    const int64_t cap = capped ? weekCaps_[week] : 0;
+    const bool weekStarts = day % 7 == 0;
+    const int fixed = fixed_[static_cast<size_t>(day)];
+    const int locals = Types();
+    size_t state = 0;
+    for (int last = 0; last < locals; ++last) {
+      for (int64_t run = 0; run < runs_; ++run) {
+        for (int64_t weekUnits = 0; weekUnits < weeks_; ++weekUnits) {
+          for (int64_t horizon = 0; horizon < horizon_; ++horizon, ++state) {
+            const double value = work.here[state];
+            if (value == kNoMonth) continue;
+            const int64_t carried =
+                (weekStarts ? 0 : weekUnits) + tomorrow_[static_cast<size_t>(last)];
+            for (int k = 0; k < locals; ++k) {
+              if (fixed != kFree && k != fixed) continue;
+              int64_t nextRun = 0, nextWeek = carried, nextHorizon = horizon;
+              if (k > 0) {
+                if (forbids_[static_cast<size_t>(last * locals + k)]) continue;
+                nextRun = run + 1;
+                if (trackRuns_ && nextRun >= runs_) continue;
+                nextWeek += today_[static_cast<size_t>(k)];
+                nextHorizon += total_[static_cast<size_t>(k)];
+                if (trackHorizon_ && nextHorizon > maxUnits_) continue;
+              }
+              if (capped && nextWeek > cap) continue;
+              const size_t to = Index(k, trackRuns_ ? nextRun : 0, capped ? nextWeek : 0,
+                                      trackHorizon_ ? nextHorizon : 0);
+              const double reached = value + cost[k];
+              if (reached < work.next[to]) {
+                work.next[to] = reached;
+                from[to] = static_cast<uint32_t>(state);
+              }
+            }
+          }
+        }
+      }
+    }
+    work.here.swap(work.next);
+  }
+
+  int days_;
+  std::vector<int> types_;  // local -> shift type; 0 is off
+  std::vector<int64_t> total_, today_, tomorrow_;
+  std::vector<char> forbids_;  // last x next, local types
+  std::vector<int> fixed_;     // per day: the local type pinned, kFree or kNever
+  std::vector<int64_t> weekCaps_;
+  bool trackRuns_ = false, trackHorizon_ = false;  // else that dimension has one value
+  int64_t runs_ = 1, weeks_ = 1, horizon_ = 1;
+  int64_t minUnits_ = 0, maxUnits_ = 0;
+  std::vector<double> base_;  // days x local types: the requests' cost
+};
+
+class TBoundRun {
+ public:
+  TBoundRun(const TInstance& instance, const TPersonBoundOptions& options)
+      : instance_(instance),
+        options_(options),
+        deadline_(std::chrono::steady_clock::now() +
+                  std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                      std::chrono::duration<double>(options.timeLimitSeconds))) {
+    for (int e = 0; e < Employees(); ++e) people_.emplace_back(instance, e);
+  }
+
+  TPersonBoundResult Run() {
+    TPersonBoundResult result;
+    for (const TPersonMonth& person : people_) {
+      if (person.Cells() > options_.mostCells || person.States() > UINT32_MAX) {
+        result.status = "too large";
+        return result;
+      }
+    }
+    std::vector<double> prices(instance_.cover.size(), 0.0);
+    if (!PriceEveryone(prices)) return Ended(result);
+    for (int e = 0; e < Employees(); ++e) {
+      if (values_[static_cast<size_t>(e)] == kNoMonth) {
+        result.status = "infeasible";
+        return result;
+      }
+    }
+    BuildMaster();
+    for (int e = 0; e < Employees(); ++e) AddColumn(e, paths_[static_cast<size_t>(e)]);
+    if (options_.start != nullptr) AddStartColumns(*options_.start);
+    for (bool first = true;; first = false) {
+      if (first) {
+        master_.initialSolve();
+      } else {
+        master_.resolve();
+      }
+      if (!master_.isProvenOptimal()) return Ended(result);
+      const double* duals = master_.getRowPrice();
+      for (size_t c = 0; c < prices.size(); ++c) {
+        const TCover& line = instance_.cover[c];
+        prices[c] = std::clamp(duals[c], -static_cast<double>(line.overWeight),
+                               static_cast<double>(line.underWeight));
+      }
+      if (!PriceEveryone(prices)) return Ended(result);
+      ++result.rounds;
+      double lagrangian = 0;
+      for (size_t c = 0; c < prices.size(); ++c)
+        lagrangian += prices[c] * instance_.cover[c].requirement;
+      for (double value : values_) lagrangian += value;
+      // Whole weights: the optimum is a whole number at least this; the
+      // tolerance absorbs the simplex's rounding.
+      const int64_t bound =
+          static_cast<int64_t>(std::ceil(lagrangian - 1e-6 * std::max(1.0, std::fabs(lagrangian))));
+      if (!result.bound || bound > *result.bound) result.bound = bound;
+      int added = 0;
+      for (int e = 0; e < Employees(); ++e) {
+        const double reduced =
+            values_[static_cast<size_t>(e)] - duals[prices.size() + static_cast<size_t>(e)];
+        if (reduced < -1e-6) {
+          AddColumn(e, paths_[static_cast<size_t>(e)]);
+          ++added;
+        }
+      }
+      if (added == 0) {
+        result.status = "converged";
+        return result;
+      }
+    }
+  }
+
+ private:
+  int Employees() const { return static_cast<int>(instance_.employees.size()); }
+
+  bool Expired() const {
+    return (options_.stop != nullptr && options_.stop->load()) ||
+           std::chrono::steady_clock::now() >= deadline_;
+  }
+
+  TPersonBoundResult& Ended(TPersonBoundResult& result) const {
+    result.status = options_.stop != nullptr && options_.stop->load() ? "stopped" : "time limit";
+    return result;
+  }
+
+  // Each person's cheapest month at `prices` (per cover line), on the
+  // option's threads; false when the time ran out first.
+  bool PriceEveryone(const std::vector<double>& prices) {
+    const int days = instance_.days;
+    const size_t types = instance_.shifts.size();
+    std::vector<double> price(static_cast<size_t>(days) * types, 0.0);
+    for (size_t c = 0; c < prices.size(); ++c) {
+      const TCover& line = instance_.cover[c];
+      price[Cell(line.day, line.shift)] += prices[c];
+    }
+    values_.assign(people_.size(), kNoMonth);
+    paths_.resize(people_.size());
+    std::atomic<int> next{0};
+    std::atomic<bool> expired{false};
+    const auto work = [&] {
+      TWorkspace space;
+      for (int e = next++; e < Employees(); e = next++) {
+        if (Expired()) {
+          expired = true;
+          return;
+        }
+        const TPersonMonth& person = people_[static_cast<size_t>(e)];
+        space.cost.resize(static_cast<size_t>(days * person.Types()));
+        for (int d = 0; d < days; ++d) {
+          for (int k = 0; k < person.Types(); ++k) {
+            double cost = person.BaseCost(d, k);
+            if (k > 0) cost -= price[Cell(d, person.Type(k))];
+            space.cost[static_cast<size_t>(d * person.Types() + k)] = cost;
+          }
+        }
+        std::vector<int> local;
+        values_[static_cast<size_t>(e)] = person.Cheapest(space, local);
+        std::vector<int>& path = paths_[static_cast<size_t>(e)];
+        path.resize(local.size());
+        for (size_t d = 0; d < local.size(); ++d) path[d] = person.Type(local[d]);
+      }
+    };
+    const int threads = std::clamp(options_.threads, 1, std::max(1, Employees()));
+    std::vector<std::thread> helpers;
+    for (int i = 1; i < threads; ++i) helpers.emplace_back(work);
+    work();
+    for (std::thread& helper : helpers) helper.join();
+    return !expired;
+  }
+
+  // Cover rows (requirement = people + missing - too many) and a row a
+  // person (its months' weights sum to one).
+  void BuildMaster() {
+    const int lines = static_cast<int>(instance_.cover.size());
+    CoinPackedMatrix matrix(true, 0, 0);
+    matrix.setDimensions(lines + Employees(), 0);
+    std::vector<double> cost, lower, upper;
+    for (int c = 0; c < lines; ++c) {
+      const TCover& line = instance_.cover[static_cast<size_t>(c)];
+      const int row[] = {c};
+      const double missing[] = {1}, tooMany[] = {-1};
+      matrix.appendCol(1, row, missing);
+      matrix.appendCol(1, row, tooMany);
+      cost.insert(cost.end(),
+                  {static_cast<double>(line.underWeight), static_cast<double>(line.overWeight)});
+      lower.insert(lower.end(), {0, 0});
+      upper.insert(upper.end(), 2, OsiClpInfinity);
+    }
+    std::vector<double> rows(static_cast<size_t>(lines + Employees()), 1.0);
+    for (int c = 0; c < lines; ++c)
+      rows[static_cast<size_t>(c)] = instance_.cover[static_cast<size_t>(c)].requirement;
+    master_.loadProblem(matrix, lower.data(), upper.data(), cost.data(), rows.data(), rows.data());
+    master_.messageHandler()->setLogLevel(0);
+    master_.getModelPtr()->setLogLevel(0);
+    for (int c = 0; c < lines; ++c) {
+      const TCover& line = instance_.cover[static_cast<size_t>(c)];
+      linesAt_.emplace_back(Cell(line.day, line.shift), c);
+    }
+    std::sort(linesAt_.begin(), linesAt_.end());
+  }
+
+  size_t Cell(int day, int shift) const {
+    return static_cast<size_t>(day) * instance_.shifts.size() + static_cast<size_t>(shift);
+  }
+
+  void AddColumn(int e, const std::vector<int>& path) {
+    const TPersonMonth& person = people_[static_cast<size_t>(e)];
+    std::vector<int> rows;
+    double cost = 0;
+    for (int d = 0; d < instance_.days; ++d) {
+      const int shift = path[static_cast<size_t>(d)];
+      int local = 0;
+      while (person.Type(local) != shift) ++local;
+      cost += person.BaseCost(d, local);
+      if (shift == kOff) continue;
+      const std::pair<size_t, int> cell{Cell(d, shift), -1};
+      for (auto line = std::upper_bound(linesAt_.begin(), linesAt_.end(), cell);
+           line != linesAt_.end() && line->first == cell.first; ++line) {
+        rows.push_back(line->second);
+      }
+    }
+    rows.push_back(static_cast<int>(instance_.cover.size()) + e);
+    const std::vector<double> ones(rows.size(), 1.0);
+    master_.addCol(static_cast<int>(rows.size()), rows.data(), ones.data(), 0, 1, cost);
+  }
+
+  // The start roster's rows, where each keeps to the person's own types.
+  void AddStartColumns(const TRoster& start) {
+    for (int e = 0; e < Employees() && e < start.Employees(); ++e) {
+      std::vector<int> path(static_cast<size_t>(instance_.days), kOff);
+      bool known = start.Days() == instance_.days;
+      for (int d = 0; known && d < instance_.days; ++d) {
+        path[static_cast<size_t>(d)] = start.At(e, d);
+        bool found = false;
+        for (int k = 0; k < people_[static_cast<size_t>(e)].Types(); ++k)
+          found = found || people_[static_cast<size_t>(e)].Type(k) == start.At(e, d);
+        known = found;
+      }
+      if (known) AddColumn(e, path);
+    }
+  }
+
+  const TInstance& instance_;
+  const TPersonBoundOptions& options_;
+  const std::chrono::steady_clock::time_point deadline_;
+  std::vector<TPersonMonth> people_;
+  std::vector<double> values_;                   // per person, at the last prices
+  std::vector<std::vector<int>> paths_;          // per person, shift types a day
+  std::vector<std::pair<size_t, int>> linesAt_;  // (day x type cell, cover line), sorted
+  OsiClpSolverInterface master_;
+};
+
+}  // namespace
+
+TPersonBoundResult PersonBound(const TInstance& instance, const TPersonBoundOptions& options) {
+  CheckModel(instance);
+  if (instance.employees.empty() || instance.days == 0) {
+    // Nobody to price: every cover line is missed or met as it stands.
+    TPersonBoundResult result;
+    result.status = "converged";
+    int64_t cost = 0;
+    for (const TCover& line : instance.cover) cost += int64_t{line.requirement} * line.underWeight;
+    result.bound = cost;
+    return result;
+  }
+  return TBoundRun(instance, options).Run();
+}
+
+}  // namespace cuadrante::solver
