@@ -21,9 +21,10 @@ constexpr int kNever = -2;  // a day no shift keeps the rules: pinned to a type
 
 // The buffers of one pricing thread, sized once for the largest person.
 struct TWorkspace {
-  std::vector<double> cost;  // days x local types
-  std::vector<double> here, next;
-  std::vector<uint32_t> from;  // days x states: the state each came from
+  std::vector<double> cost;                // days x local types
+  std::vector<double> here, next;          // per state; kNoMonth where not reached
+  std::vector<uint32_t> reached, touched;  // the states reached today, tomorrow
+  std::vector<uint32_t> from;              // days x states: the state each came from
 };
 
 // One person's month as a cheapest path through a few states a day. A state
@@ -127,13 +128,14 @@ class TPersonMonth {
   double Cheapest(TWorkspace& work, std::vector<int>& path) const {
     const size_t states = static_cast<size_t>(States());
     work.here.assign(states, kNoMonth);
-    work.next.resize(states);
+    work.next.assign(states, kNoMonth);
     work.from.resize(states * static_cast<size_t>(days_));
     work.here[0] = 0;  // the day before: off, no run, nothing worked
+    work.reached.assign(1, 0);
     for (int day = 0; day < days_; ++day) Step(work, day);
     double best = kNoMonth;
     size_t at = 0;
-    for (size_t state = 0; state < states; ++state) {
+    for (const uint32_t state : work.reached) {
       if (work.here[state] < best && Horizon(state) >= minUnits_) {
         best = work.here[state];
         at = state;
@@ -160,8 +162,9 @@ class TPersonMonth {
     return trackHorizon_ ? static_cast<int64_t>(state % static_cast<size_t>(horizon_)) : minUnits_;
   }
 
+  // Only the states reached are visited: early in the month, and for the
+  // horizon's minutes at any time, most are not.
   void Step(TWorkspace& work, int day) const {
-    std::fill(work.next.begin(), work.next.end(), kNoMonth);
     uint32_t* from = work.from.data() + static_cast<size_t>(day) * work.here.size();
     const double* cost = work.cost.data() + static_cast<size_t>(day) * types_.size();
     const size_t week = static_cast<size_t>(day / 7);
@@ -170,40 +173,39 @@ class TPersonMonth {
     const bool weekStarts = day % 7 == 0;
     const int fixed = fixed_[static_cast<size_t>(day)];
     const int locals = Types();
-    size_t state = 0;
-    for (int last = 0; last < locals; ++last) {
-      for (int64_t run = 0; run < runs_; ++run) {
-        for (int64_t weekUnits = 0; weekUnits < weeks_; ++weekUnits) {
-          for (int64_t horizon = 0; horizon < horizon_; ++horizon, ++state) {
-            const double value = work.here[state];
-            if (value == kNoMonth) continue;
-            const int64_t carried =
-                (weekStarts ? 0 : weekUnits) + tomorrow_[static_cast<size_t>(last)];
-            for (int k = 0; k < locals; ++k) {
-              if (fixed != kFree && k != fixed) continue;
-              int64_t nextRun = 0, nextWeek = carried, nextHorizon = horizon;
-              if (k > 0) {
-                if (forbids_[static_cast<size_t>(last * locals + k)]) continue;
-                nextRun = run + 1;
-                if (trackRuns_ && nextRun >= runs_) continue;
-                nextWeek += today_[static_cast<size_t>(k)];
-                nextHorizon += total_[static_cast<size_t>(k)];
-                if (trackHorizon_ && nextHorizon > maxUnits_) continue;
-              }
-              if (capped && nextWeek > cap) continue;
-              const size_t to = Index(k, trackRuns_ ? nextRun : 0, capped ? nextWeek : 0,
-                                      trackHorizon_ ? nextHorizon : 0);
-              const double reached = value + cost[k];
-              if (reached < work.next[to]) {
-                work.next[to] = reached;
-                from[to] = static_cast<uint32_t>(state);
-              }
-            }
-          }
+    work.touched.clear();
+    for (const uint32_t state : work.reached) {
+      const double value = work.here[state];
+      work.here[state] = kNoMonth;  // ready to be tomorrow's next
+      const int64_t horizon = static_cast<int64_t>(state) % horizon_;
+      const int64_t weekUnits = static_cast<int64_t>(state) / horizon_ % weeks_;
+      const int64_t run = static_cast<int64_t>(state) / (horizon_ * weeks_) % runs_;
+      const int last = static_cast<int>(static_cast<int64_t>(state) / (horizon_ * weeks_ * runs_));
+      const int64_t carried = (weekStarts ? 0 : weekUnits) + tomorrow_[static_cast<size_t>(last)];
+      for (int k = 0; k < locals; ++k) {
+        if (fixed != kFree && k != fixed) continue;
+        int64_t nextRun = 0, nextWeek = carried, nextHorizon = horizon;
+        if (k > 0) {
+          if (forbids_[static_cast<size_t>(last * locals + k)]) continue;
+          nextRun = run + 1;
+          if (trackRuns_ && nextRun >= runs_) continue;
+          nextWeek += today_[static_cast<size_t>(k)];
+          nextHorizon += total_[static_cast<size_t>(k)];
+          if (trackHorizon_ && nextHorizon > maxUnits_) continue;
+        }
+        if (capped && nextWeek > cap) continue;
+        const size_t to = Index(k, trackRuns_ ? nextRun : 0, capped ? nextWeek : 0,
+                                trackHorizon_ ? nextHorizon : 0);
+        const double reached = value + cost[k];
+        if (work.next[to] == kNoMonth) work.touched.push_back(static_cast<uint32_t>(to));
+        if (reached < work.next[to]) {
+          work.next[to] = reached;
+          from[to] = state;
         }
       }
     }
     work.here.swap(work.next);
+    work.reached.swap(work.touched);
   }
 
   int days_;
@@ -246,8 +248,11 @@ class TBoundRun {
       }
     }
     BuildMaster();
-    for (int e = 0; e < Employees(); ++e) AddColumn(e, paths_[static_cast<size_t>(e)]);
+    for (int e = 0; e < Employees(); ++e) AddColumn(ColumnOf(e, paths_[static_cast<size_t>(e)]));
     if (options_.start != nullptr) AddStartColumns(*options_.start);
+    // Smoothing the prices towards the best so far (Wentges) took more
+    // rounds, not fewer, on a month of 200 people: the master's own prices
+    // are used as they are.
     for (bool first = true;; first = false) {
       if (first) {
         master_.initialSolve();
@@ -274,10 +279,11 @@ class TBoundRun {
       if (!result.bound || bound > *result.bound) result.bound = bound;
       int added = 0;
       for (int e = 0; e < Employees(); ++e) {
-        const double reduced =
-            values_[static_cast<size_t>(e)] - duals[prices.size() + static_cast<size_t>(e)];
+        const TColumn column = ColumnOf(e, paths_[static_cast<size_t>(e)]);
+        double reduced = column.cost;
+        for (int row : column.rows) reduced -= duals[row];
         if (reduced < -1e-6) {
-          AddColumn(e, paths_[static_cast<size_t>(e)]);
+          AddColumn(column);
           ++added;
         }
       }
@@ -381,10 +387,18 @@ class TBoundRun {
     return static_cast<size_t>(day) * instance_.shifts.size() + static_cast<size_t>(shift);
   }
 
-  void AddColumn(int e, const std::vector<int>& path) {
-    const TPersonMonth& person = people_[static_cast<size_t>(e)];
-    std::vector<int> rows;
+  // A month as a column: its cost and its rows (cover lines, then the
+  // person's own).
+  struct TColumn {
     double cost = 0;
+    std::vector<int> rows;
+  };
+
+  TColumn ColumnOf(int e, const std::vector<int>& path) const {
+    const TPersonMonth& person = people_[static_cast<size_t>(e)];
+    TColumn column;
+    std::vector<int>& rows = column.rows;
+    double& cost = column.cost;
     for (int d = 0; d < instance_.days; ++d) {
       const int shift = path[static_cast<size_t>(d)];
       int local = 0;
@@ -398,8 +412,13 @@ class TBoundRun {
       }
     }
     rows.push_back(static_cast<int>(instance_.cover.size()) + e);
-    const std::vector<double> ones(rows.size(), 1.0);
-    master_.addCol(static_cast<int>(rows.size()), rows.data(), ones.data(), 0, 1, cost);
+    return column;
+  }
+
+  void AddColumn(const TColumn& column) {
+    const std::vector<double> ones(column.rows.size(), 1.0);
+    master_.addCol(static_cast<int>(column.rows.size()), column.rows.data(), ones.data(), 0, 1,
+                   column.cost);
   }
 
   // The start roster's rows, where each keeps to the person's own types.
@@ -414,7 +433,7 @@ class TBoundRun {
           found = found || people_[static_cast<size_t>(e)].Type(k) == start.At(e, d);
         known = found;
       }
-      if (known) AddColumn(e, path);
+      if (known) AddColumn(ColumnOf(e, path));
     }
   }
 
