@@ -87,8 +87,17 @@ class TPersonMonth {
         fixed_.push_back(static_cast<int>(local - types_.begin()));
       }
     }
-    trackRuns_ = person.maxConsecutive < days_;
-    if (trackRuns_) runs_ = person.maxConsecutive + 1;
+    // Runs: a working run's length up to the longest allowed (or up to the
+    // shortest, when no longest binds), a run of rest's up to the shortest.
+    maxConsecutive_ = person.maxConsecutive;
+    minConsecutive_ = person.minConsecutive;
+    minDaysOff_ = person.minDaysOff;
+    trackLongest_ = person.maxConsecutive < days_;
+    runCap_ = std::max({trackLongest_ ? maxConsecutive_ : 0, minConsecutive_, minDaysOff_});
+    runCap_ = std::min(runCap_, static_cast<int64_t>(days_));
+    runs_ = runCap_ + 1;
+    maxWeekends_ = person.maxWeekends;
+    if (maxWeekends_ < WeekendCount(days_)) weekends_ = maxWeekends_ + 1;
     // A week can hold no more than seven of the longest shifts and a night
     // from the week before: a cap above that never binds.
     const int64_t weekMost = (int64_t{7} * longest + longestNext) / unit;
@@ -117,7 +126,7 @@ class TPersonMonth {
 
   int Types() const { return static_cast<int>(types_.size()); }
   int Type(int local) const { return types_[static_cast<size_t>(local)]; }
-  int64_t States() const { return int64_t{Types()} * runs_ * weeks_ * horizon_; }
+  int64_t States() const { return int64_t{Types()} * runs_ * weeks_ * horizon_ * weekends_; }
   int64_t Cells() const { return States() * days_; }
   double BaseCost(int day, int local) const {
     return base_[static_cast<size_t>(day) * types_.size() + static_cast<size_t>(local)];
@@ -145,7 +154,7 @@ class TPersonMonth {
     if (best == kNoMonth) return best;
     for (int day = days_ - 1; day >= 0; --day) {
       path[static_cast<size_t>(day)] =
-          static_cast<int>(at / static_cast<size_t>(runs_ * weeks_ * horizon_));
+          static_cast<int>(at / static_cast<size_t>(runs_ * weeks_ * horizon_ * weekends_));
       at = work.from[static_cast<size_t>(day) * states + at];
     }
     return best;
@@ -155,11 +164,14 @@ class TPersonMonth {
   double& Base(int day, int local) {
     return base_[static_cast<size_t>(day) * types_.size() + static_cast<size_t>(local)];
   }
-  size_t Index(int local, int64_t run, int64_t week, int64_t horizon) const {
-    return static_cast<size_t>(((local * runs_ + run) * weeks_ + week) * horizon_ + horizon);
+  size_t Index(int local, int64_t run, int64_t week, int64_t horizon, int64_t weekends) const {
+    return static_cast<size_t>(
+        (((local * runs_ + run) * weeks_ + week) * horizon_ + horizon) * weekends_ + weekends);
   }
   int64_t Horizon(size_t state) const {
-    return trackHorizon_ ? static_cast<int64_t>(state % static_cast<size_t>(horizon_)) : minUnits_;
+    return trackHorizon_ ? static_cast<int64_t>(state / static_cast<size_t>(weekends_) %
+                                                static_cast<size_t>(horizon_))
+                         : minUnits_;
   }
 
   // Only the states reached are visited: early in the month, and for the
@@ -174,28 +186,45 @@ class TPersonMonth {
     const int fixed = fixed_[static_cast<size_t>(day)];
     const int locals = Types();
     work.touched.clear();
+    const int64_t weekend = day % 7;  // 5: Saturday, 6: Sunday
     for (const uint32_t state : work.reached) {
       const double value = work.here[state];
       work.here[state] = kNoMonth;  // ready to be tomorrow's next
-      const int64_t horizon = static_cast<int64_t>(state) % horizon_;
-      const int64_t weekUnits = static_cast<int64_t>(state) / horizon_ % weeks_;
-      const int64_t run = static_cast<int64_t>(state) / (horizon_ * weeks_) % runs_;
-      const int last = static_cast<int>(static_cast<int64_t>(state) / (horizon_ * weeks_ * runs_));
+      int64_t rest = state;
+      const int64_t weekends = rest % weekends_;
+      rest /= weekends_;
+      const int64_t horizon = rest % horizon_;
+      rest /= horizon_;
+      const int64_t weekUnits = rest % weeks_;
+      rest /= weeks_;
+      const int64_t run = rest % runs_;  // of work when `last` is a shift, else of rest
+      const int last = static_cast<int>(rest / runs_);
+      // A run that began on the first day touches the horizon's edge and
+      // owes no minimum; below the cap a run's length is exact.
+      const bool fromFirstDay = run == day;
       const int64_t carried = (weekStarts ? 0 : weekUnits) + tomorrow_[static_cast<size_t>(last)];
       for (int k = 0; k < locals; ++k) {
         if (fixed != kFree && k != fixed) continue;
-        int64_t nextRun = 0, nextWeek = carried, nextHorizon = horizon;
+        int64_t nextRun = 1, nextWeek = carried, nextHorizon = horizon, nextWeekends = weekends;
         if (k > 0) {
           if (forbids_[static_cast<size_t>(last * locals + k)]) continue;
-          nextRun = run + 1;
-          if (trackRuns_ && nextRun >= runs_) continue;
+          if (last == 0 && run < minDaysOff_ && !fromFirstDay) continue;
+          if (last > 0) nextRun = run + 1;
+          if (trackLongest_ && nextRun > maxConsecutive_) continue;
           nextWeek += today_[static_cast<size_t>(k)];
           nextHorizon += total_[static_cast<size_t>(k)];
           if (trackHorizon_ && nextHorizon > maxUnits_) continue;
+          // A weekend counts once, on its Saturday or on a Sunday after a
+          // Saturday off.
+          if (weekend == 5 || (weekend == 6 && last == 0)) ++nextWeekends;
+          if (nextWeekends > maxWeekends_) continue;
+        } else {
+          if (last > 0 && run < minConsecutive_ && !fromFirstDay) continue;
+          if (last == 0) nextRun = run + 1;
         }
         if (capped && nextWeek > cap) continue;
-        const size_t to = Index(k, trackRuns_ ? nextRun : 0, capped ? nextWeek : 0,
-                                trackHorizon_ ? nextHorizon : 0);
+        const size_t to = Index(k, std::min(nextRun, runCap_), capped ? nextWeek : 0,
+                                trackHorizon_ ? nextHorizon : 0, weekends_ > 1 ? nextWeekends : 0);
         const double reached = value + cost[k];
         if (work.next[to] == kNoMonth) work.touched.push_back(static_cast<uint32_t>(to));
         if (reached < work.next[to]) {
@@ -214,8 +243,11 @@ class TPersonMonth {
   std::vector<char> forbids_;  // last x next, local types
   std::vector<int> fixed_;     // per day: the local type pinned, kFree or kNever
   std::vector<int64_t> weekCaps_;
-  bool trackRuns_ = false, trackHorizon_ = false;  // else that dimension has one value
-  int64_t runs_ = 1, weeks_ = 1, horizon_ = 1;
+  int64_t maxConsecutive_ = 0, minConsecutive_ = 0, minDaysOff_ = 0, maxWeekends_ = 0;
+  bool trackLongest_ = false, trackHorizon_ = false;
+  int64_t runCap_ = 0;  // runs longer count as this long
+  // The size of each dimension; one value where no rule needs it.
+  int64_t runs_ = 1, weeks_ = 1, horizon_ = 1, weekends_ = 1;
   int64_t minUnits_ = 0, maxUnits_ = 0;
   std::vector<double> base_;  // days x local types: the requests' cost
 };

@@ -4,16 +4,18 @@
 // The cover lines are all that tie people together. Pricing them (a price
 // per line, Lagrange's way) leaves one problem a person: the cheapest month
 // of work under that person's rules, solved exactly by dynamic programming
-// over the days (the day's shift, the run of working days, the week's
-// minutes and the horizon's). Column generation, with CLP's simplex setting
-// the prices, drives the bound up to the Dantzig-Wolfe bound. On a month of
-// part-timers, where week caps and contract minutes meet, it can stand far
-// above the relaxation: the relaxation fills each week's cap with fractions
-// of shifts that no single person's month can hold at once.
+// over the days (the day's shift, the run of work or rest, the week's
+// minutes, the horizon's and the weekends worked). Column generation, with
+// CLP's simplex setting the prices, drives the bound up to the
+// Dantzig-Wolfe bound. On a month of part-timers, where week caps and
+// contract minutes meet, it can stand far above the relaxation: the
+// relaxation fills each week's cap with fractions of shifts that no single
+// person's month can hold at once.
 //
-// Four rules are left out of each person's problem (the counts of each
-// type, the weekends worked, the shortest runs of work and of rest, and the
-// balances); leaving a rule out only makes the bound lower, never wrong.
+// Two rules are left out of each person's problem, the counts of each type
+// and the balances: leaving a rule out only makes the bound lower, never
+// wrong. The weekends worked and the shortest runs of work and of rest are
+// states too, where they can bind.
 // Every bound reported is proven: it holds after any number of rounds, and
 // each round can only raise it.
 //
