@@ -34,7 +34,9 @@ struct TWorkspace {
 // A dimension no rule needs has a single value.
 class TPersonMonth {
  public:
-  TPersonMonth(const TInstance& instance, int employee) : days_(instance.days) {
+  // A table past `mostCells` loses the weekends, then the shortest runs, as
+  // states: a weaker bound, still proven.
+  TPersonMonth(const TInstance& instance, int employee, int64_t mostCells) : days_(instance.days) {
     const TEmployee& person = instance.employees[static_cast<size_t>(employee)];
     const int types = static_cast<int>(instance.shifts.size());
     constexpr int kUnpinned = kOff - 1;
@@ -87,17 +89,11 @@ class TPersonMonth {
         fixed_.push_back(static_cast<int>(local - types_.begin()));
       }
     }
-    // Runs: a working run's length up to the longest allowed (or up to the
-    // shortest, when no longest binds), a run of rest's up to the shortest.
     maxConsecutive_ = person.maxConsecutive;
-    minConsecutive_ = person.minConsecutive;
-    minDaysOff_ = person.minDaysOff;
     trackLongest_ = person.maxConsecutive < days_;
-    runCap_ = std::max({trackLongest_ ? maxConsecutive_ : 0, minConsecutive_, minDaysOff_});
-    runCap_ = std::min(runCap_, static_cast<int64_t>(days_));
-    runs_ = runCap_ + 1;
     maxWeekends_ = person.maxWeekends;
     if (maxWeekends_ < WeekendCount(days_)) weekends_ = maxWeekends_ + 1;
+    SetShortestRuns(person.minConsecutive, person.minDaysOff);
     // A week can hold no more than seven of the longest shifts and a night
     // from the week before: a cap above that never binds.
     const int64_t weekMost = (int64_t{7} * longest + longestNext) / unit;
@@ -108,6 +104,11 @@ class TPersonMonth {
     maxUnits_ = std::min(person.maxMinutes / unit, horizonMost);
     trackHorizon_ = minUnits_ > 0 || maxUnits_ < horizonMost;
     if (trackHorizon_) horizon_ = maxUnits_ + 1;
+    if (Cells() > mostCells && weekends_ > 1) {
+      weekends_ = 1;
+      maxWeekends_ = WeekendCount(days_);
+    }
+    if (Cells() > mostCells) SetShortestRuns(0, 0);
     // Requests: an on-request not granted costs on every other choice.
     base_.assign(static_cast<size_t>(days_) * static_cast<size_t>(locals), 0.0);
     for (const TRequest& request : instance.onRequests) {
@@ -126,8 +127,18 @@ class TPersonMonth {
 
   int Types() const { return static_cast<int>(types_.size()); }
   int Type(int local) const { return types_[static_cast<size_t>(local)]; }
-  int64_t States() const { return int64_t{Types()} * runs_ * weeks_ * horizon_ * weekends_; }
-  int64_t Cells() const { return States() * days_; }
+  // Saturating: the sizes of a model at its limits multiply past 64 bits.
+  int64_t States() const {
+    int64_t product = Types();
+    for (const int64_t size : {runs_, weeks_, horizon_, weekends_}) {
+      if (__builtin_mul_overflow(product, size, &product)) return INT64_MAX;
+    }
+    return product;
+  }
+  int64_t Cells() const {
+    int64_t cells = 0;
+    return __builtin_mul_overflow(States(), int64_t{days_}, &cells) ? INT64_MAX : cells;
+  }
   double BaseCost(int day, int local) const {
     return base_[static_cast<size_t>(day) * types_.size() + static_cast<size_t>(local)];
   }
@@ -161,6 +172,16 @@ class TPersonMonth {
   }
 
  private:
+  // Runs: a working run's length up to the longest allowed (or up to the
+  // shortest, when no longest binds), a run of rest's up to the shortest.
+  void SetShortestRuns(int64_t work, int64_t rest) {
+    minConsecutive_ = work;
+    minDaysOff_ = rest;
+    runCap_ = std::max({trackLongest_ ? maxConsecutive_ : 0, minConsecutive_, minDaysOff_});
+    runCap_ = std::min(runCap_, static_cast<int64_t>(days_));
+    runs_ = runCap_ + 1;
+  }
+
   double& Base(int day, int local) {
     return base_[static_cast<size_t>(day) * types_.size() + static_cast<size_t>(local)];
   }
@@ -260,7 +281,7 @@ class TBoundRun {
         deadline_(std::chrono::steady_clock::now() +
                   std::chrono::duration_cast<std::chrono::steady_clock::duration>(
                       std::chrono::duration<double>(options.timeLimitSeconds))) {
-    for (int e = 0; e < Employees(); ++e) people_.emplace_back(instance, e);
+    for (int e = 0; e < Employees(); ++e) people_.emplace_back(instance, e, options.mostCells);
   }
 
   TPersonBoundResult Run() {

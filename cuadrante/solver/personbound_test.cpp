@@ -137,6 +137,34 @@ TEST(PersonBoundTest, NeverPassesTheOptimumOfSeveralPeople) {
   EXPECT_GE(reached, 1);
 }
 
+// Tables too large for the cells allowed lose the weekends and then the
+// shortest runs as states: the bound weakens step by step, never passing the
+// full one, until none fits.
+TEST(PersonBoundTest, WeakensAsTheTablesShrink) {
+  int weaker = 0, tooLarge = 0;
+  for (uint64_t seed = 1; seed <= 4; ++seed) {
+    const TInstance instance = GenerateInstance({3, 14, 2}, seed);
+    SCOPED_TRACE(seed);
+    const TPersonBoundResult full = PersonBound(instance, Unhurried());
+    if (!full.bound) continue;
+    for (int64_t cells = 256; cells <= 262'144; cells *= 2) {
+      TPersonBoundOptions small = Unhurried();
+      small.mostCells = cells;
+      const TPersonBoundResult result = PersonBound(instance, small);
+      if (result.status == "too large") {
+        ++tooLarge;
+        continue;
+      }
+      EXPECT_EQ(result.status, "converged");
+      ASSERT_TRUE(result.bound.has_value());
+      EXPECT_LE(*result.bound, *full.bound);
+      weaker += *result.bound < *full.bound;
+    }
+  }
+  EXPECT_GE(weaker, 2);
+  EXPECT_GE(tooLarge, 2);
+}
+
 TEST(PersonBoundTest, AnswersAtOnceWhenItCannotOrNeedNotPrice) {
   TInstance instance = GenerateInstance({3, 14, 2}, 1);
   std::atomic<bool> stop{true};
