@@ -28,101 +28,20 @@ struct TWorkspace {
 };
 
 // One person's month as a cheapest path through a few states a day. A state
-// is the day's local type (0: off), the run of working days it ends, the
+// is the day's local type (0: off), the run of work or of rest it ends, the
 // week's minutes without the part of tonight's shift that falls tomorrow,
-// and the horizon's minutes, all minutes in units of the lengths' divisor.
-// A dimension no rule needs has a single value.
+// the horizon's minutes (all minutes in units of the lengths' divisor) and
+// the weekends worked. A dimension no rule needs has a single value.
 class TPersonMonth {
  public:
   // A table past `mostCells` loses the weekends, then the shortest runs, as
   // states: a weaker bound, still proven.
   TPersonMonth(const TInstance& instance, int employee, int64_t mostCells) : days_(instance.days) {
     const TEmployee& person = instance.employees[static_cast<size_t>(employee)];
-    const int types = static_cast<int>(instance.shifts.size());
-    constexpr int kUnpinned = kOff - 1;
-    std::vector<int> pinned(static_cast<size_t>(days_), kUnpinned);
-    std::vector<char> clash(static_cast<size_t>(days_), 0);
-    for (const TPin& pin : instance.pins) {
-      if (pin.employee != employee) continue;
-      int& cell = pinned[static_cast<size_t>(pin.day)];
-      clash[static_cast<size_t>(pin.day)] |= cell != kUnpinned && cell != pin.shift;
-      cell = pin.shift;
-    }
-    std::vector<char> dayOff(static_cast<size_t>(days_), 0);
-    for (int day : person.daysOff) dayOff[static_cast<size_t>(day)] = 1;
-    int unit = 0;
-    int longest = 0, longestNext = 0;
-    for (const TShiftType& type : instance.shifts) {
-      unit = std::gcd(unit, std::gcd(type.minutes, type.minutesNextDay));
-      longest = std::max(longest, type.minutes);
-      longestNext = std::max(longestNext, type.minutesNextDay);
-    }
-    unit = std::max(unit, 1);
-    // Local types: off and every type the person may take.
-    types_.push_back(kOff);
-    for (int t = 0; t < types; ++t) {
-      if (person.maxShifts[static_cast<size_t>(t)] > 0) types_.push_back(t);
-    }
-    const int locals = Types();
-    for (int k = 0; k < locals; ++k) {
-      const int t = types_[static_cast<size_t>(k)];
-      const int minutes = k == 0 ? 0 : instance.shifts[static_cast<size_t>(t)].minutes;
-      const int nextDay = k == 0 ? 0 : instance.shifts[static_cast<size_t>(t)].minutesNextDay;
-      total_.push_back(minutes / unit);
-      today_.push_back((minutes - nextDay) / unit);
-      tomorrow_.push_back(nextDay / unit);
-      for (int j = 0; j < locals; ++j) {
-        const auto& forbidden = instance.shifts[static_cast<size_t>(t)].forbiddenNext;
-        forbids_.push_back(k > 0 && j > 0 &&
-                           std::find(forbidden.begin(), forbidden.end(),
-                                     types_[static_cast<size_t>(j)]) != forbidden.end());
-      }
-    }
-    for (size_t day = 0; day < pinned.size(); ++day) {
-      const int shift = pinned[day];
-      const auto local = std::find(types_.begin(), types_.end(), shift);
-      if (shift == kUnpinned) {
-        fixed_.push_back(dayOff[day] ? 0 : kFree);
-      } else if (clash[day] || local == types_.end() || (dayOff[day] && shift != kOff)) {
-        fixed_.push_back(kNever);
-      } else {
-        fixed_.push_back(static_cast<int>(local - types_.begin()));
-      }
-    }
-    maxConsecutive_ = person.maxConsecutive;
-    trackLongest_ = person.maxConsecutive < days_;
-    maxWeekends_ = person.maxWeekends;
-    if (maxWeekends_ < WeekendCount(days_)) weekends_ = maxWeekends_ + 1;
-    SetShortestRuns(person.minConsecutive, person.minDaysOff);
-    // A week can hold no more than seven of the longest shifts and a night
-    // from the week before: a cap above that never binds.
-    const int64_t weekMost = (int64_t{7} * longest + longestNext) / unit;
-    for (int64_t cap : person.maxWeekMinutes) weekCaps_.push_back(std::min(cap / unit, weekMost));
-    for (int64_t cap : weekCaps_) weeks_ = std::max<int64_t>(weeks_, cap + 1);
-    const int64_t horizonMost = int64_t{days_} * longest / unit;
-    minUnits_ = (person.minMinutes + unit - 1) / unit;
-    maxUnits_ = std::min(person.maxMinutes / unit, horizonMost);
-    trackHorizon_ = minUnits_ > 0 || maxUnits_ < horizonMost;
-    if (trackHorizon_) horizon_ = maxUnits_ + 1;
-    if (Cells() > mostCells && weekends_ > 1) {
-      weekends_ = 1;
-      maxWeekends_ = WeekendCount(days_);
-    }
-    if (Cells() > mostCells) SetShortestRuns(0, 0);
-    // Requests: an on-request not granted costs on every other choice.
-    base_.assign(static_cast<size_t>(days_) * static_cast<size_t>(locals), 0.0);
-    for (const TRequest& request : instance.onRequests) {
-      if (request.employee != employee) continue;
-      for (int k = 0; k < locals; ++k) {
-        if (types_[static_cast<size_t>(k)] != request.shift) Base(request.day, k) += request.weight;
-      }
-    }
-    for (const TRequest& request : instance.offRequests) {
-      if (request.employee != employee) continue;
-      const auto local = std::find(types_.begin(), types_.end(), request.shift);
-      if (local != types_.end())
-        Base(request.day, static_cast<int>(local - types_.begin())) += request.weight;
-    }
+    ReadTypes(instance, person);
+    ReadDays(instance, employee, person);
+    ReadRules(instance, person, mostCells);
+    ReadRequests(instance, employee);
   }
 
   int Types() const { return static_cast<int>(types_.size()); }
@@ -172,6 +91,106 @@ class TPersonMonth {
   }
 
  private:
+  // Local types: off and every type the person may take; lengths in units
+  // of the divisor of every length.
+  void ReadTypes(const TInstance& instance, const TEmployee& person) {
+    for (const TShiftType& type : instance.shifts) {
+      unit_ = std::gcd(unit_, std::gcd(type.minutes, type.minutesNextDay));
+    }
+    unit_ = std::max(unit_, 1);
+    types_.push_back(kOff);
+    for (size_t t = 0; t < instance.shifts.size(); ++t) {
+      if (person.maxShifts[t] > 0) types_.push_back(static_cast<int>(t));
+    }
+    const int locals = Types();
+    for (int k = 0; k < locals; ++k) {
+      const int t = types_[static_cast<size_t>(k)];
+      const int minutes = k == 0 ? 0 : instance.shifts[static_cast<size_t>(t)].minutes;
+      const int nextDay = k == 0 ? 0 : instance.shifts[static_cast<size_t>(t)].minutesNextDay;
+      total_.push_back(minutes / unit_);
+      today_.push_back((minutes - nextDay) / unit_);
+      tomorrow_.push_back(nextDay / unit_);
+      for (int j = 0; j < locals; ++j) {
+        const auto& forbidden = instance.shifts[static_cast<size_t>(t)].forbiddenNext;
+        forbids_.push_back(k > 0 && j > 0 &&
+                           std::find(forbidden.begin(), forbidden.end(),
+                                     types_[static_cast<size_t>(j)]) != forbidden.end());
+      }
+    }
+  }
+
+  // Each day free, fixed to a local type, or impossible.
+  void ReadDays(const TInstance& instance, int employee, const TEmployee& person) {
+    constexpr int kUnpinned = kOff - 1;
+    std::vector<int> pinned(static_cast<size_t>(days_), kUnpinned);
+    std::vector<char> clash(static_cast<size_t>(days_), 0);
+    for (const TPin& pin : instance.pins) {
+      if (pin.employee != employee) continue;
+      int& cell = pinned[static_cast<size_t>(pin.day)];
+      clash[static_cast<size_t>(pin.day)] |= cell != kUnpinned && cell != pin.shift;
+      cell = pin.shift;
+    }
+    std::vector<char> dayOff(static_cast<size_t>(days_), 0);
+    for (int day : person.daysOff) dayOff[static_cast<size_t>(day)] = 1;
+    for (size_t day = 0; day < pinned.size(); ++day) {
+      const int shift = pinned[day];
+      const auto local = std::find(types_.begin(), types_.end(), shift);
+      if (shift == kUnpinned) {
+        fixed_.push_back(dayOff[day] ? 0 : kFree);
+      } else if (clash[day] || local == types_.end() || (dayOff[day] && shift != kOff)) {
+        fixed_.push_back(kNever);
+      } else {
+        fixed_.push_back(static_cast<int>(local - types_.begin()));
+      }
+    }
+  }
+
+  void ReadRules(const TInstance& instance, const TEmployee& person, int64_t mostCells) {
+    int longest = 0, longestNext = 0;
+    for (const TShiftType& type : instance.shifts) {
+      longest = std::max(longest, type.minutes);
+      longestNext = std::max(longestNext, type.minutesNextDay);
+    }
+    maxConsecutive_ = person.maxConsecutive;
+    trackLongest_ = person.maxConsecutive < days_;
+    maxWeekends_ = person.maxWeekends;
+    if (maxWeekends_ < WeekendCount(days_)) weekends_ = maxWeekends_ + 1;
+    SetShortestRuns(person.minConsecutive, person.minDaysOff);
+    // A week can hold no more than seven of the longest shifts and a night
+    // from the week before: a cap above that never binds.
+    const int64_t weekMost = (int64_t{7} * longest + longestNext) / unit_;
+    for (int64_t cap : person.maxWeekMinutes) weekCaps_.push_back(std::min(cap / unit_, weekMost));
+    for (int64_t cap : weekCaps_) weeks_ = std::max<int64_t>(weeks_, cap + 1);
+    const int64_t horizonMost = int64_t{days_} * longest / unit_;
+    minUnits_ = (person.minMinutes + unit_ - 1) / unit_;
+    maxUnits_ = std::min(person.maxMinutes / unit_, horizonMost);
+    trackHorizon_ = minUnits_ > 0 || maxUnits_ < horizonMost;
+    if (trackHorizon_) horizon_ = maxUnits_ + 1;
+    if (Cells() > mostCells && weekends_ > 1) {
+      weekends_ = 1;
+      maxWeekends_ = WeekendCount(days_);
+    }
+    if (Cells() > mostCells) SetShortestRuns(0, 0);
+  }
+
+  // An on-request not granted costs on every other choice.
+  void ReadRequests(const TInstance& instance, int employee) {
+    const int locals = Types();
+    base_.assign(static_cast<size_t>(days_) * static_cast<size_t>(locals), 0.0);
+    for (const TRequest& request : instance.onRequests) {
+      if (request.employee != employee) continue;
+      for (int k = 0; k < locals; ++k) {
+        if (types_[static_cast<size_t>(k)] != request.shift) Base(request.day, k) += request.weight;
+      }
+    }
+    for (const TRequest& request : instance.offRequests) {
+      if (request.employee != employee) continue;
+      const auto local = std::find(types_.begin(), types_.end(), request.shift);
+      if (local != types_.end())
+        Base(request.day, static_cast<int>(local - types_.begin())) += request.weight;
+    }
+  }
+
   // Runs: a working run's length up to the longest allowed (or up to the
   // shortest, when no longest binds), a run of rest's up to the shortest.
   void SetShortestRuns(int64_t work, int64_t rest) {
@@ -259,6 +278,7 @@ class TPersonMonth {
   }
 
   int days_;
+  int unit_ = 0;            // minutes: the divisor of every length
   std::vector<int> types_;  // local -> shift type; 0 is off
   std::vector<int64_t> total_, today_, tomorrow_;
   std::vector<char> forbids_;  // last x next, local types
@@ -313,7 +333,9 @@ class TBoundRun {
         master_.resolve();
       }
       if (!master_.isProvenOptimal()) return Ended(result);
-      const double* duals = master_.getRowPrice();
+      // A copy: adding columns may move the master's arrays.
+      const std::vector<double> duals(master_.getRowPrice(),
+                                      master_.getRowPrice() + master_.getNumRows());
       for (size_t c = 0; c < prices.size(); ++c) {
         const TCover& line = instance_.cover[c];
         prices[c] = std::clamp(duals[c], -static_cast<double>(line.overWeight),
@@ -321,26 +343,9 @@ class TBoundRun {
       }
       if (!PriceEveryone(prices)) return Ended(result);
       ++result.rounds;
-      double lagrangian = 0;
-      for (size_t c = 0; c < prices.size(); ++c)
-        lagrangian += prices[c] * instance_.cover[c].requirement;
-      for (double value : values_) lagrangian += value;
-      // Whole weights: the optimum is a whole number at least this; the
-      // tolerance absorbs the simplex's rounding.
-      const int64_t bound =
-          static_cast<int64_t>(std::ceil(lagrangian - 1e-6 * std::max(1.0, std::fabs(lagrangian))));
+      const int64_t bound = LagrangianBound(prices);
       if (!result.bound || bound > *result.bound) result.bound = bound;
-      int added = 0;
-      for (int e = 0; e < Employees(); ++e) {
-        const TColumn column = ColumnOf(e, paths_[static_cast<size_t>(e)]);
-        double reduced = column.cost;
-        for (int row : column.rows) reduced -= duals[row];
-        if (reduced < -1e-6) {
-          AddColumn(column);
-          ++added;
-        }
-      }
-      if (added == 0) {
+      if (AddCheaperMonths(duals) == 0) {
         result.status = "converged";
         return result;
       }
@@ -349,6 +354,36 @@ class TBoundRun {
 
  private:
   int Employees() const { return static_cast<int>(instance_.employees.size()); }
+
+  // What every roster costs at least, by the prices just used: the prices'
+  // worth of the requirements and each person's cheapest month. All costs
+  // are whole and none is negative, so the bound is rounded up, and never
+  // below nothing; the tolerance absorbs the simplex's rounding.
+  int64_t LagrangianBound(const std::vector<double>& prices) const {
+    double lagrangian = 0;
+    for (size_t c = 0; c < prices.size(); ++c) {
+      lagrangian += prices[c] * instance_.cover[c].requirement;
+    }
+    for (const double value : values_) lagrangian += value;
+    const double rounded = std::ceil(lagrangian - 1e-6 * std::max(1.0, std::fabs(lagrangian)));
+    return std::max<int64_t>(0, static_cast<int64_t>(rounded));
+  }
+
+  // Each person's month just priced that is cheaper than the master's
+  // months at the master's own prices joins it; how many did.
+  int AddCheaperMonths(const std::vector<double>& duals) {
+    int added = 0;
+    for (int e = 0; e < Employees(); ++e) {
+      const TColumn column = ColumnOf(e, paths_[static_cast<size_t>(e)]);
+      double reduced = column.cost;
+      for (const int row : column.rows) reduced -= duals[static_cast<size_t>(row)];
+      if (reduced < -1e-6) {
+        AddColumn(column);
+        ++added;
+      }
+    }
+    return added;
+  }
 
   bool Expired() const {
     return (options_.stop != nullptr && options_.stop->load()) ||
