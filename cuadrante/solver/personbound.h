@@ -36,15 +36,17 @@ namespace cuadrante::solver {
 
 struct TPersonBoundOptions {
   double timeLimitSeconds = 60;
-  const std::atomic<bool>* stop = nullptr;  // raised from another thread: stop soon
-  // A roster whose rows are the first columns (a search's best, say): the
-  // prices start near where they end. Without one, each person's cheapest
-  // month with no prices is the first column.
+  // Raised from another thread: stop before the next person is priced.
+  const std::atomic<bool>* stop = nullptr;
+  // A roster whose rows join the first columns (a search's best, say), which
+  // are otherwise each person's cheapest month with no prices: the rounds
+  // start from prices nearer the end.
   const TRoster* start = nullptr;
   int threads = 2;
   // A person's table holds days x states cells (4 bytes each, a table per
-  // thread); a person whose table would be larger makes the bound too large
-  // to compute.
+  // thread). A larger one drops the weekends, then the shortest runs, as
+  // states (a weaker bound); a person whose table is larger even then makes
+  // the bound too large to compute.
   int64_t mostCells = int64_t{1} << 24;
 };
 
