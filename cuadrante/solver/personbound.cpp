@@ -411,6 +411,7 @@ class TBoundRun {
     std::atomic<bool> expired{false};
     const auto work = [&] {
       TWorkspace space;
+      std::vector<int> local;  // a month's local types, reused for each person
       for (int e = next++; e < Employees(); e = next++) {
         if (Expired()) {
           expired = true;
@@ -425,7 +426,6 @@ class TBoundRun {
             space.cost[static_cast<size_t>(d * person.Types() + k)] = cost;
           }
         }
-        std::vector<int> local;
         values_[static_cast<size_t>(e)] = person.Cheapest(space, local);
         std::vector<int>& path = paths_[static_cast<size_t>(e)];
         path.resize(local.size());
